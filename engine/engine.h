@@ -1,0 +1,50 @@
+// engine.h - process-wide state of the record file engine and the entry
+// points the dispatcher routes operations to.
+#ifndef VELNOR_ENGINE_ENGINE_H
+#define VELNOR_ENGINE_ENGINE_H
+
+#include <cstdint>
+
+#include "velnor.h"
+
+struct OpenFile;
+
+extern int8_t initcount;      // outstanding initialisations
+extern OpenFile* openfiles;   // head node of the open-file list
+extern char tmpdir[72];       // set by vfhsettmpdir
+extern char deletemark[2];    // "D"
+
+// Operation handlers; each sets cb->status on failure.
+void opopen(FHCB* cb);      // 1
+void opcreate(FHCB* cb);    // 2
+void opclose(FHCB* cb);     // 3
+void opread(FHCB* cb);      // 4
+void opwrite(FHCB* cb);     // 5
+void opdelete(FHCB* cb);    // 6
+void opbacksp(FHCB* cb);    // 7
+void opposn(FHCB* cb);      // 8
+void opsecure(FHCB* cb);    // 9
+void opend(FHCB* cb);       // 11
+void opnettype(FHCB* cb);   // 12
+void oprlock(FHCB* cb);     // 13
+void oprunlock(FHCB* cb);   // 14
+void optmpidx(FHCB* cb);    // 15
+void opsetkey(FHCB* cb);    // 19
+
+// Data file header: writes 'V'/blank and the hex-8 count at position 0;
+// writes the thread heads at their link offsets.  0, or -1 (status 4).
+int32_t writehdrcount(FHCB* cb);
+int32_t writeheads(FHCB* cb);
+// Re-reads the count (and the thread heads) from the header: 0, or -1.
+int32_t readhdrcount(FHCB* cb);
+int32_t readheads(FHCB* cb);
+// Reads the record at cb->datpos into buf (reclen bytes), unpacking a
+// variable-length one; the stored length, or -1 with status 3.
+int32_t readrec(FHCB* cb, char* buf);
+
+// Shared: nettype non-zero and not exclusive.
+inline bool isshared(const FHCB* cb) {
+    return cb->nettype != 0 && !(cb->mflags & VN_MF_EXCLUSIVE);
+}
+
+#endif

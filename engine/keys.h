@@ -1,0 +1,14 @@
+// keys.h - engine helpers of key building and the number forms stored in
+// files (bldkey, tobase95 and frombase95 are exported from velnor.h).
+#ifndef VELNOR_ENGINE_KEYS_H
+#define VELNOR_ENGINE_KEYS_H
+
+#include <cstdint>
+
+// Value of width hexadecimal characters; does not validate.
+int32_t fromhex(const char* text, uint32_t width);
+// dest = name with the extension (from the last "." anywhere) replaced by
+// ext, or ext appended when there is no ".".
+void setext(const char* name, char* dest, const char* ext);
+
+#endif

@@ -1,0 +1,353 @@
+/*
+ * velnor.h - the public interface of the velnor record-file library.
+ *
+ * One header for applications: the command block FHCB and its operation,
+ * status, flag and open-flag codes, and every exported function.  On 32-bit
+ * Windows every export uses the standard calling convention and is exported
+ * under its plain name from velnor.dll.
+ *
+ * Results: 0 for success and -1 for failure unless a function says otherwise;
+ * the engine's reason for a failure is the one-byte status in the FHCB.
+ */
+#ifndef VELNOR_H
+#define VELNOR_H
+
+#include <stddef.h>
+#include <stdint.h>
+
+#if defined(_WIN32) && !defined(_WIN64)
+#define VELNOR_CALL __stdcall
+#else
+#define VELNOR_CALL
+#endif
+
+#if defined(_WIN32)
+#if defined(VELNOR_BUILDING)
+#define VELNOR_API __declspec(dllexport)
+#elif defined(VELNOR_STATIC)
+#define VELNOR_API
+#else
+#define VELNOR_API __declspec(dllimport)
+#endif
+#elif defined(VELNOR_BUILDING)
+#define VELNOR_API __attribute__((visibility("default")))
+#else
+#define VELNOR_API
+#endif
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* ------------------------------------------------------------------------
+ * The command block.  Byte-packed: applications allocate and fill it
+ * directly, so every field follows the previous one with no padding.
+ * ------------------------------------------------------------------------ */
+
+struct FidItem;   /* item table of a loaded definition */
+struct FidKey;    /* key table */
+struct FidThread; /* thread table */
+struct IdxState;  /* open index file state */
+
+#pragma pack(push, 1)
+typedef struct FHCB {
+    uint32_t reserved;          /* never read or written by the engine */
+    uint8_t opcode;             /* operation code (VN_OP_*) */
+    uint8_t status;             /* status of the last operation, 0 = success */
+    uint8_t spare;
+    int8_t reqkey;              /* key requested by operation 19 */
+    int8_t curkey;              /* active key, internal 0-based number */
+    uint16_t nitems;            /* items in the definition; 0 = "*SEQ" file */
+    int8_t nkeys;               /* keys in the definition */
+    char *recbuf;               /* record buffer of reclen bytes */
+    uint16_t reclen;            /* record length + status byte + newline */
+    uint32_t datfd;             /* OS handle of the data file, 0 = closed */
+    uint32_t idxfd;             /* OS handle of the index or hash file */
+    int32_t datpos;             /* position of the current record */
+    uint32_t nrecs;             /* records in the file, header included */
+    uint16_t state;             /* VN_ST_* bits */
+    uint32_t lockpos;           /* record this block holds locked, 0 = none */
+    struct IdxState *index;     /* open index, null when none */
+    uint32_t hashrecs;          /* hash table entries */
+    uint8_t hashstate;          /* owned by the hash file layer */
+    uint16_t hypfd;             /* posting file handle of a keyword index */
+    uint16_t nthreads;          /* threads in the definition */
+    uint8_t fflags;             /* VN_FF_* file flags */
+    uint8_t mflags;             /* VN_MF_* mode flags */
+    uint16_t nettype;           /* network type number */
+    char *work;                 /* 257-byte work buffer */
+    char datname[261];          /* data file name */
+    char fidname[261];          /* definition file name, "" = derived */
+    char idxname[261];          /* index or hash file name, "" = derived */
+    struct FidKey *keys;        /* key table */
+    struct FidItem *items;      /* item table */
+    struct FidThread *threads;  /* thread table */
+    uint16_t flockretry;        /* attempts to take the file lock */
+    uint16_t rlockretry;        /* attempts to take a record lock */
+    uint8_t flocked;            /* 1 while the file lock is held */
+} FHCB;
+#pragma pack(pop)
+
+/* Operation codes (FHCB.opcode). */
+enum {
+    VN_OP_INIT = 0,      /* initialise the engine (counted) */
+    VN_OP_OPEN = 1,      /* open an existing file */
+    VN_OP_CREATE = 2,    /* create a new file, replacing an old data file */
+    VN_OP_CLOSE = 3,
+    VN_OP_READ = 4,      /* read the current record, move to the next */
+    VN_OP_WRITE = 5,     /* add or rewrite the record in recbuf */
+    VN_OP_DELETE = 6,    /* delete the record whose key 0 is in recbuf */
+    VN_OP_BACKSP = 7,    /* move to the previous record */
+    VN_OP_POSN = 8,      /* position by the key value in work */
+    VN_OP_SECURE = 9,    /* commit header, threads and index pages */
+    VN_OP_END = 11,      /* position at the end of the file */
+    VN_OP_NETTYPE = 12,  /* set the network type from the name in work */
+    VN_OP_RLOCK = 13,    /* lock the current record */
+    VN_OP_RUNLOCK = 14,  /* unlock the record this block holds */
+    VN_OP_TMPIDX = 15,   /* make a temporary index from the expression in work */
+    VN_OP_SETKEY = 19,   /* set the active key from reqkey */
+    VN_OP_SHUTDOWN = 20  /* shut down (counted) */
+};
+
+/* Status codes (FHCB.status).  1-44 have a message (fhmessage). */
+enum {
+    VN_OK = 0,
+    VN_E_DATOPEN = 1,
+    VN_E_DATCREATE = 2,
+    VN_E_DATREAD = 3,
+    VN_E_DATWRITE = 4,
+    VN_E_DATCLOSE = 5,
+    VN_E_FIDOPEN = 6,
+    VN_E_FIDREAD = 7,
+    VN_E_FIDVERSION = 8,
+    VN_E_MEMORY = 9,
+    VN_E_INDEX = 10,
+    VN_E_REUSE = 11,
+    VN_E_NOINIT = 12,
+    VN_E_RECLEN = 13,
+    VN_E_UNLOCK = 14,
+    VN_E_DATFID = 19,
+    VN_E_KEYNO = 20,
+    VN_E_IDXOPEN = 21,
+    VN_E_IDXCREATE = 22,
+    VN_E_IDXREAD = 23,
+    VN_E_IDXWRITE = 24,
+    VN_E_IDXCLOSE = 25,
+    VN_E_IDXVERSION = 26,
+    VN_E_IDXFID = 27,
+    VN_E_IDXCORRUPT = 28,
+    VN_E_IDXOLD = 29,
+    VN_E_IDXLOCK = 30,
+    VN_E_HSHOPEN = 31,
+    VN_E_HSHCREATE = 32,
+    VN_E_HSHREAD = 33,
+    VN_E_HSHWRITE = 34,
+    VN_E_HSHCLOSE = 35,
+    VN_E_HSHVERSION = 36,
+    VN_E_HSHFID = 37,
+    VN_E_HSHCORRUPT = 38,
+    VN_E_HSHFULL = 39,
+    VN_E_THRFIRST8 = 41,
+    VN_E_THRSHORT = 42,
+    VN_E_THROVERFLOW = 43,
+    VN_E_THREXPR = 44,
+    VN_C_NOTFOUND = 100, /* hash delete of a key that is not there */
+    VN_C_HSHNOKEY = 102, /* hashed definition without a key */
+    VN_C_NOREC = 'd',    /* no current record */
+    VN_C_BADOP = 'e',    /* unknown operation code */
+    VN_C_NOTAPPLY = 'f', /* operation does not apply to this file */
+    VN_C_READONLY = 'i', /* write or delete on a read-only file */
+    VN_C_NETNAME = 'j',  /* network type name not in the table */
+    VN_C_RLOCKED = 'k',  /* record lock refused or held elsewhere */
+    VN_C_FLOCKED = 'l',  /* file lock refused */
+    VN_C_DELETED = 'm',  /* the record read is deleted */
+    VN_C_VARBACK = 'o',  /* backspace on a variable-length file, no key */
+    VN_C_KEYEXPR = 'p'   /* bad temporary-index key expression */
+};
+
+/* FHCB.state bits. */
+enum {
+    VN_ST_CURRENT = 0x0001,  /* current record valid */
+    VN_ST_DIRTY = 0x0002,    /* header modified since the last flush */
+    VN_ST_SUBSTR = 0x0008,   /* operation 8 searches by substring */
+    VN_ST_THREAD = 0x0010,   /* walk by thread */
+    VN_ST_TMPREUSE = 0x0080, /* temporary index reused */
+    VN_ST_REUSE = 0x0100     /* reuse deleted record slots on write */
+};
+
+/* FHCB.fflags bits. */
+enum {
+    VN_FF_RECNO = 0x01,   /* record numbers */
+    VN_FF_HASHED = 0x04,  /* hash file instead of an index */
+    VN_FF_NOKEY = 0x08,   /* no active key: physical order */
+    VN_FF_TMPIDX = 0x10,  /* temporary index */
+    VN_FF_VARLEN = 0x20,  /* variable-length records */
+    VN_FF_NODATA = 0x40,  /* no data file is opened */
+    VN_FF_FIDDONE = 0x80  /* definition already loaded */
+};
+
+/* FHCB.mflags bits. */
+enum {
+    VN_MF_EXACT = 0x01,     /* operation 8 wants an exact match */
+    VN_MF_STAY = 0x02,      /* do not move after read or write */
+    VN_MF_DESCEND = 0x04,   /* descending order */
+    VN_MF_EXCLUSIVE = 0x10, /* exclusive use: no locks, no header re-reads */
+    VN_MF_READONLY = 0x20   /* read only */
+};
+
+/* Open flags of osopen and fastopen. */
+enum {
+    VN_O_RDONLY = 0x0000,
+    VN_O_WRONLY = 0x0001,
+    VN_O_RDWR = 0x0002,
+    VN_O_EXCL = 0x0010,  /* deny other openers (funshare) */
+    VN_O_SHARE = 0x0040, /* deny nothing (fshare) */
+    VN_O_CREAT = 0x0100,
+    VN_O_TRUNC = 0x0200,
+    VN_O_BINARY = 0x8000
+};
+
+/* ------------------------------------------------------------------------
+ * Record file engine.
+ * ------------------------------------------------------------------------ */
+
+/* Runs the operation in cb->opcode; 0 when cb->status is 0 afterwards. */
+VELNOR_API int32_t VELNOR_CALL filehandler(FHCB *cb);
+
+/* The message of status 1-44 ("opening data file", ...), "" for an entry
+ * without text, and null for any other status. */
+VELNOR_API const char *VELNOR_CALL fhmessage(int32_t status);
+
+/* Index of the item called name (exact, case-sensitive), or -1. */
+VELNOR_API int32_t VELNOR_CALL fhfidoffset(FHCB *cb, const char *name);
+
+/* Key keyno of the record in cb->recbuf into dest, zero-terminated;
+ * returns its length. */
+VELNOR_API int32_t VELNOR_CALL bldkey(FHCB *cb, int32_t keyno, char *dest);
+/* value as width base-95 digits in a static buffer each call overwrites. */
+VELNOR_API char *VELNOR_CALL tobase95(uint32_t value, uint32_t width);
+VELNOR_API uint32_t VELNOR_CALL frombase95(const char *text, uint32_t width);
+
+/* Simplified record API. */
+VELNOR_API int32_t VELNOR_CALL vfhopen(FHCB *cb);
+VELNOR_API int32_t VELNOR_CALL vfhmake(FHCB *cb);
+VELNOR_API int32_t VELNOR_CALL vfhmaketidx(FHCB *cb);
+VELNOR_API int32_t VELNOR_CALL vfhclose(FHCB *cb);
+VELNOR_API int32_t VELNOR_CALL vfhread(FHCB *cb, int32_t stay);
+VELNOR_API int32_t VELNOR_CALL vfhwrite(FHCB *cb, int32_t stay);
+VELNOR_API int32_t VELNOR_CALL vfhposn(FHCB *cb, int32_t exact);
+VELNOR_API int32_t VELNOR_CALL vfhbacksp(FHCB *cb);
+VELNOR_API int32_t VELNOR_CALL vfhdelete(FHCB *cb);
+VELNOR_API int32_t VELNOR_CALL vfhrlock(FHCB *cb);
+VELNOR_API int32_t VELNOR_CALL vfhrunlock(FHCB *cb);
+VELNOR_API int32_t VELNOR_CALL vfhsecure(FHCB *cb);
+VELNOR_API int32_t VELNOR_CALL vfhsetkey(FHCB *cb, uint8_t key);
+VELNOR_API int32_t VELNOR_CALL vfhlimbo(FHCB *cb);
+VELNOR_API int32_t VELNOR_CALL vfhitemget(FHCB *cb, const char *name, int32_t occ, char *dest);
+VELNOR_API int32_t VELNOR_CALL vfhitemset(FHCB *cb, const char *name, int32_t occ, const char *src);
+VELNOR_API char *VELNOR_CALL vfhitemoffset(FHCB *cb, const char *name);
+VELNOR_API int32_t VELNOR_CALL vfhcopy(FHCB *dst, FHCB *src);
+VELNOR_API void VELNOR_CALL vfhgetversion(uint16_t *major, uint16_t *minor);
+VELNOR_API void VELNOR_CALL vfhsettmpdir(const char *dir);
+VELNOR_API int32_t VELNOR_CALL fastlruopen(const char *name, int32_t mode, uint32_t extra);
+VELNOR_API int32_t VELNOR_CALL closelru(int32_t force);
+VELNOR_API int32_t VELNOR_CALL fhlimball(void);
+VELNOR_API int32_t VELNOR_CALL fhclopen(uint32_t handle);
+VELNOR_API int32_t VELNOR_CALL dlock(FHCB *cb, uint32_t pos);
+VELNOR_API int32_t VELNOR_CALL udlock(FHCB *cb, uint32_t pos);
+
+/* ------------------------------------------------------------------------
+ * Support library: OS layer, memory, directories.
+ * ------------------------------------------------------------------------ */
+
+VELNOR_API uint32_t VELNOR_CALL fshare(const char *path, uint32_t flags);
+VELNOR_API uint32_t VELNOR_CALL funshare(const char *path, uint32_t flags);
+
+/* Fixed, zeroed global-memory blocks; free with globalmfree (null result
+ * on success). */
+VELNOR_API void *VELNOR_CALL globalmalloc(uint32_t size);
+VELNOR_API void *VELNOR_CALL globalcalloc(uint32_t count, uint32_t size);
+VELNOR_API void *VELNOR_CALL globalmfree(void *block);
+
+VELNOR_API int32_t VELNOR_CALL makedir(const char *path);
+VELNOR_API int32_t VELNOR_CALL removdir(const char *path);
+/* Directory search; the name is returned in one static buffer of the
+ * library; datetime receives the six bytes year-1900, month, day, hour,
+ * minute, second. */
+VELNOR_API char *VELNOR_CALL cfindfirst(const char *pattern, int32_t withdirs, uint32_t *size,
+                                        uint8_t *datetime);
+VELNOR_API char *VELNOR_CALL cfindnext(uint32_t *size, uint8_t *datetime);
+
+/* Buffered streams: five slots, numbered 0-4. */
+VELNOR_API int32_t VELNOR_CALL fastopen(const char *path, uint32_t flags, uint32_t perm);
+VELNOR_API int32_t VELNOR_CALL fastclose(int32_t s);
+VELNOR_API int32_t VELNOR_CALL fastflush(int32_t s);
+VELNOR_API int32_t VELNOR_CALL fastread(int32_t s, void *dest, uint32_t count);
+VELNOR_API int32_t VELNOR_CALL fastwrite(int32_t s, const void *src, uint32_t count);
+VELNOR_API char *VELNOR_CALL fastgets(int32_t s, char *dest, int32_t limit);
+VELNOR_API char *VELNOR_CALL fastagets(int32_t s, char *dest, int32_t width);
+VELNOR_API int32_t VELNOR_CALL fastgetc(int32_t s);
+VELNOR_API int32_t VELNOR_CALL fastputc(int32_t s, int32_t c);
+VELNOR_API const char *VELNOR_CALL fastputs(int32_t s, const char *str);
+VELNOR_API int32_t VELNOR_CALL fastseek(int32_t s, int32_t offset, int32_t origin);
+VELNOR_API int32_t VELNOR_CALL fasttell(int32_t s);
+VELNOR_API int32_t VELNOR_CALL fastrewind(int32_t s);
+
+/* String helpers. */
+VELNOR_API int32_t VELNOR_CALL argpos(const char *str, int32_t ch);
+VELNOR_API void VELNOR_CALL blcpy(char *dest, const char *src, int32_t count);
+VELNOR_API int32_t VELNOR_CALL instr(const char *needle, const char *haystack);
+VELNOR_API char *VELNOR_CALL creat_name(char *result, const char *dir, const char *name,
+                                        const char *ext);
+VELNOR_API void VELNOR_CALL split_name(const char *path, char *dir, char *name, char *ext);
+VELNOR_API char *VELNOR_CALL nstrncpy(char *dest, const char *src, int32_t n);
+VELNOR_API char *VELNOR_CALL trim(char *str);
+VELNOR_API char *VELNOR_CALL leading(const char *str);
+VELNOR_API int32_t VELNOR_CALL casecmp(const char *a, const char *b);
+VELNOR_API int32_t VELNOR_CALL casencmp(const char *a, const char *b, int32_t n);
+VELNOR_API int32_t VELNOR_CALL islike(const char *str, const char *pattern);
+VELNOR_API void VELNOR_CALL abbrname(const char *path, int32_t width, char *result);
+VELNOR_API int32_t VELNOR_CALL vlnname(const char *name);
+VELNOR_API void VELNOR_CALL just_center(char *field, int32_t width, int32_t fill);
+VELNOR_API void VELNOR_CALL just_left(char *field, int32_t width, int32_t fill);
+VELNOR_API void VELNOR_CALL just_right(char *field, int32_t width, int32_t fill);
+VELNOR_API void VELNOR_CALL just_none(char *field, int32_t width, int32_t fill);
+
+/* Numbers at the library-wide precision (5 decimal places). */
+VELNOR_API int32_t VELNOR_CALL numcmp(double a, double b);
+VELNOR_API char *VELNOR_CALL flasc(double value);
+/* Rounds value to places decimals.  velnor.dll also exports it as "round". */
+VELNOR_API long double VELNOR_CALL velnor_round(double value, int32_t places);
+
+/* Integer formatters: value in the given radix (2-36, upper-case digits)
+ * into dest, which is returned. */
+VELNOR_API char *VELNOR_CALL longtoa(int32_t value, char *dest, int32_t radix);
+VELNOR_API char *VELNOR_CALL inttoa(int32_t value, char *dest, int32_t radix);
+
+/* Dates, kept as Julian day numbers. */
+VELNOR_API int32_t VELNOR_CALL jdpack(int32_t year, int32_t month, int32_t day);
+VELNOR_API void VELNOR_CALL jdunpack(int32_t jd, int32_t *year, int32_t *month, int32_t *day);
+/* Selects the date form used by convdate; returns the previous form. */
+VELNOR_API int32_t VELNOR_CALL set_dateform(int32_t form);
+/* Parses the date in text and writes it to dest in the current form;
+ * returns its Julian day number, or -1 when text is not a date. */
+VELNOR_API int32_t VELNOR_CALL convdate(const char *text, char *dest);
+
+/* ------------------------------------------------------------------------
+ * Compress archiver.
+ * ------------------------------------------------------------------------ */
+
+VELNOR_API int32_t VELNOR_CALL compress_files(const char *options, const char *archive,
+                                              int32_t nspecs, char **specs);
+VELNOR_API int32_t VELNOR_CALL compress_file_list(const char *options, const char *archive,
+                                                  const char *specs);
+/* The progress window's procedure; on systems without windows it still
+ * takes the Stop command (message 273, wparam 101). */
+VELNOR_API intptr_t VELNOR_CALL cmpwndproc(void *window, uint32_t message, uintptr_t wparam,
+                                           intptr_t lparam);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif /* VELNOR_H */

@@ -1,0 +1,29 @@
+// btree.h - search, insert and delete in the B-trees of an index file, and
+// the key comparison that orders them.
+#ifndef VELNOR_INDEX_BTREE_H
+#define VELNOR_INDEX_BTREE_H
+
+#include <cstdint>
+
+#include "velnor.h"
+
+// Search modes.
+enum {
+    SRCH_EQUAL = 1,
+    SRCH_NEXT = 2,
+    SRCH_PREV = 3,
+    SRCH_GE = 4,
+    SRCH_LE = 5,
+    SRCH_FIRST = 16,
+    SRCH_LAST = 17,
+    SRCH_STEPBACK = 18,  // previous, as 3
+    SRCH_STEP = 19       // next, as 2
+};
+
+int keycmp(FHCB* cb, int index, const char* a, const char* b);
+// Record position (> 0), 0 for none, or -1 with status.
+int32_t idxsearch(FHCB* cb, int index, int mode);
+int32_t idxinsert(FHCB* cb, int index, uint32_t pos);
+int32_t idxdelete(FHCB* cb, int index, uint32_t pos);
+
+#endif

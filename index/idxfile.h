@@ -1,0 +1,69 @@
+// idxfile.h - the index file: header page, tree pages, free-page chain and
+// the free-space list of deleted records, all in pages of one size P.
+// Up to 18 B-trees (index numbers) share one file.
+#ifndef VELNOR_INDEX_IDXFILE_H
+#define VELNOR_INDEX_IDXFILE_H
+
+#include <cstdint>
+
+#include "velnor.h"
+
+enum {
+    IDX_MAXINDEX = 18,
+    IDX_MAXDEPTH = 16,
+    IDX_HDRSIZE = 114,
+    IDX_VERSION = 865,
+    IDX_OLDVERSION = 864,
+    IDX_SPANOFF = 8,    // the changing span of the header: nextpage..roots
+    IDX_SPANSIZE = 84
+};
+
+struct IdxPath {
+    uint32_t page;
+    uint8_t slot;
+    uint8_t count;
+};
+
+// One per index number: its position in the tree and its page image.
+struct IdxCursor {
+    uint8_t cap;       // entries per page
+    uint32_t page;     // page held in the image; 0 = none
+    uint8_t slot;      // current entry
+    uint8_t atend;     // last search ran past the last entry
+    IdxPath path[IDX_MAXDEPTH];  // inner pages passed, root first
+    uint8_t depth;
+    void* image;       // global-memory block of P bytes
+};
+
+struct IdxState {
+    uint16_t version;
+    uint32_t nextpage;
+    uint32_t freepage;
+    uint32_t spacelist;
+    uint32_t root[IDX_MAXINDEX];
+    uint16_t nindex;
+    uint16_t pagesize;
+    uint8_t keylen[IDX_MAXINDEX];
+    uint8_t dirty;      // header span changed since last written
+    char* keybuf;       // largest key length + 1 bytes
+    IdxCursor* cursor;  // nindex cursors
+};
+
+// Page size for a largest key length m: (24m + 228) & 0xFF80 in 16 bits.
+uint16_t idxpagesize(unsigned m);
+// Entries per page for key length k in pages of p bytes, kept in 8 bits.
+uint8_t idxcapacity(uint16_t p, unsigned k);
+
+int32_t idxcreate(FHCB* cb);
+int32_t idxopen(FHCB* cb);
+int32_t idxclose(FHCB* cb);
+int32_t hdrread(FHCB* cb, int whole);
+int32_t hdrwrite(FHCB* cb);
+uint32_t pagealloc(FHCB* cb, int index);
+int32_t pagefree(FHCB* cb, int index, uint32_t page);
+// Records a deleted record's slot.  0, or -1.
+int32_t spaceadd(FHCB* cb, uint32_t pos, uint16_t len);
+// Takes a deleted slot of length len: its position, or 0 for none.
+uint32_t spacetake(FHCB* cb, uint16_t len);
+
+#endif

@@ -1,0 +1,21 @@
+// numconv.h - the fixed-point decimal conversion behind numcmp, flasc and
+// round, and the library-wide precision it works to.
+#ifndef VELNOR_SUPPORT_NUMCONV_H
+#define VELNOR_SUPPORT_NUMCONV_H
+
+#include <cstdint>
+
+// Decimal places every conversion keeps; 5, never changed by the library.
+extern int32_t precision;
+
+// The digits of value with places decimals, in a static buffer that the
+// next call overwrites.  *exponent is the number of digits before the
+// decimal point; *negative is 1 for a value below zero.
+char* fixcvt(double value, int places, int* exponent, int* negative);
+
+// Reads decimal text as a number, the platform's standard conversion
+// (leading blanks allowed, stops at the first character that cannot
+// continue a number, 0 for unreadable text).
+double textnum(const char* text);
+
+#endif

@@ -1,0 +1,63 @@
+// os.h - the OS file, lock and memory layer every other part of the library
+// goes through; nothing above this layer calls the operating system directly.
+//
+// Handles are signed 32-bit numbers; a value below 1 from osopen is a failure.
+// Each file call looks at iomode: 9 selects direct system handles (Win32
+// handles on Windows), anything else the C runtime's descriptors.  On POSIX
+// systems both faces are plain descriptors.  Byte locks belong to a handle:
+// a byte locked through one handle is refused to every other handle, in this
+// process or another, and closing a handle drops only its own locks.
+#ifndef VELNOR_SUPPORT_OS_H
+#define VELNOR_SUPPORT_OS_H
+
+#include <cstdint>
+
+#include "velnor.h"
+
+// The last network type chosen by operation 12; 9 selects direct handles.
+extern uint8_t iomode;
+
+// Opens path with the numeric open flags (VN_O_*) and, with VN_O_CREAT, the
+// permission bits (511 = octal 777).  Tries once.  Handle, or -1.
+int32_t osopen(const char* path, uint32_t flags, uint32_t perm);
+int32_t osclose(int32_t h);                             // 0, or -1
+int32_t osread(int32_t h, void* buf, uint32_t count);   // bytes, 0 at end, -1
+int32_t oswrite(int32_t h, const void* buf, uint32_t count);  // bytes, or -1
+int32_t osflush(int32_t h);  // direct face: nonzero on success; runtime face: 0
+// New position from the start, or -1 (0xFFFFFFFF).  origin: 0 start,
+// 1 current, 2 end.
+int32_t osseek(int32_t h, int32_t offset, int32_t origin);
+int32_t oscreat(const char* path, uint32_t perm);
+// One attempt, never waits: 0 locked, -1 refused.
+int32_t oslock(int32_t h, uint32_t offset, uint32_t length);
+int32_t osunlock(int32_t h, uint32_t offset, uint32_t length);
+// Deletes and renames files by name: 0, or -1.
+int32_t osunlink(const char* path);
+int32_t osrename(const char* from, const char* to);
+// Size of an open file in bytes, or -1.
+int32_t osfilesize(int32_t h);
+
+// Moveable global-memory blocks: reached only between lock and unlock.
+void* globalhalloc(uint32_t size);                 // handle, or null
+void* globalhcalloc(uint32_t count, uint32_t size);  // zeroed; null on failure
+void* globalhlock(void* handle);                   // pointer, or null
+void globalhunlock(void* handle);
+void* globalhfree(void* handle);                   // null on success
+// Compaction hooks the page cache calls; they do nothing.
+int32_t globalcompact(uint32_t a, uint32_t b);
+void globalsettle();
+
+// Milliseconds from an arbitrary start (the system tick count).
+uint32_t ostickcount();
+// Busy-waits ms milliseconds on the tick count.
+void osbusywait(uint32_t ms);
+
+// The module instance captured at library start-up (null on POSIX).
+extern void* modinstance;
+
+// Stat of a path: 0 and the size and six DOS date-time bytes, or -1.
+int32_t osstat(const char* path, uint32_t* size, uint8_t* datetime);
+// Sets a file's last-write time from the six date-time bytes: 0, or -1.
+int32_t ossettime(const char* path, const uint8_t* datetime);
+
+#endif
