@@ -42,6 +42,13 @@ int32_t readheads(FHCB* cb);
 // variable-length one; the stored length, or -1 with status 3.
 int32_t readrec(FHCB* cb, char* buf);
 
+// Opens the data file (unless fflags 0x40) and, with keys and fflags lacking
+// 0x08, the index or hash file named in cb, read-write unless read-only,
+// shared unless exclusive, retrying through the handle cache; then enters cb
+// in the open-file list.  0, or -1 with status 1, 21 (31 hashed) or 9 and no
+// handle left open.  Loads neither the index nor the hash header.
+int32_t fhopenfiles(FHCB* cb);
+
 // Shared: nettype non-zero and not exclusive.
 inline bool isshared(const FHCB* cb) {
     return cb->nettype != 0 && !(cb->mflags & VN_MF_EXCLUSIVE);
