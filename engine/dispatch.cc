@@ -1,0 +1,103 @@
+// dispatch.cc - the engine's single entry: filehandler runs the operation in
+// the command block, counts initialisations and shutdowns, and after every
+// operation releases a file lock the handler left held.
+#include "engine/engine.h"
+#include "engine/handles.h"
+#include "engine/lock.h"
+#include "index/pagecache.h"
+#include "support/os.h"
+
+int8_t initcount = 0;
+OpenFile* openfiles = nullptr;
+char tmpdir[72] = "";
+char deletemark[2] = "D";
+
+namespace {
+
+// Creates the head node of the open-file list and the page cache.  On
+// failure nothing is left allocated and status is 9.
+void engineinit(FHCB* cb) {
+    openfiles = static_cast<OpenFile*>(globalmalloc(sizeof(OpenFile)));
+    if (openfiles == nullptr) {
+        cb->status = VN_E_MEMORY;
+        return;
+    }
+    if (pgcacheinit() != 0) {
+        globalmfree(openfiles);
+        openfiles = nullptr;
+        cb->status = VN_E_MEMORY;
+    }
+}
+
+// Closes every open file as operation 3 does, stopping at the first close
+// that fails (the files behind it stay open), then drops the list and the
+// page cache.
+void engineshutdown() {
+    while (openfiles != nullptr && openfiles->next != nullptr) {
+        FHCB* f = openfiles->next->owner;
+        f->status = 0;
+        opclose(f);
+        if (f->status != 0) break;
+    }
+    if (openfiles != nullptr) {
+        globalmfree(openfiles);
+        openfiles = nullptr;
+    }
+    pgcachefree();
+}
+
+// Operation 20: only an engine whose count is already 0 really stops.
+void shutdown() {
+    if (initcount > 0) {
+        initcount = static_cast<int8_t>(initcount - 1);
+        return;
+    }
+    engineshutdown();
+}
+
+void run(FHCB* cb) {
+    switch (cb->opcode) {
+        case VN_OP_OPEN: opopen(cb); break;
+        case VN_OP_CREATE: opcreate(cb); break;
+        case VN_OP_CLOSE: opclose(cb); break;
+        case VN_OP_READ: opread(cb); break;
+        case VN_OP_WRITE: opwrite(cb); break;
+        case VN_OP_DELETE: opdelete(cb); break;
+        case VN_OP_BACKSP: opbacksp(cb); break;
+        case VN_OP_POSN: opposn(cb); break;
+        case VN_OP_SECURE: opsecure(cb); break;
+        case VN_OP_END: opend(cb); break;
+        case VN_OP_NETTYPE: opnettype(cb); break;
+        case VN_OP_RLOCK: oprlock(cb); break;
+        case VN_OP_RUNLOCK: oprunlock(cb); break;
+        case VN_OP_TMPIDX: optmpidx(cb); break;
+        case VN_OP_SETKEY: opsetkey(cb); break;
+        case VN_OP_SHUTDOWN: shutdown(); break;
+        default: cb->status = VN_C_BADOP; break;
+    }
+}
+
+// A shared file still holding the file lock gets its index pages flushed
+// before the lock goes.
+void afteroperation(FHCB* cb) {
+    if (!cb->flocked) return;
+    if (cb->index != nullptr && cb->nettype != 0 && !(cb->mflags & VN_MF_EXCLUSIVE)) pgflush(cb);
+    fileunlock(cb);
+}
+
+}  // namespace
+
+extern "C" VELNOR_API int32_t VELNOR_CALL filehandler(FHCB* cb) {
+    cb->status = 0;
+    if (cb->opcode == VN_OP_INIT) {
+        // Counted even when the initialisation failed.
+        if (initcount == 0) engineinit(cb);
+        initcount = static_cast<int8_t>(initcount + 1);
+    } else if (initcount == 0 && cb->opcode != VN_OP_SHUTDOWN) {
+        cb->status = VN_E_NOINIT;
+    } else {
+        run(cb);
+    }
+    afteroperation(cb);
+    return cb->status == 0 ? 0 : -1;
+}

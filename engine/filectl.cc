@@ -1,0 +1,124 @@
+// filectl.cc - operations 3 (close), 9 (secure), 11 (position at the end)
+// and 19 (set the active key).
+#include "engine/engine.h"
+#include "engine/fid.h"
+#include "engine/fileutil.h"
+#include "engine/handles.h"
+#include "engine/lock.h"
+#include "index/idxfile.h"
+#include "index/pagecache.h"
+#include "support/os.h"
+
+namespace {
+
+bool activekey(const FHCB* cb) { return cb->nkeys > 0 && !(cb->fflags & VN_FF_NOKEY); }
+
+// An unshared (or exclusive) file keeps its header count and thread heads in
+// the block; this writes them when they changed.
+void writeheader(FHCB* cb) {
+    if (!(cb->state & VN_ST_DIRTY) || cb->nitems == 0 || (cb->fflags & VN_FF_NODATA)) return;
+    if (writehdrcount(cb) != 0) return;
+    if (cb->nthreads > 0 && cb->threads != nullptr) writeheads(cb);
+}
+
+// Keeps the first failure's status across later steps.
+struct FirstStatus {
+    uint8_t value = 0;
+    void note(const FHCB* cb) {
+        if (value == 0) value = cb->status;
+    }
+};
+
+}  // namespace
+
+void opclose(FHCB* cb) {
+    if (fhactivate(cb) != 0) return;
+    fileunlock(cb);
+    if (cb->lockpos != 0) udlock(cb, cb->lockpos);
+    cb->lockpos = 0;
+    FirstStatus first;
+    if (!isshared(cb)) writeheader(cb);
+    first.note(cb);
+    if (cb->index != nullptr) {
+        if (idxclose(cb) != 0 && cb->status == 0) cb->status = VN_E_IDXCLOSE;
+        cb->index = nullptr;
+        first.note(cb);
+    }
+    fhleave(cb);
+    first.note(cb);
+    fhdropfid(cb);
+    if (cb->work != nullptr) globalmfree(cb->work);
+    cb->work = nullptr;
+    cb->status = first.value;
+}
+
+void opsecure(FHCB* cb) {
+    if (!(cb->state & VN_ST_DIRTY) || cb->nitems == 0) return;
+    if (fhactivate(cb) != 0) return;
+    if (filelock(cb, cb->flockretry) != 0) return;
+    if (!isshared(cb)) {
+        writeheader(cb);
+        if (cb->index != nullptr) {
+            pgflush(cb);
+            hdrwrite(cb);
+        }
+    }
+    if (cb->index != nullptr) pgflush(cb);
+    // The handle flush never counts as committed: closing the handles (to
+    // be reopened by the next operation) is what commits.
+    if (cb->datfd == 0 || fhclopen(cb->datfd) != 0) {
+        fileunlock(cb);
+        fhpark(cb);
+    }
+    cb->state &= static_cast<uint16_t>(~VN_ST_DIRTY);
+    fileunlock(cb);
+}
+
+void opend(FHCB* cb) {
+    if (fhactivate(cb) != 0) return;
+    bool active = activekey(cb);
+    if ((active && (cb->fflags & VN_FF_HASHED)) || (cb->state & VN_ST_THREAD)) {
+        cb->status = VN_C_NOTAPPLY;
+        return;
+    }
+    if (active) {
+        if (cb->fflags & VN_FF_VARLEN) {
+            cb->status = VN_C_NOTAPPLY;
+            return;
+        }
+        if (isshared(cb) && readhdrcount(cb) != 0) return;
+        cb->datpos = static_cast<int32_t>(static_cast<uint32_t>(cb->reclen) * cb->nrecs);
+        cb->state |= VN_ST_CURRENT;
+        return;
+    }
+    cb->datpos = osseek(static_cast<int32_t>(cb->datfd), 0, 2);
+}
+
+void opsetkey(FHCB* cb) {
+    if (cb->nkeys <= 0) {
+        cb->status = VN_C_NOTAPPLY;
+        return;
+    }
+    if (cb->reqkey > cb->nkeys || cb->reqkey < 0) {
+        cb->status = VN_E_KEYNO;
+        return;
+    }
+    bool recno = cb->fflags & VN_FF_RECNO;
+    if (cb->reqkey == 0) {
+        cb->fflags |= VN_FF_NOKEY;
+        cb->curkey = 0;
+        return;
+    }
+    cb->fflags &= static_cast<uint8_t>(~VN_FF_NOKEY);
+    cb->curkey = static_cast<int8_t>(cb->reqkey + (recno ? 1 : 0) - 1);
+    if (cb->index == nullptr || cb->index->keybuf == nullptr || cb->recbuf == nullptr || cb->keys == nullptr)
+        return;
+    // The current record's key, raised by one in its last byte so that the
+    // next step moves past it.
+    bldkey(cb, cb->curkey, cb->index->keybuf);
+    if (cb->mflags & VN_MF_STAY) return;
+    int entry = cb->curkey - (recno ? 1 : 0);
+    if (entry < 0) entry = 0;
+    unsigned keylen = cb->keys[entry].keylen;
+    if (keylen > 0) cb->index->keybuf[keylen - 1]++;
+}

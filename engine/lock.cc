@@ -1,0 +1,95 @@
+// lock.cc - the file lock (byte 0 of the data file) and record locks (the
+// record's status byte): one-byte OS locks on the block's own data handle,
+// retried with 20 ms busy waits, and operations 13 and 14.
+#include "engine/lock.h"
+
+#include "engine/engine.h"
+#include "engine/handles.h"
+#include "support/os.h"
+
+namespace {
+
+constexpr uint32_t kRetryWaitMs = 20;
+
+// Network types whose locks reach the OS.
+bool oslocking(const FHCB* cb) { return cb->nettype == 1 || cb->nettype == 2; }
+
+// Tries to lock byte pos tries times (0 counts as 1), waiting between tries.
+int32_t lockwithretry(FHCB* cb, uint32_t pos, uint16_t tries) {
+    unsigned n = tries == 0 ? 1u : tries;
+    for (unsigned i = 0; i < n; i++) {
+        if (dlock(cb, pos) == 0) return 0;
+        if (i + 1 < n) osbusywait(kRetryWaitMs);
+    }
+    return -1;
+}
+
+// Drops the record lock this block holds, if any; the unlock's result.
+int32_t droprecordlock(FHCB* cb) {
+    if (cb->lockpos == 0) return 0;
+    int32_t r = udlock(cb, cb->lockpos);
+    cb->lockpos = 0;
+    return r;
+}
+
+}  // namespace
+
+// Locking applies to a block with a network type and neither exclusive nor
+// read-only; whether a byte really gets locked is dlock's business (network
+// types 1 and 2 only).
+bool locking(const FHCB* cb) {
+    return cb->nettype != 0 && !(cb->mflags & (VN_MF_EXCLUSIVE | VN_MF_READONLY));
+}
+
+int32_t filelock(FHCB* cb, uint16_t tries) {
+    if (!locking(cb)) return 0;
+    if (lockwithretry(cb, 0, tries) != 0) {
+        cb->status = VN_C_FLOCKED;
+        return -1;
+    }
+    cb->flocked = 1;
+    return 0;
+}
+
+void fileunlock(FHCB* cb) {
+    cb->flocked = 0;
+    if (locking(cb) && cb->datfd != 0) udlock(cb, 0);
+}
+
+int32_t recprobe(FHCB* cb) {
+    if (!locking(cb)) return 0;
+    uint32_t pos = static_cast<uint32_t>(cb->datpos);
+    if (pos == 0 || pos == cb->lockpos) return 0;
+    if (dlock(cb, pos) != 0) return 1;
+    udlock(cb, pos);
+    return 0;
+}
+
+void oprlock(FHCB* cb) {
+    if (fhactivate(cb) != 0) return;
+    if (!locking(cb) || cb->nitems == 0) return;
+    droprecordlock(cb);
+    if (!(cb->state & VN_ST_CURRENT) || cb->datpos == 0) return;
+    uint32_t pos = static_cast<uint32_t>(cb->datpos);
+    if (lockwithretry(cb, pos, cb->rlockretry) != 0) {
+        cb->status = VN_C_RLOCKED;
+        return;
+    }
+    cb->lockpos = pos;
+}
+
+void oprunlock(FHCB* cb) {
+    if (fhactivate(cb) != 0) return;
+    if (!locking(cb) || cb->nitems == 0 || cb->lockpos == 0) return;
+    if (droprecordlock(cb) != 0) cb->status = VN_E_UNLOCK;
+}
+
+extern "C" VELNOR_API int32_t VELNOR_CALL dlock(FHCB* cb, uint32_t pos) {
+    if (!oslocking(cb)) return 0;
+    return oslock(static_cast<int32_t>(cb->datfd), pos, 1) == 0 ? 0 : -1;
+}
+
+extern "C" VELNOR_API int32_t VELNOR_CALL udlock(FHCB* cb, uint32_t pos) {
+    if (!oslocking(cb)) return 0;
+    return osunlock(static_cast<int32_t>(cb->datfd), pos, 1) == 0 ? 0 : -1;
+}
