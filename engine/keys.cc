@@ -1,0 +1,95 @@
+// keys.cc - key building (bldkey) and the number forms stored in files:
+// base 95 (digit = character - 32) and upper-case hexadecimal.
+#include "engine/keys.h"
+
+#include <cstring>
+
+#include "engine/fid.h"
+
+namespace {
+
+// Longest base-95 text tobase95 produces; wider requests are cut to this.
+constexpr uint32_t B95_MAXWIDTH = 255;
+char b95buf[B95_MAXWIDTH + 1];
+
+// Copies the segments of key to dest; the bytes written.
+int32_t copysegs(FHCB* cb, const FidKey& key, char* dest) {
+    int32_t n = 0;
+    for (int s = 0; s < key.nsegs && s < FID_MAXSEGS; ++s) {
+        const FidSeg& seg = key.seg[s];
+        std::memcpy(dest + n, cb->recbuf + seg.segoff + 1, seg.seglen);
+        n += seg.seglen;
+    }
+    return n;
+}
+
+// Key keyno of cb->recbuf at dest without the position suffix of a
+// temporary index; a secondary key ends with key 0.  Its length.
+int32_t buildkey(FHCB* cb, int32_t keyno, char* dest) {
+    bool recno = (cb->fflags & VN_FF_RECNO) != 0;
+    if (keyno == 0 && recno) {
+        std::memcpy(dest, cb->recbuf + ((cb->fflags & VN_FF_VARLEN) ? 5 : 1), 5);
+        return 5;
+    }
+    int32_t entry = recno ? keyno - 1 : keyno;
+    if (entry < 0 || entry >= cb->nkeys || cb->keys == nullptr) return 0;
+    int32_t n = copysegs(cb, cb->keys[entry], dest);
+    if (keyno > 0) n += buildkey(cb, 0, dest + n);
+    return n;
+}
+
+}  // namespace
+
+extern "C" int32_t VELNOR_CALL bldkey(FHCB* cb, int32_t keyno, char* dest) {
+    int32_t n = buildkey(cb, keyno, dest);
+    if (cb->fflags & VN_FF_TMPIDX) {
+        std::memcpy(dest + n, tobase95(static_cast<uint32_t>(cb->datpos), 4), 4);
+        n += 4;
+    }
+    dest[n] = '\0';
+    return n;
+}
+
+extern "C" char* VELNOR_CALL tobase95(uint32_t value, uint32_t width) {
+    if (width > B95_MAXWIDTH) width = B95_MAXWIDTH;
+    std::memset(b95buf, ' ', width);
+    b95buf[width] = '\0';
+    for (uint32_t i = width; i > 0; --i) {
+        b95buf[i - 1] = static_cast<char>(value % 95 + 32);
+        value /= 95;
+        if (value == 0) break;
+    }
+    return b95buf;
+}
+
+extern "C" uint32_t VELNOR_CALL frombase95(const char* text, uint32_t width) {
+    uint32_t value = 0;
+    uint32_t place = 1;
+    for (uint32_t i = width; i > 0; --i) {
+        int32_t digit = static_cast<signed char>(text[i - 1]) - 32;
+        value += static_cast<uint32_t>(digit) * place;
+        place *= 95;
+    }
+    return value;
+}
+
+int32_t fromhex(const char* text, uint32_t width) {
+    uint32_t value = 0;
+    uint32_t place = 1;
+    for (uint32_t i = width; i > 0; --i) {
+        int c = static_cast<signed char>(text[i - 1]);
+        int digit = c < 'A' ? c - '0' : c - 'A' + 10;
+        value += static_cast<uint32_t>(digit) * place;
+        place *= 16;
+    }
+    return static_cast<int32_t>(value);
+}
+
+void setext(const char* name, char* dest, const char* ext) {
+    if (dest != name) std::memmove(dest, name, std::strlen(name) + 1);
+    char* dot = std::strrchr(dest, '.');
+    if (dot != nullptr)
+        std::strcpy(dot, ext);
+    else
+        std::strcat(dest, ext);
+}
