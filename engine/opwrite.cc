@@ -1,0 +1,194 @@
+// opwrite.cc - operation 5: add or rewrite the record in recbuf.  A record
+// is new unless its key 0 is found (or, without keys, unless the current
+// record lies inside the file); new records go at the end or into a reused
+// deleted slot, rewrites stay in place except variable-length records whose
+// packed length changed, which are deleted and added again.
+#include <cstring>
+
+#include "engine/engine.h"
+#include "engine/fid.h"
+#include "engine/handles.h"
+#include "engine/lock.h"
+#include "engine/record.h"
+#include "index/btree.h"
+#include "index/hash.h"
+#include "index/idxfile.h"
+
+namespace {
+
+char packbuf[REC_MAX];  // the stored form of a variable-length record
+char oldbuf[REC_MAX];   // the record a rewrite replaces
+
+// Key i of record rec into the key buffer; its length.
+int32_t keyof(FHCB* cb, int i, char* rec) {
+    char* const save = cb->recbuf;
+    cb->recbuf = rec;
+    const int32_t n = bldkey(cb, i, cb->index->keybuf);
+    cb->recbuf = save;
+    return n;
+}
+
+// Every key but key 0 of the record at datpos: inserted for a new record;
+// for a rewrite (old is the record replaced) each changed key is moved.
+int32_t updatekeys(FHCB* cb, const char* old) {
+    static char oldkey[258];
+    char* const kb = cb->index->keybuf;
+    const uint32_t pos = static_cast<uint32_t>(cb->datpos);
+    for (int i = 1; i < nindexes(cb); i++) {
+        if (old) {
+            const int32_t n = keyof(cb, i, const_cast<char*>(old));
+            memcpy(oldkey, kb, static_cast<size_t>(n) + 1);
+            if (bldkey(cb, i, kb) == n && memcmp(kb, oldkey, static_cast<size_t>(n)) == 0) continue;
+            memcpy(kb, oldkey, static_cast<size_t>(n) + 1);
+            if (idxdelete(cb, i, pos) < 0) return -1;
+            bldkey(cb, i, kb);
+        } else {
+            bldkey(cb, i, kb);
+        }
+        if (idxinsert(cb, i, pos) < 0) return -1;
+    }
+    return 0;
+}
+
+// A new record in a keyed file: numbered when the file has record numbers,
+// placed in a reused slot or at the end, and entered under key 0.
+int32_t placenew(FHCB* cb, int32_t len, bool var) {
+    char* const kb = cb->index->keybuf;
+    if (cb->fflags & VN_FF_RECNO) {
+        const char* num = tobase95(cb->nrecs, 5);
+        memcpy(cb->recbuf + (var ? 5 : 1), num, 5);
+        if (var) memcpy(packbuf + 5, num, 5);
+        bldkey(cb, 0, kb);
+        const int32_t r = idxsearch(cb, 0, SRCH_EQUAL);
+        if (r < 0) return -1;
+        if (r > 0) {
+            cb->status = VN_E_IDXCORRUPT;
+            return -1;
+        }
+    }
+    uint32_t slot = 0;
+    if (cb->state & VN_ST_REUSE) slot = spacetake(cb, static_cast<uint16_t>(len));
+    if (slot > 0) {
+        cb->datpos = static_cast<int32_t>(slot);
+    } else {
+        const int32_t end = var ? datend(cb) : static_cast<int32_t>(cb->nrecs * cb->reclen);
+        if (end < 0) return -1;
+        cb->datpos = end;
+        cb->nrecs++;
+    }
+    bldkey(cb, 0, kb);
+    return idxinsert(cb, 0, static_cast<uint32_t>(cb->datpos));
+}
+
+// Decides whether the write adds or rewrites, and where.  *isnew and
+// *haveold (oldbuf holds the record replaced) are set.
+int32_t locate(FHCB* cb, int32_t len, bool var, bool keys, bool* isnew, bool* haveold) {
+    const bool needold = nindexes(cb) > 1 || cb->nthreads > 0;
+    if (!keys) {
+        const int32_t end = (var || cb->nitems == 0) ? datend(cb) : static_cast<int32_t>(cb->nrecs * cb->reclen);
+        if (end < 0) return -1;
+        if (!(cb->state & VN_ST_CURRENT)) cb->datpos = end;
+        if (cb->datpos >= end) {
+            cb->nrecs++;
+            *isnew = true;
+        } else if (cb->nthreads > 0 && cb->nitems > 0) {
+            if (readrec(cb, oldbuf) < 0) return -1;
+            *haveold = true;
+        }
+        return 0;
+    }
+    bldkey(cb, 0, cb->index->keybuf);
+    const int32_t r = idxsearch(cb, 0, SRCH_EQUAL);
+    if (r < 0) return -1;
+    if (r > 0) {
+        cb->datpos = r;
+        const int32_t stored = var ? storedlen(cb, r) : len;
+        if (stored < 0) return -1;
+        if (stored != len || needold) {
+            const int32_t oldlen = readrec(cb, oldbuf);
+            if (oldlen < 0) return -1;
+            *haveold = true;
+            if (stored != len) {
+                if (locking(cb) && recprobe(cb)) {
+                    cb->status = VN_C_RLOCKED;
+                    return -1;
+                }
+                if (removerec(cb, r, oldlen, oldbuf) < 0) return -1;
+                *haveold = false;
+                *isnew = true;
+            }
+        }
+        if (!*isnew) return 0;
+    }
+    *isnew = true;
+    return placenew(cb, len, var);
+}
+
+}  // namespace
+
+void opwrite(FHCB* cb) {
+    if (fhactivate(cb) < 0) return;
+    if (cb->mflags & VN_MF_READONLY) {
+        cb->status = VN_C_READONLY;
+        return;
+    }
+    const bool key = activekey(cb);
+    if ((cb->fflags & VN_FF_HASHED) && key) {
+        hshwrite(cb);
+        return;
+    }
+    const bool keys = cb->nkeys > 0 && cb->index;
+    if (cb->fflags & (VN_FF_TMPIDX | 0x02)) {
+        if (!keys) return;
+        bldkey(cb, 0, cb->index->keybuf);
+        idxinsert(cb, 0, static_cast<uint32_t>(cb->datpos));
+        return;
+    }
+    const bool def = cb->nitems > 0;
+    const bool var = def && (cb->fflags & VN_FF_VARLEN);
+    const bool nodata = def && (cb->fflags & VN_FF_NODATA);
+    int32_t len = cb->reclen;
+    bool isnew = false;
+    bool haveold = false;
+    if (nodata) {
+        isnew = true;
+        if (keys) {
+            bldkey(cb, 0, cb->index->keybuf);
+            if (idxinsert(cb, 0, static_cast<uint32_t>(cb->datpos)) < 0) return;
+        }
+    } else {
+        if (def && isshared(cb)) {
+            if (filelock(cb, cb->flockretry) < 0 || readhdrcount(cb) < 0) return;
+            if (cb->nthreads > 0 && readheads(cb) < 0) return;
+        }
+        if (def) cb->recbuf[cb->reclen - 1] = '\n';
+        if (var) len = packrec(cb, cb->recbuf, packbuf);
+        if (locate(cb, len, var, keys, &isnew, &haveold) < 0) return;
+        if (!isnew && locking(cb) && recprobe(cb)) {
+            cb->status = VN_C_RLOCKED;
+            return;
+        }
+    }
+    if (keys && updatekeys(cb, haveold ? oldbuf : nullptr) < 0) return;
+    cb->state |= VN_ST_DIRTY;
+    const int32_t pos = cb->datpos;
+    bool changed = false;
+    if (!nodata) {
+        if (def && cb->nthreads > 0 && cb->threads) {
+            if (threadupdate(cb, pos, cb->recbuf, haveold ? oldbuf : nullptr, &changed) < 0) return;
+            if (var) len = packrec(cb, cb->recbuf, packbuf);
+        }
+        if (writeat(cb, pos, var ? packbuf : cb->recbuf, len) < 0) return;
+    }
+    if (!def) {
+        cb->datpos += len;
+        return;
+    }
+    cb->state |= VN_ST_CURRENT;
+    if (isnew && isshared(cb) && writehdrcount(cb) < 0) return;
+    if (key && cb->index) bldkey(cb, cb->curkey, cb->index->keybuf);
+    movenext(cb, len);
+    if (changed && isshared(cb) && writeheads(cb) < 0) return;
+    sharedflush(cb);
+    fileunlock(cb);
+}

@@ -1,0 +1,87 @@
+// record.h - internals shared by the record operations (read, write,
+// delete, backspace, position, temporary index): the two record layouts of
+// the data file, moving to the next record, thread links and the removal of
+// one record.
+#ifndef VELNOR_ENGINE_RECORD_H
+#define VELNOR_ENGINE_RECORD_H
+
+#include <cstdint>
+
+#include "velnor.h"
+
+// Largest record a data file can describe (reclen is 16 bits), plus room
+// for the packing slack.
+enum { REC_MAX = 65536 + 16 };
+
+// True when a key steers the file (keys, and not physical order).
+inline bool activekey(const FHCB* cb) {
+    return cb->nkeys > 0 && !(cb->fflags & VN_FF_NOKEY);
+}
+
+// Index numbers in the index file: the keys, plus the record-number index.
+inline int nindexes(const FHCB* cb) {
+    return cb->nkeys + ((cb->fflags & VN_FF_RECNO) ? 1 : 0);
+}
+
+// Bytes in front of the packed items of a variable-length record: status
+// byte, hex-4 length and, with record numbers, the b95-5 number.
+inline int packprefix(const FHCB* cb) {
+    return (cb->fflags & VN_FF_RECNO) ? 10 : 5;
+}
+
+// Packs the unpacked record rec (reclen bytes) into out (reclen + 8 bytes):
+// items with trailing blanks removed (types 'I' and 'S' and thread links
+// kept whole), a TAB after each shortened field but the very last, the
+// stored length as hex-4 in bytes 1-4 and a newline at the end.  Returns the
+// stored length.
+int32_t packrec(const FHCB* cb, const char* rec, char* out);
+// Offset within the packed form of rec of the field that starts at record
+// byte at, or -1 when no field starts there.
+int32_t packedoffset(const FHCB* cb, const char* rec, int32_t at);
+// Unpacks the stored record src of srclen bytes into dst (reclen bytes),
+// the fixed layout.  Never reads past srclen nor writes past reclen.
+void unpackrec(const FHCB* cb, const char* src, int32_t srclen, char* dst);
+
+// Reads the record at pos into buf like readrec (lock probe, 0x1A
+// padding, unpacking); the stored length, or -1 with status 3.
+int32_t readrecat(FHCB* cb, int32_t pos, char* buf);
+// The hex-4 length stored in the variable-length record at pos, or -1
+// (status 3) when it cannot be read or is not hex.
+int32_t storedlen(FHCB* cb, int32_t pos);
+// Writes len bytes at pos of the data file.  0, or -1 with status 4.
+int32_t writeat(FHCB* cb, int32_t pos, const void* buf, int32_t len);
+// Size of the data file, or -1 with status 3.
+int32_t datend(FHCB* cb);
+
+// Moves to the next record after a read or write of a record whose stored
+// length is len: in key order, along the thread, or physically.  Does
+// nothing with mflags 0x02.
+void movenext(FHCB* cb, int32_t len);
+
+// Removes the record at pos of stored length len, held unpacked in rec:
+// unlinks it from its threads, deletes its keys, gives its slot to the
+// free-space list and writes the deletion mark.  0, or -1 with status.
+int32_t removerec(FHCB* cb, int32_t pos, int32_t len, char* rec);
+
+// Sets the thread links of record rec, to be written at pos; old is the
+// record it replaces, or null for a new record.  A thread the record enters
+// gets it as head (link = the old head), one it leaves is unlinked, one it
+// stays in keeps the old link.  Sets *changed when a head moved.  0, or -1
+// with status (44 for a bad expression).
+int32_t threadupdate(FHCB* cb, int32_t pos, char* rec, const char* old, bool* changed);
+// Takes record rec (at pos) out of thread t's chain.  Sets *changed when
+// the head moved.  0, or -1 with status.
+int32_t threadunlink(FHCB* cb, int t, int32_t pos, const char* rec, bool* changed);
+
+// Steps the active key's index with mode (2 next, 3 previous) until a key
+// holds the text in work within its compare length: the record position,
+// 0 for none, or -1.
+int32_t substrscan(FHCB* cb, int mode);
+// Length of the active key's value, without the appended primary key or
+// record number.
+int cmplength(const FHCB* cb);
+
+// Flushes the index pages of a shared file (keys loaded, shared).
+void sharedflush(FHCB* cb);
+
+#endif
