@@ -32,7 +32,8 @@ struct IdxCursor {
     uint8_t atend;     // last search ran past the last entry
     IdxPath path[IDX_MAXDEPTH];  // inner pages passed, root first
     uint8_t depth;
-    void* image;       // global-memory block of P bytes
+    void* image;       // moveable global-memory block of P bytes
+    uint8_t* img;      // image, kept locked while the index is open
 };
 
 struct IdxState {
@@ -47,6 +48,8 @@ struct IdxState {
     uint8_t dirty;      // header span changed since last written
     char* keybuf;       // largest key length + 1 bytes
     IdxCursor* cursor;  // nindex cursors
+    void* spare;        // a second page image: the new page of a split, the
+    uint8_t* spareimg;  // chain head read by pagealloc (kept locked)
 };
 
 // Page size for a largest key length m: (24m + 228) & 0xFF80 in 16 bits.
@@ -54,12 +57,32 @@ uint16_t idxpagesize(unsigned m);
 // Entries per page for key length k in pages of p bytes, kept in 8 bits.
 uint8_t idxcapacity(uint16_t p, unsigned k);
 
+// Creates or truncates cb->idxname and writes page 0 for the definition's
+// keys.  0, or -1 with status 22, 24 or 27 (more than 18 indexes).
 int32_t idxcreate(FHCB* cb);
+// Reads and checks the header of the open cb->idxfd and builds cb->index.
+// 0, or -1 with status 23 (short header), 29 (old version), 26 (other
+// version), 27 (index count, key lengths or page size do not fit the
+// definition) or 9; cb->index stays null on failure.
 int32_t idxopen(FHCB* cb);
+// Flushes the file's cached pages, writes a dirty header and frees the
+// state.  0, or -1 when the flush or the header write failed.
 int32_t idxclose(FHCB* cb);
+// whole: all 114 bytes; else the 84-byte changing span.  0, or -1 (23).
 int32_t hdrread(FHCB* cb, int whole);
+// Writes the changing span when dirty.  0, or -1 (24).
 int32_t hdrwrite(FHCB* cb);
+// In shared mode, writes the file's cached pages and the header; passes r
+// on, or -1 when either write failed.  Nothing in exclusive mode.
+int32_t idxsync(FHCB* cb, int32_t r);
+// A page from the free-page chain, 0 when the chain is empty (the caller
+// then appends at nextpage), or 0 with cacheerror set when the head could
+// not be read.
 uint32_t pagealloc(FHCB* cb, int index);
+// A page for new content: the chain head, else nextpage (incremented).
+// Marks the header dirty.
+uint32_t pagenew(FHCB* cb, int index);
+// Zeroes the image of index, chains it as freed page and writes it.
 int32_t pagefree(FHCB* cb, int index, uint32_t page);
 // Records a deleted record's slot.  0, or -1.
 int32_t spaceadd(FHCB* cb, uint32_t pos, uint16_t len);

@@ -10,16 +10,52 @@
 
 enum { PGCACHE_SLOTS = 128 };
 
+struct PageSlot {
+    uint32_t page;   // page number in its file
+    void* block;     // moveable block of size bytes, or null
+    uint32_t file;   // OS handle of the index file; 0 = free slot
+    uint16_t size;   // page size of that file
+    uint16_t age;    // lookups since the page was last used
+    uint8_t dirty;   // the copy differs from the disk
+};
+
+struct PageCache {
+    int32_t capacity;  // always PGCACHE_SLOTS once started
+    int32_t used;      // leading slots handed out and not trimmed
+    PageSlot* slots;   // null while the cache is not started
+};
+
+extern PageCache pgcache;
+
 // Cause of the last cache failure: 9, 23, 24 or 30.
 extern int32_t cacheerror;
 
+// Page reads that reached the file (each attempt counts); for tests.
+extern uint32_t pgdiskreads;
+
+// Starts the cache with 128 free slots.  0, or -1 (cacheerror 9).
 int32_t pgcacheinit();
+// Drops the slot table; every file must have been flushed before.
 void pgcachefree();
+// Slot of (file, page), or -1.  Ages every other occupied slot by one and
+// makes the found one's age 0.
 int32_t pglookup(uint32_t file, uint32_t page);
+// Copies the image of cursor index into a slot for page and returns the
+// slot, or -1.  With look clear the caller knows the page is not cached.
+// A new slot is clean; a slot found by look keeps its dirty flag.
 int32_t pgput(FHCB* cb, int index, uint32_t page, int look);
+// Makes the image of cursor index hold page: from the cache, else read
+// from the file (up to 100 tries, 50 ms apart, reopening the file once).
+// 0, or -1 with cacheerror 23 or 30; the status is not touched.
 int32_t pgread(FHCB* cb, int index, uint32_t page);
+// Stores the image of cursor index as page: dirty in the cache, or
+// straight to the file when the cache cannot take it.  0, or -1 (24).
 int32_t pgwrite(FHCB* cb, int index, uint32_t page);
+// Writes back and drops every slot of cb's index file, trims used and
+// flushes the file.  0, or -1 (24) after trying every slot.
 int32_t pgflush(FHCB* cb);
+// Writes one slot to its file and clears its dirty flag.  0, or -1
+// (cacheerror 24, or 30 when its block cannot be locked).
 int32_t pgwriteback(int slot);
 
 #endif

@@ -1,0 +1,183 @@
+// btsearch.cc - the positioned search: exact, next, previous, equal-or-next,
+// equal-or-previous, first and last, going down from the root or resumed
+// in the leaf the cursor holds, climbing the remembered path to a
+// neighbouring leaf when the answer lies beyond the current one.
+#include <cstring>
+
+#include "engine/engine.h"
+#include "index/btint.h"
+#include "index/btree.h"
+#include "index/idxfile.h"
+#include "index/idxpage.h"
+#include "index/pagecache.h"
+
+namespace {
+
+enum { RESTART = 2, CLIMBNEXT = 3, CLIMBPREV = 4 };
+
+struct Search {
+    FHCB* cb;
+    int index;
+    IdxCursor* c;
+    unsigned k;
+    bool next;   // modes 2, 4, 19: the first greater
+    bool prev;   // modes 3, 5, 18: the last less
+    bool exact;  // modes 1, 4, 5 accept an equal key
+};
+
+int32_t corrupt(FHCB* cb, IdxCursor* c) {
+    c->page = 0;
+    return btcorrupt(cb);
+}
+
+// From entry start down, the first entry the key is not less than, or -1;
+// *cmp is the key compared with that entry.
+int scan(const Search& s, int start, int* cmp) {
+    const uint8_t* img = s.c->img;
+    const char* key = s.cb->index->keybuf;
+    for (int i = start; i >= 0; i--) {
+        int r = keycmp(s.cb, s.index,
+                       key, reinterpret_cast<const char*>(pgkey(img, s.c->cap, s.k, i)));
+        if (r >= 0) {
+            *cmp = r;
+            return i;
+        }
+    }
+    *cmp = -1;
+    return -1;
+}
+
+int32_t found(IdxCursor* c, int slot) {
+    c->slot = static_cast<uint8_t>(slot);
+    return 1;
+}
+
+int32_t none(IdxCursor* c, int slot) {
+    c->slot = static_cast<uint8_t>(slot < 0 ? 0 : slot);
+    return 0;
+}
+
+// The answer within the leaf in the image: found, none, or where to go.
+// A resumed search answers only what this leaf can settle.
+int32_t leafanswer(const Search& s, bool resumed) {
+    IdxCursor* c = s.c;
+    int count = c->img[PG_COUNT];
+    int cmp;
+    int i = scan(s, count - 1, &cmp);
+    bool greater = i >= 0 && cmp > 0;  // key above entry i, below i+1
+    if (i >= 0 && cmp == 0) {
+        if (s.exact) return found(c, i);
+        greater = s.next;  // next: past the equal entry; previous: before it
+    }
+    if (greater) {
+        if (s.next && i + 1 < count) return found(c, i + 1);
+        if (s.prev) return resumed && i == count - 1 ? RESTART : found(c, i);
+        // Past the leaf's last entry (and any key mode 1 did not find).
+        if (resumed) {
+            if (c->atend && (s.next || i == count - 1)) return none(c, i);
+            return RESTART;
+        }
+        none(c, i);
+        return CLIMBNEXT;
+    }
+    // The key is below entry j.
+    int j = i < 0 ? 0 : i;
+    if (s.next) return resumed && i < 0 ? RESTART : found(c, j);
+    if (s.prev) {
+        if (j > 0) return found(c, j - 1);
+        if (resumed) return RESTART;
+        none(c, 0);
+        return CLIMBPREV;
+    }
+    return resumed ? RESTART : none(c, i);
+}
+
+// The deepest path entry that has a neighbour on the side wanted, or -1.
+int climbto(const IdxCursor* c, bool forward) {
+    for (int d = c->depth - 1; d >= 0; d--) {
+        const IdxPath& e = c->path[d];
+        if (forward ? e.slot + 1 < e.count : e.slot > 0) return d;
+    }
+    return -1;
+}
+
+}  // namespace
+
+int32_t btreadpage(FHCB* cb, int index, uint32_t page) {
+    IdxState* st = cb->index;
+    IdxCursor* c = &st->cursor[index];
+    if (page == 0 || page >= st->nextpage) return corrupt(cb, c);
+    if (pgread(cb, index, page) < 0) {
+        c->page = 0;
+        return -1;
+    }
+    c->page = page;
+    c->atend = 0;
+    unsigned count = c->img[PG_COUNT];
+    if (c->img[PG_OWNER] != index || count == 0 || count > c->cap) return corrupt(cb, c);
+    return 0;
+}
+
+int32_t btfind(FHCB* cb, int index, int mode, bool resume) {
+    IdxState* st = cb->index;
+    Search s = {cb, index, &st->cursor[index], st->keylen[index],
+                mode == SRCH_NEXT || mode == SRCH_GE || mode == SRCH_STEP,
+                mode == SRCH_PREV || mode == SRCH_LE || mode == SRCH_STEPBACK,
+                mode == SRCH_EQUAL || mode == SRCH_GE || mode == SRCH_LE};
+    IdxCursor* c = s.c;
+    if (resume) {
+        int32_t r = leafanswer(s, true);
+        if (r != RESTART) return r;
+    }
+    if (st->root[index] == 0) return 0;
+    c->depth = 0;
+    c->slot = 0;
+    uint32_t page = st->root[index];
+    for (;;) {
+        if (btreadpage(cb, index, page) < 0) return -1;
+        int count = c->img[PG_COUNT];
+        if (pgisleaf(c->img)) {
+            int32_t r = leafanswer(s, false);
+            if (r != CLIMBNEXT && r != CLIMBPREV) return r;
+            int d = climbto(c, r == CLIMBNEXT);
+            if (d < 0) {
+                if (r == CLIMBNEXT) c->atend = 1;
+                return 0;
+            }
+            // Step to the neighbouring child of that ancestor and go down.
+            IdxPath& e = c->path[d];
+            c->depth = static_cast<uint8_t>(d + 1);
+            if (btreadpage(cb, index, e.page) < 0) return -1;
+            int slot = r == CLIMBNEXT ? e.slot + 1 : e.slot - 1;
+            if (slot >= c->img[PG_COUNT]) return corrupt(cb, c);
+            e.slot = static_cast<uint8_t>(slot);
+            e.count = c->img[PG_COUNT];
+            page = pgptr(c->img, slot);
+            continue;
+        }
+        int cmp;
+        int i = scan(s, count >= 2 ? count - 2 : 0, &cmp);
+        int slot = i < 0 ? 0 : cmp > 0 ? (i + 1 < count ? i + 1 : count - 1) : i;
+        if (c->depth >= IDX_MAXDEPTH) return corrupt(cb, c);
+        c->path[c->depth++] = {page, static_cast<uint8_t>(slot), static_cast<uint8_t>(count)};
+        page = pgptr(c->img, slot);
+    }
+}
+
+int32_t idxsearch(FHCB* cb, int index, int mode) {
+    IdxState* st = cb->index;
+    IdxCursor* c = &st->cursor[index];
+    if (mode == SRCH_FIRST || mode == SRCH_LAST) {
+        keylimit(cb, index, mode == SRCH_LAST);
+        mode = mode == SRCH_FIRST ? SRCH_STEP : SRCH_STEPBACK;
+    }
+    bool shared = isshared(cb);
+    if (shared && hdrread(cb, 0) < 0) return -1;
+    bool resume = !shared && c->page != 0 && pgisleaf(c->img);
+    int32_t r = btfind(cb, index, mode, resume);
+    if (r <= 0) return r;
+    unsigned k = st->keylen[index];
+    memcpy(st->keybuf, pgkey(c->img, c->cap, k, c->slot), k);
+    st->keybuf[k] = 0;
+    return static_cast<int32_t>(pgptr(c->img, c->slot));
+}

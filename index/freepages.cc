@@ -1,0 +1,56 @@
+// freepages.cc - the chain of freed pages: taking a page for new content
+// and giving a page back.  A freed page is zeroed and holds in its first
+// four bytes the number of the page freed before it.
+#include <cstring>
+#include <utility>
+
+#include "index/idxfile.h"
+#include "index/lebytes.h"
+#include "index/pagecache.h"
+
+uint32_t pagealloc(FHCB* cb, int index) {
+    IdxState* st = cb->index;
+    uint32_t page = st->freepage;
+    if (page == 0) return 0;
+    // Read the head through the spare image so the cursor's page survives.
+    IdxCursor& c = st->cursor[index];
+    std::swap(c.image, st->spare);
+    std::swap(c.img, st->spareimg);
+    int32_t r = pgread(cb, index, page);
+    uint32_t next = getle32(c.img);
+    std::swap(c.image, st->spare);
+    std::swap(c.img, st->spareimg);
+    if (r < 0) return 0;
+    // A link out of the file ends the chain rather than handing out a
+    // page twice.
+    st->freepage = next < st->nextpage ? next : 0;
+    st->dirty = 1;
+    return page;
+}
+
+uint32_t pagenew(FHCB* cb, int index) {
+    IdxState* st = cb->index;
+    uint32_t page;
+    if (st->freepage) {
+        page = pagealloc(cb, index);
+        if (page == 0) return 0;
+    } else {
+        // The file is addressed with 32-bit signed offsets.
+        if (static_cast<uint64_t>(st->nextpage + 1ull) * st->pagesize > 0x7FFFFFFFull) return 0;
+        page = st->nextpage++;
+    }
+    st->dirty = 1;
+    return page;
+}
+
+int32_t pagefree(FHCB* cb, int index, uint32_t page) {
+    IdxState* st = cb->index;
+    IdxCursor& c = st->cursor[index];
+    memset(c.img, 0, st->pagesize);
+    putle32(c.img, st->freepage);
+    if (pgwrite(cb, index, page) < 0) return -1;
+    st->freepage = page;
+    st->dirty = 1;
+    c.page = 0;
+    return 0;
+}

@@ -1,0 +1,254 @@
+// idxfile.cc - creating, opening and closing an index file: the 114-byte
+// header in page 0, its 84-byte changing span, and the page geometry.
+#include "index/idxfile.h"
+
+#include <cstring>
+
+#include "engine/fid.h"
+#include "index/idxpage.h"
+#include "engine/engine.h"
+#include "index/pagecache.h"
+#include "support/os.h"
+
+namespace {
+
+// Header field offsets.
+enum {
+    H_MAGIC = 0,
+    H_VERSION = 4,
+    H_NEXTPAGE = 8,
+    H_FREEPAGE = 12,
+    H_SPACELIST = 16,
+    H_ROOT = 20,
+    H_NINDEX = 92,
+    H_PAGESIZE = 94,
+    H_KEYLEN = 96
+};
+
+const uint8_t magic[4] = {'T', 'K', 'F', 0};
+
+// Number of indexes the definition implies and each one's key length.
+int fidindexes(const FHCB* cb, unsigned* keylen) {
+    int n = 0;
+    if (cb->fflags & VN_FF_RECNO) keylen[n++] = 5;
+    for (int i = 0; i < cb->nkeys; i++) {
+        if (n < IDX_MAXINDEX) keylen[n] = cb->keys[i].keylen;
+        n++;
+    }
+    return n;
+}
+
+// Bytes keycmp may read from a key of index i: its segments, the primary
+// key's tail for a secondary key, and 4 more bytes for a temporary index.
+unsigned keyreach(const FHCB* cb, int i) {
+    bool recno = (cb->fflags & VN_FF_RECNO) != 0;
+    unsigned tail = (cb->fflags & VN_FF_TMPIDX) ? 4 : 0;
+    if (i == 0 && recno) return 5 + tail;
+    const FidKey& key = cb->keys[recno ? i - 1 : i];
+    unsigned n = 0;
+    for (int s = 0; s < key.nsegs && s < FID_MAXSEGS; s++) n += key.seg[s].seglen;
+    return i == 0 ? n + tail : n + keyreach(cb, 0);
+}
+
+void spanget(IdxState* st, const uint8_t* h) {
+    st->nextpage = getle32(h + H_NEXTPAGE);
+    st->freepage = getle32(h + H_FREEPAGE);
+    st->spacelist = getle32(h + H_SPACELIST);
+    for (int i = 0; i < IDX_MAXINDEX; i++) st->root[i] = getle32(h + H_ROOT + 4 * i);
+}
+
+void spanput(const IdxState* st, uint8_t* h) {
+    putle32(h + H_NEXTPAGE, st->nextpage);
+    putle32(h + H_FREEPAGE, st->freepage);
+    putle32(h + H_SPACELIST, st->spacelist);
+    for (int i = 0; i < IDX_MAXINDEX; i++) putle32(h + H_ROOT + 4 * i, st->root[i]);
+}
+
+bool readat(int32_t fd, uint32_t off, void* buf, uint32_t n) {
+    return osseek(fd, static_cast<int32_t>(off), 0) == static_cast<int32_t>(off) &&
+           osread(fd, buf, n) == static_cast<int32_t>(n);
+}
+
+bool writeat(int32_t fd, uint32_t off, const void* buf, uint32_t n) {
+    return osseek(fd, static_cast<int32_t>(off), 0) == static_cast<int32_t>(off) &&
+           oswrite(fd, buf, n) == static_cast<int32_t>(n);
+}
+
+void freestate(IdxState* st) {
+    if (!st) return;
+    if (st->cursor) {
+        for (int i = 0; i < st->nindex; i++)
+            if (st->cursor[i].image) globalhfree(st->cursor[i].image);
+        globalmfree(st->cursor);
+    }
+    if (st->spare) globalhfree(st->spare);
+    if (st->keybuf) globalmfree(st->keybuf);
+    globalmfree(st);
+}
+
+// A zeroed moveable block of size bytes, locked; null on failure.
+void* newimage(uint32_t size, uint8_t** img) {
+    void* h = globalhcalloc(1, size);
+    if (!h) return nullptr;
+    *img = static_cast<uint8_t*>(globalhlock(h));
+    if (!*img) {
+        globalhfree(h);
+        return nullptr;
+    }
+    return h;
+}
+
+int32_t fail(FHCB* cb, uint8_t status) {
+    cb->status = status;
+    return -1;
+}
+
+}  // namespace
+
+uint16_t idxpagesize(unsigned m) {
+    return static_cast<uint16_t>(static_cast<uint16_t>(24 * m + 228) & 0xFF80);
+}
+
+uint8_t idxcapacity(uint16_t p, unsigned k) {
+    uint32_t room = static_cast<uint32_t>(p) - 100u - 24u * k;
+    return static_cast<uint8_t>(room / (k + 4) + 24);
+}
+
+int32_t idxcreate(FHCB* cb) {
+    unsigned keylen[IDX_MAXINDEX];
+    int n = fidindexes(cb, keylen);
+    if (n > IDX_MAXINDEX) return fail(cb, VN_E_IDXFID);
+    uint8_t hdr[IDX_HDRSIZE] = {};
+    unsigned m = 0;
+    memcpy(hdr + H_MAGIC, magic, 4);
+    putle16(hdr + H_VERSION, IDX_VERSION);
+    putle32(hdr + H_NEXTPAGE, 1);
+    putle16(hdr + H_NINDEX, static_cast<uint16_t>(n));
+    for (int i = 0; i < n; i++) {
+        hdr[H_KEYLEN + i] = static_cast<uint8_t>(keylen[i]);
+        if (keylen[i] > m) m = keylen[i];
+    }
+    uint16_t p = idxpagesize(m);
+    putle16(hdr + H_PAGESIZE, p);
+
+    int32_t fd = osopen(cb->idxname, VN_O_BINARY | VN_O_TRUNC | VN_O_CREAT | VN_O_RDWR, 0777);
+    if (fd < 1) return fail(cb, VN_E_IDXCREATE);
+    uint8_t* page = static_cast<uint8_t*>(globalmalloc(p));
+    if (!page) {
+        osclose(fd);
+        osunlink(cb->idxname);
+        return fail(cb, VN_E_MEMORY);
+    }
+    memcpy(page, hdr, IDX_HDRSIZE);
+    bool ok = oswrite(fd, page, p) == p;
+    globalmfree(page);
+    osclose(fd);
+    if (!ok) {
+        osunlink(cb->idxname);
+        return fail(cb, VN_E_IDXWRITE);
+    }
+    return 0;
+}
+
+int32_t idxopen(FHCB* cb) {
+    int32_t fd = static_cast<int32_t>(cb->idxfd);
+    uint8_t hdr[IDX_HDRSIZE];
+    cb->index = nullptr;
+    if (!readat(fd, 0, hdr, 8)) return fail(cb, VN_E_IDXREAD);
+    uint16_t version = getle16(hdr + H_VERSION);
+    if (!readat(fd, 0, hdr, IDX_HDRSIZE)) return fail(cb, VN_E_IDXREAD);
+    if (version == IDX_OLDVERSION) return fail(cb, VN_E_IDXOLD);
+    if (version != IDX_VERSION) return fail(cb, VN_E_IDXVERSION);
+
+    unsigned keylen[IDX_MAXINDEX];
+    int n = fidindexes(cb, keylen);
+    uint16_t nindex = getle16(hdr + H_NINDEX);
+    if (n > IDX_MAXINDEX || nindex != n) return fail(cb, VN_E_IDXFID);
+    uint16_t p = getle16(hdr + H_PAGESIZE);
+    if (p < IDX_HDRSIZE) return fail(cb, VN_E_IDXFID);
+    unsigned maxk = 0;
+    for (int i = 0; i < n; i++) {
+        unsigned k = hdr[H_KEYLEN + i];
+        if (k != keylen[i] || keyreach(cb, i) > k) return fail(cb, VN_E_IDXFID);
+        // A page must hold at least four entries, all inside the page.
+        unsigned cap = idxcapacity(p, k);
+        if (cap < 4 || PG_PTRS + cap * (k + 4) > p) return fail(cb, VN_E_IDXFID);
+        if (k > maxk) maxk = k;
+    }
+
+    IdxState* st = static_cast<IdxState*>(globalmalloc(sizeof(IdxState)));
+    if (!st) return fail(cb, VN_E_MEMORY);
+    memset(st, 0, sizeof *st);
+    st->version = version;
+    spanget(st, hdr);
+    st->nindex = nindex;
+    st->pagesize = p;
+    memcpy(st->keylen, hdr + H_KEYLEN, IDX_MAXINDEX);
+    st->cursor = static_cast<IdxCursor*>(globalcalloc(n ? n : 1, sizeof(IdxCursor)));
+    bool ok = st->cursor != nullptr;
+    for (int i = 0; ok && i < n; i++) {
+        memset(&st->cursor[i], 0, sizeof(IdxCursor));
+        st->cursor[i].cap = idxcapacity(p, st->keylen[i]);
+        st->cursor[i].image = newimage(p, &st->cursor[i].img);
+        ok = st->cursor[i].image != nullptr;
+    }
+    if (ok) st->spare = newimage(p, &st->spareimg);
+    if (ok) ok = st->spare != nullptr;
+    if (ok) st->keybuf = static_cast<char*>(globalmalloc(maxk + 1));
+    if (!ok || !st->keybuf) {
+        freestate(st);
+        return fail(cb, VN_E_MEMORY);
+    }
+    memset(st->keybuf, 0, maxk + 1);
+    cb->index = st;
+    return 0;
+}
+
+int32_t idxclose(FHCB* cb) {
+    int32_t r = pgflush(cb);
+    IdxState* st = cb->index;
+    if (!st) return r;
+    if (hdrwrite(cb) < 0) r = -1;
+    freestate(st);
+    cb->index = nullptr;
+    return r;
+}
+
+int32_t hdrread(FHCB* cb, int whole) {
+    IdxState* st = cb->index;
+    int32_t fd = static_cast<int32_t>(cb->idxfd);
+    uint8_t hdr[IDX_HDRSIZE];
+    if (!whole) {
+        if (!readat(fd, IDX_SPANOFF, hdr + IDX_SPANOFF, IDX_SPANSIZE))
+            return fail(cb, VN_E_IDXREAD);
+        spanget(st, hdr);
+        return 0;
+    }
+    if (!readat(fd, 0, hdr, IDX_HDRSIZE)) return fail(cb, VN_E_IDXREAD);
+    st->version = getle16(hdr + H_VERSION);
+    spanget(st, hdr);
+    // The geometry was checked at open; a file whose geometry changed
+    // under us is not taken on.
+    if (getle16(hdr + H_NINDEX) != st->nindex || getle16(hdr + H_PAGESIZE) != st->pagesize ||
+        memcmp(hdr + H_KEYLEN, st->keylen, IDX_MAXINDEX) != 0)
+        return fail(cb, VN_E_IDXFID);
+    return 0;
+}
+
+int32_t hdrwrite(FHCB* cb) {
+    IdxState* st = cb->index;
+    if (!st->dirty) return 0;
+    uint8_t hdr[IDX_HDRSIZE];
+    spanput(st, hdr);
+    if (!writeat(static_cast<int32_t>(cb->idxfd), IDX_SPANOFF, hdr + IDX_SPANOFF, IDX_SPANSIZE))
+        return fail(cb, VN_E_IDXWRITE);
+    st->dirty = 0;
+    return 0;
+}
+
+int32_t idxsync(FHCB* cb, int32_t r) {
+    if (!isshared(cb)) return r;
+    if (pgflush(cb) < 0) r = -1;
+    if (hdrwrite(cb) < 0) r = -1;
+    return r;
+}

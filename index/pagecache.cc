@@ -1,0 +1,229 @@
+// pagecache.cc - the library-wide write-back cache of index pages: 128
+// slots found by a linear scan that ages every other page, the oldest
+// page evicted when the table is full, and per-file flushes.
+#include "index/pagecache.h"
+
+#include <cstring>
+
+#include "engine/handles.h"
+#include "index/idxfile.h"
+#include "support/os.h"
+
+PageCache pgcache = {0, 0, nullptr};
+int32_t cacheerror = 0;
+uint32_t pgdiskreads = 0;
+
+namespace {
+
+enum { READTRIES = 100, RETRYWAIT = 50 };
+
+int32_t pageoffset(uint32_t page, uint32_t size) { return static_cast<int32_t>(page * size); }
+
+// Frees a slot's block and marks the slot free.
+void dropslot(PageSlot& s) {
+    if (s.block) globalhfree(s.block);
+    memset(&s, 0, sizeof s);
+}
+
+// Empties an occupied slot for a page of size bytes, writing it back when
+// dirty; its block stays only when it has that size.  0, or -1.
+int32_t evict(int slot, uint16_t size) {
+    PageSlot& s = pgcache.slots[slot];
+    if (s.dirty && pgwriteback(slot) < 0) return -1;
+    if (s.block && s.size != size) {
+        globalhfree(s.block);
+        s.block = nullptr;
+    }
+    return 0;
+}
+
+}  // namespace
+
+int32_t pgcacheinit() {
+    pgcache.capacity = PGCACHE_SLOTS;
+    globalcompact(0, 0);
+    globalsettle();
+    if (!pgcache.slots)
+        pgcache.slots = static_cast<PageSlot*>(globalcalloc(PGCACHE_SLOTS, sizeof(PageSlot)));
+    if (!pgcache.slots) {
+        cacheerror = VN_E_MEMORY;
+        globalsettle();
+        return -1;
+    }
+    pgcache.used = 0;
+    return 0;
+}
+
+void pgcachefree() {
+    pgcache.used = 0;
+    globalsettle();
+    if (pgcache.slots) globalmfree(pgcache.slots);
+    pgcache.slots = nullptr;
+}
+
+int32_t pglookup(uint32_t file, uint32_t page) {
+    int32_t found = -1;
+    for (int32_t i = 0; i < pgcache.used; i++) {
+        PageSlot& s = pgcache.slots[i];
+        if (s.file == 0) continue;
+        if (found < 0 && s.file == file && s.page == page) {
+            s.age = 0;
+            found = i;
+        } else {
+            s.age++;
+        }
+    }
+    return found;
+}
+
+int32_t pgput(FHCB* cb, int index, uint32_t page, int look) {
+    if (!pgcache.slots) return -1;
+    IdxState* st = cb->index;
+    uint16_t size = st->pagesize;
+    int32_t slot = look ? pglookup(cb->idxfd, page) : -1;
+    if (slot < 0) {
+        int32_t freeslot = -1, victim = -1;
+        for (int32_t i = 0; i < pgcache.used; i++) {
+            const PageSlot& s = pgcache.slots[i];
+            if (s.file == 0) {
+                if (freeslot < 0) freeslot = i;
+            } else if (victim < 0 || s.age >= pgcache.slots[victim].age) {
+                victim = i;
+            }
+        }
+        bool fresh = false;
+        if (freeslot >= 0) {
+            slot = freeslot;
+        } else if (pgcache.used < PGCACHE_SLOTS) {
+            slot = pgcache.used++;
+            fresh = true;
+        } else {
+            if (evict(victim, size) < 0) return -1;
+            slot = victim;
+        }
+        PageSlot* s = &pgcache.slots[slot];
+        if (!s->block) s->block = globalhalloc(size);
+        if (!s->block) {
+            // No memory for a new block: fall back on the oldest page's.
+            memset(s, 0, sizeof *s);
+            if (!fresh || victim < 0) return -1;
+            pgcache.used--;
+            if (evict(victim, size) < 0) return -1;
+            slot = victim;
+            s = &pgcache.slots[slot];
+            if (!s->block) s->block = globalhalloc(size);
+            if (!s->block) {
+                memset(s, 0, sizeof *s);
+                return -1;
+            }
+        }
+        s->file = cb->idxfd;
+        s->page = page;
+        s->size = size;
+        s->age = 0;
+        s->dirty = 0;
+    }
+    PageSlot& s = pgcache.slots[slot];
+    uint8_t* dst = static_cast<uint8_t*>(globalhlock(s.block));
+    if (!dst) {
+        dropslot(s);
+        cacheerror = VN_E_IDXLOCK;
+        return -1;
+    }
+    memcpy(dst, st->cursor[index].img, size);
+    globalhunlock(s.block);
+    return slot;
+}
+
+int32_t pgread(FHCB* cb, int index, uint32_t page) {
+    IdxState* st = cb->index;
+    uint8_t* img = st->cursor[index].img;
+    uint32_t size = st->pagesize;
+    int32_t slot = pgcache.slots ? pglookup(cb->idxfd, page) : -1;
+    if (slot >= 0) {
+        PageSlot& s = pgcache.slots[slot];
+        const uint8_t* src = static_cast<const uint8_t*>(globalhlock(s.block));
+        if (!src) {
+            cacheerror = VN_E_IDXLOCK;
+            return -1;
+        }
+        memcpy(img, src, size);
+        globalhunlock(s.block);
+        return 0;
+    }
+    int32_t off = pageoffset(page, size);
+    bool ok = false;
+    for (int attempt = 0; attempt < READTRIES && !ok; attempt++) {
+        int32_t fd = static_cast<int32_t>(cb->idxfd);
+        pgdiskreads++;
+        ok = osseek(fd, off, 0) == off && osread(fd, img, size) == static_cast<int32_t>(size);
+        if (ok) break;
+        if (attempt == 0) {
+            // Another process may hold a stale view: take a fresh handle.
+            uint32_t flags = fshare(cb->idxname, VN_O_BINARY | VN_O_RDWR);
+            osclose(fd);
+            cb->idxfd = static_cast<uint32_t>(lruopen(cb->idxname, flags, 0));
+        }
+        if (attempt + 1 < READTRIES) osbusywait(RETRYWAIT);
+    }
+    if (!ok) {
+        cacheerror = VN_E_IDXREAD;
+        return -1;
+    }
+    return pgput(cb, index, page, 0) < 0 ? -1 : 0;
+}
+
+int32_t pgwrite(FHCB* cb, int index, uint32_t page) {
+    int32_t slot = pgput(cb, index, page, 1);
+    if (slot >= 0) {
+        pgcache.slots[slot].dirty = 1;
+        return 0;
+    }
+    IdxState* st = cb->index;
+    int32_t fd = static_cast<int32_t>(cb->idxfd);
+    int32_t off = pageoffset(page, st->pagesize);
+    if (osseek(fd, off, 0) != off ||
+        oswrite(fd, st->cursor[index].img, st->pagesize) != st->pagesize) {
+        cacheerror = VN_E_IDXWRITE;
+        return -1;
+    }
+    return 0;
+}
+
+int32_t pgflush(FHCB* cb) {
+    int32_t r = 0;
+    uint32_t file = cb->idxfd;
+    if (pgcache.slots) {
+        for (int32_t i = pgcache.used - 1; i >= 0; i--) {
+            PageSlot& s = pgcache.slots[i];
+            if (s.file == 0 || s.file != file) continue;
+            if (s.dirty && pgwriteback(i) < 0) {
+                cacheerror = VN_E_IDXWRITE;
+                r = -1;
+            }
+            dropslot(s);
+        }
+        while (pgcache.used > 0 && pgcache.slots[pgcache.used - 1].file == 0) pgcache.used--;
+    }
+    osflush(static_cast<int32_t>(file));
+    return r;
+}
+
+int32_t pgwriteback(int slot) {
+    PageSlot& s = pgcache.slots[slot];
+    const uint8_t* src = static_cast<const uint8_t*>(globalhlock(s.block));
+    if (!src) {
+        cacheerror = VN_E_IDXLOCK;
+        return -1;
+    }
+    int32_t fd = static_cast<int32_t>(s.file);
+    int32_t off = pageoffset(s.page, s.size);
+    bool ok = osseek(fd, off, 0) == off && oswrite(fd, src, s.size) == s.size;
+    globalhunlock(s.block);
+    if (!ok) {
+        cacheerror = VN_E_IDXWRITE;
+        return -1;
+    }
+    s.dirty = 0;
+    return 0;
+}

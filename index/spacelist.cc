@@ -1,0 +1,90 @@
+// spacelist.cc - the free-space list: the positions and lengths of deleted
+// records, kept in a chain of pages of the index file so that their space
+// can be given to new records.  The list pages pass through the image of
+// index 0.
+#include <cstring>
+
+#include "index/idxfile.h"
+#include "index/idxpage.h"
+#include "index/pagecache.h"
+
+namespace {
+
+// Entries one list page holds.
+unsigned spacecap(const IdxState* st) { return (st->pagesize - 6u) / 6u; }
+
+uint8_t* entry(uint8_t* img, unsigned i) { return img + SP_ENTRIES + SP_ENTRYSIZE * i; }
+
+// Entries in use on the page in img, never more than fit.
+unsigned spacecount(const IdxState* st, const uint8_t* img) {
+    unsigned n = getle16(img + SP_COUNT);
+    return n < spacecap(st) ? n : spacecap(st);
+}
+
+}  // namespace
+
+int32_t spaceadd(FHCB* cb, uint32_t pos, uint16_t len) {
+    IdxState* st = cb->index;
+    IdxCursor& c = st->cursor[0];
+    uint8_t* img = c.img;
+    c.page = 0;
+    // Every page can be visited at most once; a longer walk is a loop.
+    uint32_t page = st->spacelist;
+    for (uint32_t walked = 0; page && page < st->nextpage && walked < st->nextpage; walked++) {
+        if (pgread(cb, 0, page) < 0) return -1;
+        unsigned n = getle16(img + SP_COUNT);
+        if (n < spacecap(st)) {
+            putle32(entry(img, n), pos);
+            putle16(entry(img, n) + 4, len);
+            putle16(img + SP_COUNT, static_cast<uint16_t>(n + 1));
+            return pgwrite(cb, 0, page);
+        }
+        page = getle32(img + SP_NEXT);
+    }
+    page = pagenew(cb, 0);
+    if (page == 0) return -1;
+    memset(img, 0, st->pagesize);
+    putle32(img + SP_NEXT, st->spacelist);
+    putle16(img + SP_COUNT, 1);
+    putle32(entry(img, 0), pos);
+    putle16(entry(img, 0) + 4, len);
+    st->spacelist = page;
+    st->dirty = 1;
+    if (idxsync(cb, 0) < 0) return -1;
+    return pgwrite(cb, 0, page);
+}
+
+uint32_t spacetake(FHCB* cb, uint16_t len) {
+    IdxState* st = cb->index;
+    IdxCursor& c = st->cursor[0];
+    uint8_t* img = c.img;
+    c.page = 0;
+    bool anywhere = (cb->fflags & VN_FF_VARLEN) != 0;
+    uint32_t page = st->spacelist;
+    unsigned n = 0, i = 0;
+    bool found = false;
+    for (uint32_t walked = 0; page && page < st->nextpage && walked < st->nextpage; walked++) {
+        if (pgread(cb, 0, page) < 0) return 0;
+        n = spacecount(st, img);
+        // Fixed-length records: only the first entry of the first page.
+        unsigned look = anywhere ? n : (n ? 1 : 0);
+        for (i = 0; i < look && !found; i++) found = getle16(entry(img, i) + 4) == len;
+        if (found || !anywhere) break;
+        page = getle32(img + SP_NEXT);
+    }
+    if (!found) return 0;
+    i--;
+    uint32_t pos = getle32(entry(img, i));
+    memmove(entry(img, i), entry(img, i + 1), SP_ENTRYSIZE * (n - i - 1));
+    memset(entry(img, n - 1), 0, SP_ENTRYSIZE);
+    putle16(img + SP_COUNT, static_cast<uint16_t>(n - 1));
+    if (pgwrite(cb, 0, page) < 0) return 0;
+    if (n == 1) {
+        // The emptied page leaves the list, and with it any pages ahead.
+        st->spacelist = getle32(img + SP_NEXT);
+        st->dirty = 1;
+        if (pagefree(cb, 0, page) < 0) return 0;
+        idxsync(cb, 0);
+    }
+    return pos;
+}
