@@ -264,21 +264,32 @@ VELNOR_API uint32_t VELNOR_CALL fshare(const char *path, uint32_t flags);
 VELNOR_API uint32_t VELNOR_CALL funshare(const char *path, uint32_t flags);
 
 /* Fixed, zeroed global-memory blocks; free with globalmfree (null result
- * on success). */
+ * on success).  A zero size gives a valid unique block (with no usable
+ * bytes) that is freed like any other; a count * size beyond 32 bits gives
+ * null; globalmfree(null) does nothing. */
 VELNOR_API void *VELNOR_CALL globalmalloc(uint32_t size);
 VELNOR_API void *VELNOR_CALL globalcalloc(uint32_t count, uint32_t size);
 VELNOR_API void *VELNOR_CALL globalmfree(void *block);
 
 VELNOR_API int32_t VELNOR_CALL makedir(const char *path);
 VELNOR_API int32_t VELNOR_CALL removdir(const char *path);
-/* Directory search; the name is returned in one static buffer of the
+/* makedir/removdir: 0, or -1 (also for a null path or one longer than 67
+ * characters).
+ * Directory search; the name is returned in one static buffer of the
  * library; datetime receives the six bytes year-1900, month, day, hour,
- * minute, second. */
+ * minute, second.  Null when nothing (more) matches.  The buffer holds 14
+ * characters: entries whose name (with the "\" of a directory) is longer
+ * are skipped.  Sizes beyond 32 bits read 0xFFFFFFFF. */
 VELNOR_API char *VELNOR_CALL cfindfirst(const char *pattern, int32_t withdirs, uint32_t *size,
                                         uint8_t *datetime);
 VELNOR_API char *VELNOR_CALL cfindnext(uint32_t *size, uint8_t *datetime);
 
-/* Buffered streams: five slots, numbered 0-4. */
+/* Buffered streams: five slots, numbered 0-4.  A number out of range or of
+ * a closed slot gives the function's failure result (fastclose and
+ * fastflush 1, fastread 0, fastgetc/fastputc/fastwrite/fastseek/fasttell/
+ * fastrewind -1, the string functions null).  fastgets needs limit + 1
+ * bytes at dest; fastagets writes at least width bytes and at most 8002
+ * (a coded record keeps its first 127 bytes). */
 VELNOR_API int32_t VELNOR_CALL fastopen(const char *path, uint32_t flags, uint32_t perm);
 VELNOR_API int32_t VELNOR_CALL fastclose(int32_t s);
 VELNOR_API int32_t VELNOR_CALL fastflush(int32_t s);
@@ -320,17 +331,33 @@ VELNOR_API char *VELNOR_CALL flasc(double value);
 VELNOR_API long double VELNOR_CALL velnor_round(double value, int32_t places);
 
 /* Integer formatters: value in the given radix (2-36, upper-case digits)
- * into dest, which is returned. */
+ * into dest, which is returned (at most 34 bytes are written).  A negative
+ * value has a "-" in radix 10 and is taken as unsigned 32 bits in any other
+ * radix; a bad radix gives "". */
 VELNOR_API char *VELNOR_CALL longtoa(int32_t value, char *dest, int32_t radix);
 VELNOR_API char *VELNOR_CALL inttoa(int32_t value, char *dest, int32_t radix);
 
-/* Dates, kept as Julian day numbers. */
+/* Dates, kept as Julian day numbers of the proleptic Gregorian calendar
+ * (2000-01-01 is 2451545).  Years 1-9999; jdpack of an impossible date is
+ * -1 and jdunpack of a day outside the range gives 0, 0, 0. */
 VELNOR_API int32_t VELNOR_CALL jdpack(int32_t year, int32_t month, int32_t day);
 VELNOR_API void VELNOR_CALL jdunpack(int32_t jd, int32_t *year, int32_t *month, int32_t *day);
-/* Selects the date form used by convdate; returns the previous form. */
+/* Selects the date form used by convdate; returns the previous form, or -1
+ * (form unchanged) for an unknown one.  Forms: 0 "MM/DD/YY" (the initial
+ * one), 1 "DD/MM/YY", 2 "YYYY-MM-DD", 3 "DD MONTHNAME YYYY",
+ * 4 "DAYNAME, MONTHNAME DD, YYYY", with names "JANUARY".."DECEMBER" and
+ * "SUNDAY".."SATURDAY". */
 VELNOR_API int32_t VELNOR_CALL set_dateform(int32_t form);
 /* Parses the date in text and writes it to dest in the current form;
- * returns its Julian day number, or -1 when text is not a date. */
+ * returns its Julian day number, or -1 when text is not a date (dest then
+ * gets "").  Three numbers are read in the order of the current form (month
+ * first for forms 0 and 4, day first for 1 and 3, year first for 2), except
+ * that a first number of three or more digits is always a year, month and
+ * day.  A month name (case-blind, in full or abbreviated to three or more
+ * letters) takes the month's place, with the day and year in either order
+ * (a year first has three or more digits); day names are ignored.  Any
+ * other characters separate.  A one- or two-digit year lies in 1950-2049.
+ * dest needs 32 bytes and may be null. */
 VELNOR_API int32_t VELNOR_CALL convdate(const char *text, char *dest);
 
 /* ------------------------------------------------------------------------

@@ -18,7 +18,11 @@
 extern uint8_t iomode;
 
 // Opens path with the numeric open flags (VN_O_*) and, with VN_O_CREAT, the
-// permission bits (511 = octal 777).  Tries once.  Handle, or -1.
+// permission bits (511 = octal 777).  Tries once.  Handle, or -1 (also for
+// a null or empty path).  The handle is never inherited by child programs.
+// On Windows 0x10 denies other openers and 0x40 denies nothing (no sharing
+// bit: nothing is denied either, except on the direct face, which then
+// denies all); POSIX has no share modes, so there both bits are ignored.
 int32_t osopen(const char* path, uint32_t flags, uint32_t perm);
 int32_t osclose(int32_t h);                             // 0, or -1
 int32_t osread(int32_t h, void* buf, uint32_t count);   // bytes, 0 at end, -1
@@ -28,16 +32,23 @@ int32_t osflush(int32_t h);  // direct face: nonzero on success; runtime face: 0
 // 1 current, 2 end.
 int32_t osseek(int32_t h, int32_t offset, int32_t origin);
 int32_t oscreat(const char* path, uint32_t perm);
-// One attempt, never waits: 0 locked, -1 refused.
+// One attempt, never waits: 0 locked, -1 refused.  A zero length locks
+// nothing and succeeds.  On POSIX a handle opened read-only takes a shared
+// lock, which keeps out every writable handle's lock but not another
+// read-only handle's.
 int32_t oslock(int32_t h, uint32_t offset, uint32_t length);
 int32_t osunlock(int32_t h, uint32_t offset, uint32_t length);
-// Deletes and renames files by name: 0, or -1.
+// Deletes and renames files by name: 0, or -1.  Renaming onto an existing
+// file replaces it on POSIX and fails on Windows.
 int32_t osunlink(const char* path);
 int32_t osrename(const char* from, const char* to);
-// Size of an open file in bytes, or -1.
+// Size of an open file in bytes, or -1 (also beyond 2 GiB).
 int32_t osfilesize(int32_t h);
 
-// Moveable global-memory blocks: reached only between lock and unlock.
+// Moveable global-memory blocks: reached only between lock and unlock.  A
+// zero size gives a valid block like any other (its lock returns a unique
+// pointer to no usable bytes).  count * size overflowing 32 bits fails.
+// Null handles are harmless everywhere (lock gives null, free gives null).
 void* globalhalloc(uint32_t size);                 // handle, or null
 void* globalhcalloc(uint32_t count, uint32_t size);  // zeroed; null on failure
 void* globalhlock(void* handle);                   // pointer, or null
@@ -54,8 +65,13 @@ void osbusywait(uint32_t ms);
 
 // The module instance captured at library start-up (null on POSIX).
 extern void* modinstance;
+// modinstance, or when the start-up hook has not run (the library linked
+// into a program) the module that holds this code, captured on first use.
+// Null on POSIX.
+void* osinstance();
 
-// Stat of a path: 0 and the size and six DOS date-time bytes, or -1.
+// Stat of a path: 0 and the size and six DOS date-time bytes (as the
+// directory search gives them), or -1.  Either out-pointer may be null.
 int32_t osstat(const char* path, uint32_t* size, uint8_t* datetime);
 // Sets a file's last-write time from the six date-time bytes: 0, or -1.
 int32_t ossettime(const char* path, const uint8_t* datetime);

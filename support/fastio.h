@@ -1,0 +1,31 @@
+// fastio.h - the stream table behind the fast* buffered streams, shared by
+// the files that read, write and position them.
+#ifndef VELNOR_SUPPORT_FASTIO_H
+#define VELNOR_SUPPORT_FASTIO_H
+
+#include <cstdint>
+
+// Set to 1 by fastgets whenever it meets a carriage return or a Ctrl-Z;
+// nothing in the library clears or reads it.
+extern uint8_t fastlineflag;
+
+constexpr int kFastStreams = 5;
+constexpr int32_t kFastBuffer = 2048;
+
+struct FastStream {
+    int32_t handle;  // from osopen; 0 = slot free
+    uint32_t flags;  // open flags given to fastopen
+    int32_t pos;     // next byte of the buffer to read or write
+    int32_t count;   // valid bytes when reading; 0 while writing
+    char* buffer;    // kFastBuffer bytes from globalmalloc
+};
+
+// The open stream numbered s, or null for a number out of range or a free
+// slot.
+FastStream* faststream(int32_t s);
+
+// Refills the buffer of a reading stream: false at end of file or on a read
+// error (count is then 0).
+bool fastfill(FastStream* f);
+
+#endif

@@ -1,0 +1,138 @@
+// os_posix.cc - the file and lock wrappers on POSIX systems.  Both faces are
+// plain descriptors; the direct face (iomode 9) differs only in osflush,
+// which really syncs the file to disk.
+//
+// Sharing: the exclusive (0x10) and shared (0x40) open flags are accepted
+// and ignored, since POSIX has no mandatory share modes; a second opener of
+// a file opened exclusively is not refused here.  Byte locks are
+// open-file-description locks, so they belong to the handle that took them.
+#include <cerrno>
+#include <climits>
+#include <cstdio>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "support/os.h"
+
+void* modinstance = nullptr;
+
+void* osinstance() { return nullptr; }
+
+namespace {
+
+int openflags(uint32_t flags) {
+    int f = O_CLOEXEC;
+    switch (flags & 3) {
+        case 0: f |= O_RDONLY; break;
+        case 1: f |= O_WRONLY; break;
+        default: f |= O_RDWR; break;
+    }
+    if (flags & VN_O_CREAT) f |= O_CREAT;
+    if (flags & VN_O_TRUNC) f |= O_TRUNC;
+    return f;
+}
+
+// Moves a descriptor that landed on 0 to a number above it.
+int32_t abovezero(int fd) {
+    if (fd != 0) return fd;
+    int moved = fcntl(fd, F_DUPFD_CLOEXEC, 1);
+    close(fd);
+    return moved < 1 ? -1 : moved;
+}
+
+int32_t clampcount(uint32_t count) { return count > INT_MAX ? INT_MAX : static_cast<int32_t>(count); }
+
+#ifdef F_OFD_SETLK
+constexpr int kSetLock = F_OFD_SETLK;
+#else
+constexpr int kSetLock = F_SETLK;  // process-owned locks where OFD locks are missing
+#endif
+
+int setlock(int32_t h, short type, uint32_t offset, uint32_t length) {
+    struct flock fl = {};
+    fl.l_type = type;
+    fl.l_whence = SEEK_SET;
+    fl.l_start = static_cast<off_t>(offset);
+    fl.l_len = static_cast<off_t>(length);
+    fl.l_pid = 0;
+    return fcntl(h, kSetLock, &fl);
+}
+
+}  // namespace
+
+int32_t osopen(const char* path, uint32_t flags, uint32_t perm) {
+    if (path == nullptr || *path == '\0') return -1;
+    int fd;
+    do {
+        fd = open(path, openflags(flags), static_cast<mode_t>(perm & 07777));
+    } while (fd < 0 && errno == EINTR);
+    if (fd < 0) return -1;
+    return abovezero(fd);
+}
+
+int32_t oscreat(const char* path, uint32_t perm) {
+    return osopen(path, VN_O_CREAT | VN_O_TRUNC | VN_O_RDWR, perm);
+}
+
+int32_t osclose(int32_t h) { return h < 1 || close(h) != 0 ? -1 : 0; }
+
+int32_t osread(int32_t h, void* buf, uint32_t count) {
+    ssize_t n;
+    do {
+        n = read(h, buf, static_cast<size_t>(clampcount(count)));
+    } while (n < 0 && errno == EINTR);
+    return n < 0 ? -1 : static_cast<int32_t>(n);
+}
+
+int32_t oswrite(int32_t h, const void* buf, uint32_t count) {
+    ssize_t n;
+    do {
+        n = write(h, buf, static_cast<size_t>(clampcount(count)));
+    } while (n < 0 && errno == EINTR);
+    return n < 0 ? -1 : static_cast<int32_t>(n);
+}
+
+int32_t osflush(int32_t h) {
+    if (iomode != 9) return 0;
+    return fsync(h) == 0 ? 1 : 0;
+}
+
+int32_t osseek(int32_t h, int32_t offset, int32_t origin) {
+    static const int whence[3] = {SEEK_SET, SEEK_CUR, SEEK_END};
+    if (origin < 0 || origin > 2) return -1;
+    off_t pos = lseek(h, static_cast<off_t>(offset), whence[origin]);
+    if (pos < 0 || pos > static_cast<off_t>(UINT32_MAX)) return -1;
+    return static_cast<int32_t>(static_cast<uint32_t>(pos));
+}
+
+int32_t oslock(int32_t h, uint32_t offset, uint32_t length) {
+    if (length == 0) return 0;
+    if (setlock(h, F_WRLCK, offset, length) == 0) return 0;
+    // A handle opened for reading only cannot take a write lock; a read lock
+    // still keeps every writer's lock out.
+    if (errno == EBADF && setlock(h, F_RDLCK, offset, length) == 0) return 0;
+    return -1;
+}
+
+int32_t osunlock(int32_t h, uint32_t offset, uint32_t length) {
+    if (length == 0) return 0;
+    return setlock(h, F_UNLCK, offset, length) == 0 ? 0 : -1;
+}
+
+int32_t osunlink(const char* path) {
+    if (path == nullptr || *path == '\0') return -1;
+    return unlink(path) == 0 ? 0 : -1;
+}
+
+int32_t osrename(const char* from, const char* to) {
+    if (from == nullptr || to == nullptr || *from == '\0' || *to == '\0') return -1;
+    return rename(from, to) == 0 ? 0 : -1;
+}
+
+int32_t osfilesize(int32_t h) {
+    struct stat st;
+    if (fstat(h, &st) != 0 || st.st_size > INT32_MAX) return -1;
+    return static_cast<int32_t>(st.st_size);
+}
