@@ -1,0 +1,141 @@
+// hash_file.cc - the hash file itself: its 16-byte header ("TKF", 0,
+// version 1376, key length, table size), the table of u32 record positions
+// behind it, the size classes and the hash function.
+#include <cstring>
+
+#include "engine/fid.h"
+#include "index/hash.h"
+#include "index/idxfile.h"
+#include "support/os.h"
+
+namespace {
+
+enum { NCLASS = 11, KEYBUFLEN = 257 };
+constexpr uint32_t ZEROBLOCK = 4096;
+const uint32_t classsize[NCLASS] = {281,   601,   1501,  2801,   5003,  9001,
+                                    18013, 35023, 72089, 144203, 288359};
+
+void put16(unsigned char* p, uint32_t v) {
+    p[0] = static_cast<unsigned char>(v);
+    p[1] = static_cast<unsigned char>(v >> 8);
+}
+uint32_t get16(const unsigned char* p) { return p[0] | p[1] << 8u; }
+uint32_t get32(const unsigned char* p) {
+    return get16(p) | get16(p + 2) << 16;
+}
+
+int32_t fail(FHCB* cb, uint8_t status) {
+    cb->status = status;
+    return -1;
+}
+
+// Length of key 0 as key building makes it.
+uint32_t key0len(const FHCB* cb) {
+    return (cb->fflags & VN_FF_RECNO) ? 5u : cb->keys[0].keylen;
+}
+
+// Takes the table size and class from hashrecs into the block.
+uint32_t settable(FHCB* cb) {
+    unsigned c;
+    uint32_t t = hshtablesize(cb->hashrecs, &c);
+    cb->hashrecs = t;
+    cb->hashstate = static_cast<uint8_t>((cb->hashstate & HS_FOUND) | c << HS_CLASSSHIFT);
+    return t;
+}
+
+// Writes t slots of zeros (rounded up to whole blocks of 32) after the
+// header.
+bool writetable(int32_t h, uint32_t t) {
+    static const unsigned char zeros[ZEROBLOCK] = {};
+    uint64_t left = ((t + 31u) / 32u) * 128u;
+    while (left > 0) {
+        uint32_t n = left < ZEROBLOCK ? static_cast<uint32_t>(left) : ZEROBLOCK;
+        if (oswrite(h, zeros, n) != static_cast<int32_t>(n)) return false;
+        left -= n;
+    }
+    return true;
+}
+
+// The key-buffer state of a hashed file (see hash.h).
+int32_t keystate(FHCB* cb, uint32_t keylen) {
+    if (cb->index != nullptr) {
+        cb->index->keylen[0] = static_cast<uint8_t>(keylen);
+        return 0;
+    }
+    IdxState* st = static_cast<IdxState*>(globalcalloc(1, sizeof(IdxState)));
+    char* buf = static_cast<char*>(globalmalloc(KEYBUFLEN));
+    if (st == nullptr || buf == nullptr) {
+        if (st != nullptr) globalmfree(st);
+        if (buf != nullptr) globalmfree(buf);
+        return fail(cb, VN_E_MEMORY);
+    }
+    st->version = HSH_VERSION;
+    st->keylen[0] = static_cast<uint8_t>(keylen);
+    st->keybuf = buf;
+    cb->index = st;
+    return 0;
+}
+
+}  // namespace
+
+uint32_t hshtablesize(uint32_t hashrecs, unsigned* cls) {
+    unsigned c = 0;
+    while (c < NCLASS - 1 && classsize[c] < hashrecs) ++c;
+    *cls = c;
+    return classsize[c];
+}
+
+void hshkey(const char* key, uint32_t t, unsigned c, uint32_t* h, uint32_t* d) {
+    uint32_t acc = 0;
+    uint16_t sum = 0;
+    int phase = 0;
+    for (const unsigned char* p = reinterpret_cast<const unsigned char*>(key); *p != 0; ++p) {
+        uint32_t b = *p;
+        sum = static_cast<uint16_t>(sum + b);
+        switch (phase) {
+            case 0: acc ^= b << c; break;
+            case 1: acc ^= ~(t % b) & 0xFFu; break;
+            case 2: acc ^= (t % b) << c; break;
+            case 3: acc ^= b; break;
+            case 4: acc ^= (~b & 0xFFu) << c; break;
+            default: acc ^= t % b; break;
+        }
+        phase = phase == 5 ? 0 : phase + 1;
+    }
+    uint32_t step = t - acc + sum;
+    if (step == 0) step = 1;
+    *h = acc;
+    *d = step % t;  // subtracting t while not below it
+}
+
+int32_t hshcreate(FHCB* cb) {
+    if (cb->nkeys < 1 || cb->keys == nullptr) return fail(cb, VN_C_HSHNOKEY);
+    int32_t h = osopen(cb->idxname, VN_O_RDWR | VN_O_CREAT | VN_O_TRUNC | VN_O_BINARY, 0777);
+    if (h < 1) return fail(cb, VN_E_HSHCREATE);
+    uint32_t t = settable(cb);
+    unsigned char hdr[HSH_HDRSIZE] = {'T', 'K', 'F', 0};
+    put16(hdr + 4, HSH_VERSION);
+    put16(hdr + 6, key0len(cb));
+    put16(hdr + 8, t);
+    put16(hdr + 10, t >> 16);
+    bool ok = oswrite(h, hdr, HSH_HDRSIZE) == HSH_HDRSIZE && writetable(h, t);
+    osclose(h);
+    if (!ok) {
+        osunlink(cb->idxname);
+        return fail(cb, VN_E_HSHWRITE);
+    }
+    return 0;
+}
+
+int32_t hshopen(FHCB* cb) {
+    if (cb->nkeys < 1 || cb->keys == nullptr) return fail(cb, VN_C_HSHNOKEY);
+    int32_t h = static_cast<int32_t>(cb->idxfd);
+    unsigned char hdr[HSH_HDRSIZE];
+    if (osseek(h, 0, 0) != 0 || osread(h, hdr, HSH_HDRSIZE) != HSH_HDRSIZE)
+        return fail(cb, VN_E_HSHREAD);
+    if (std::memcmp(hdr, "TKF", 3) != 0 || get16(hdr + 4) != HSH_VERSION)
+        return fail(cb, VN_E_HSHVERSION);
+    uint32_t t = settable(cb);
+    if (get16(hdr + 6) != key0len(cb) || get32(hdr + 8) != t) return fail(cb, VN_E_HSHFID);
+    return keystate(cb, key0len(cb));
+}
