@@ -373,6 +373,26 @@ VELNOR_API int32_t VELNOR_CALL compress_file_list(const char *options, const cha
 VELNOR_API intptr_t VELNOR_CALL cmpwndproc(void *window, uint32_t message, uintptr_t wparam,
                                            intptr_t lparam);
 
+/* Where the archiver's texts and error numbers go: report receives each
+ * message or listing line (with its "\r\n"), error each error number 0-7.
+ * Null sinks (the default) discard them. */
+typedef void(VELNOR_CALL *CMPREPORTFN)(const char *line);
+typedef void(VELNOR_CALL *CMPERRORFN)(int32_t errnum);
+VELNOR_API void VELNOR_CALL compress_setsinks(CMPREPORTFN report, CMPERRORFN error);
+
+/* Hooks that let an application follow and steer a run, on every system
+ * (with or without the progress window): progress receives each text set in
+ * field 0 (status), 1 (overall percentage), 2 (current file) or 3 (per-file
+ * percentage); stop is polled at every Stop test and a nonzero answer stops
+ * the run; ask answers an overwrite question (1 yes, 0 no) in place of the
+ * message box.  Without an ask hook the answer is No where there are no
+ * windows.  Null hooks are not called. */
+typedef void(VELNOR_CALL *CMPPROGRESSFN)(int32_t field, const char *text);
+typedef int32_t(VELNOR_CALL *CMPSTOPFN)(void);
+typedef int32_t(VELNOR_CALL *CMPASKFN)(const char *question, const char *title);
+VELNOR_API void VELNOR_CALL compress_sethooks(CMPPROGRESSFN progress, CMPSTOPFN stop,
+                                              CMPASKFN ask);
+
 #ifdef __cplusplus
 }
 #endif
