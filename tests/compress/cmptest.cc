@@ -1,0 +1,238 @@
+// cmptest.cc - the shared helpers of the archiver tests.
+#include "cmptest.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <map>
+#include <random>
+
+#include "compress/cmpstate.h"
+
+namespace fs = std::filesystem;
+
+namespace cmptest {
+
+Capture cap;
+
+namespace {
+
+void VELNOR_CALL onreport(const char* line) { cap.report += line; }
+void VELNOR_CALL onerror(int32_t errnum) { cap.errors.push_back(errnum); }
+int32_t VELNOR_CALL onstop() {
+    cap.stoppolls++;
+    return cap.stopafter >= 0 && cap.stoppolls > cap.stopafter ? 1 : 0;
+}
+int32_t VELNOR_CALL onask(const char* question, const char* title) {
+    cap.questions.push_back(std::string(title) + ": " + question);
+    return cap.answer;
+}
+
+}  // namespace
+
+void CmpTest::SetUp() {
+    const char* base = std::getenv("VELNOR_TEST_TMP");
+    fs::path root = base != nullptr && *base ? fs::path(base) : fs::temp_directory_path();
+    fs::create_directories(root);
+    std::mt19937 rng(std::random_device{}());
+    for (;;) {
+        fs::path p = root / ("cmp" + std::to_string(rng() % 100000000));
+        std::error_code ec;
+        if (fs::create_directory(p, ec)) {
+            dir = p.string();
+            break;
+        }
+    }
+    olddir = fs::current_path().string();
+    fs::current_path(dir);
+    cap = Capture();
+    cmpopt = CmpOptions{};  // options persist across calls; each test starts clean
+    compress_setsinks(onreport, onerror);
+    compress_sethooks(nullptr, onstop, onask);
+}
+
+void CmpTest::TearDown() {
+    compress_setsinks(nullptr, nullptr);
+    compress_sethooks(nullptr, nullptr, nullptr);
+    fs::current_path(olddir);
+    std::error_code ec;
+    fs::remove_all(dir, ec);
+}
+
+Bytes readfile(const std::string& path) {
+    std::ifstream f(path, std::ios::binary);
+    return Bytes(std::istreambuf_iterator<char>(f), std::istreambuf_iterator<char>());
+}
+
+void writefile(const std::string& path, const Bytes& data) {
+    std::ofstream f(path, std::ios::binary | std::ios::trunc);
+    f.write(reinterpret_cast<const char*>(data.data()), static_cast<std::streamsize>(data.size()));
+}
+
+bool exists(const std::string& path) { return fs::exists(path); }
+
+Bytes textbytes(const std::string& s) { return Bytes(s.begin(), s.end()); }
+
+int32_t run(const char* options, const char* archive, std::vector<std::string> specs) {
+    std::vector<char*> argv;
+    for (auto& s : specs) {
+        argv.push_back(s.data());
+    }
+    return compress_files(options, archive, static_cast<int32_t>(argv.size()), argv.data());
+}
+
+Bytes repetitive(size_t n, uint32_t seed) {
+    std::mt19937 rng(seed);
+    Bytes unit(1 + rng() % 40);
+    for (auto& b : unit) {
+        b = static_cast<uint8_t>('a' + rng() % 6);
+    }
+    Bytes out(n);
+    for (size_t i = 0; i < n; i++) {
+        out[i] = unit[i % unit.size()];
+    }
+    return out;
+}
+
+Bytes textlike(size_t n, uint32_t seed) {
+    static const char* const words[] = {"the",  "record", "index", "file",   "key",  "page",
+                                        "of",   "and",    "a",     "entry",  "data", "to",
+                                        "lock", "header", "value", "search", "tree", "in"};
+    std::mt19937 rng(seed);
+    Bytes out;
+    out.reserve(n);
+    while (out.size() < n) {
+        std::string w = words[rng() % (sizeof words / sizeof *words)];
+        if (rng() % 11 == 0) {
+            w += std::to_string(rng() % 1000);
+        }
+        w += rng() % 13 == 0 ? ".\r\n" : " ";
+        for (char c : w) {
+            if (out.size() < n) {
+                out.push_back(static_cast<uint8_t>(c));
+            }
+        }
+    }
+    return out;
+}
+
+Bytes incompressible(size_t n, uint32_t seed) {
+    std::mt19937 rng(seed);
+    Bytes out(n);
+    for (auto& b : out) {
+        b = static_cast<uint8_t>(rng());
+    }
+    return out;
+}
+
+Bytes packcodes(const std::vector<uint32_t>& codes, int bits) {
+    std::vector<int> stream;
+    for (uint32_t c : codes) {
+        for (int i = bits - 1; i >= 0; i--) {
+            stream.push_back((c >> i) & 1);
+        }
+    }
+    Bytes out;
+    const size_t total = stream.empty() ? 0 : (stream.size() - 1) / 8;
+    for (size_t i = 0; i < total; i++) {
+        int v = 0;
+        for (int j = 0; j < 8; j++) {
+            v = v * 2 + stream[i * 8 + j];
+        }
+        out.push_back(static_cast<uint8_t>(v));
+    }
+    return out;
+}
+
+std::vector<uint32_t> referencecodes(const Bytes& data, int bits, uint8_t firstbyte) {
+    const uint32_t maxcode = (1u << bits) - 1;
+    std::map<std::pair<uint32_t, uint8_t>, uint32_t> dict;
+    uint32_t next = 257;
+    std::vector<uint32_t> codes;
+    uint32_t ent = data.empty() ? firstbyte : data[0];
+    for (size_t i = 1; i < data.size(); i++) {
+        auto it = dict.find({ent, data[i]});
+        if (it != dict.end()) {
+            ent = it->second;
+            continue;
+        }
+        codes.push_back(ent);
+        if (next < maxcode) {
+            dict[{ent, data[i]}] = next++;
+        } else {
+            codes.push_back(256);
+            dict.clear();
+            next = 257;
+        }
+        ent = data[i];
+    }
+    codes.push_back(ent);
+    return codes;
+}
+
+Bytes referencecode(const Bytes& data, int bits, uint8_t key, uint8_t firstbyte) {
+    std::vector<uint32_t> codes = referencecodes(data, bits, firstbyte);
+    codes.push_back((1u << bits) - 1);
+    Bytes out = packcodes(codes, bits);
+    for (auto& b : out) {
+        b = static_cast<uint8_t>(b + key);
+    }
+    return out;
+}
+
+static uint32_t le(const uint8_t* p, int n) {
+    uint32_t v = 0;
+    for (int i = n - 1; i >= 0; i--) {
+        v = v << 8 | p[i];
+    }
+    return v;
+}
+
+std::vector<Entry> entries(const Bytes& archive) {
+    std::vector<Entry> out;
+    size_t pos = 0;
+    while (pos + 32 <= archive.size()) {
+        Entry e;
+        const uint8_t* h = archive.data() + pos;
+        e.header.assign(h, h + 32);
+        e.name.assign(reinterpret_cast<const char*>(h + 2), 12);
+        e.name = e.name.c_str();
+        e.method = h[14];
+        e.bits = h[15];
+        e.check = static_cast<uint16_t>(le(h + 22, 2));
+        e.size = le(h + 24, 4);
+        e.stored = le(h + 28, 4);
+        pos += 32;
+        size_t n = std::min<size_t>(e.stored, archive.size() - pos);
+        e.data.assign(archive.begin() + static_cast<std::ptrdiff_t>(pos),
+                      archive.begin() + static_cast<std::ptrdiff_t>(pos + n));
+        pos += n;
+        out.push_back(e);
+    }
+    return out;
+}
+
+Bytes header(const std::string& name, uint8_t method, uint8_t bits, uint16_t check, uint32_t size,
+             uint32_t stored) {
+    Bytes h(32, 0);
+    h[0] = 0xBF;
+    h[1] = 0x20;
+    for (size_t i = 0; i < name.size() && i < 12; i++) {
+        h[2 + i] = static_cast<uint8_t>(name[i]);
+    }
+    h[14] = method;
+    h[15] = bits;
+    const uint8_t dt[6] = {124, 3, 14, 15, 9, 26};
+    std::copy(dt, dt + 6, h.begin() + 16);
+    h[22] = static_cast<uint8_t>(check);
+    h[23] = static_cast<uint8_t>(check >> 8);
+    for (int i = 0; i < 4; i++) {
+        h[24 + i] = static_cast<uint8_t>(size >> (8 * i));
+        h[28 + i] = static_cast<uint8_t>(stored >> (8 * i));
+    }
+    return h;
+}
+
+}  // namespace cmptest
