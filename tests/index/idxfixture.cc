@@ -1,0 +1,217 @@
+// idxfixture.cc - the index test scaffolding: temporary directories, hand-made
+// definitions, and the structure check read from the file's own bytes.
+#include "idxfixture.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <iterator>
+#include <random>
+#include <set>
+
+#include "index/btree.h"
+#include "index/pagecache.h"
+#include "support/os.h"
+
+namespace fs = std::filesystem;
+
+void IndexTest::SetUp() {
+    const char* env = std::getenv("VELNOR_TEST_TMP");
+    fs::path base = env && *env ? fs::path(env) : fs::temp_directory_path();
+    fs::create_directories(base);
+    std::random_device rd;
+    for (int tries = 0; tries < 100 && dir.empty(); tries++) {
+        fs::path p = base / ("vnidx-" + std::to_string(rd()));
+        if (fs::create_directory(p)) dir = p;
+    }
+    ASSERT_FALSE(dir.empty());
+    ASSERT_EQ(pgcacheinit(), 0);
+}
+
+void IndexTest::TearDown() {
+    pgcachefree();
+    std::error_code ec;
+    if (!dir.empty()) fs::remove_all(dir, ec);
+}
+
+IdxFile::IdxFile(const std::string& p, const std::vector<KeyDef>& keys, uint8_t fflags) : path(p) {
+    unsigned off = 0;
+    for (const KeyDef& k : keys) {
+        FidKey fk{};
+        unsigned len = 0;
+        for (const Seg& s : k) {
+            fk.seg[fk.nsegs++] = {static_cast<uint16_t>(off), static_cast<uint8_t>(s.len),
+                                  static_cast<uint8_t>(s.flags)};
+            off += s.len;
+            len += s.len;
+        }
+        fk.keylen = static_cast<uint8_t>(len);
+        table.push_back(fk);
+    }
+    for (size_t i = 0; i < table.size(); i++) {
+        if (fflags & VN_FF_RECNO)
+            table[i].keylen = static_cast<uint8_t>(table[i].keylen + 5);
+        else if (i > 0)
+            table[i].keylen = static_cast<uint8_t>(table[i].keylen + table[0].keylen);
+    }
+    if (fflags & VN_FF_RECNO) lens.push_back(5);
+    for (const FidKey& k : table) lens.push_back(k.keylen);
+    cb.keys = table.data();
+    cb.nkeys = static_cast<int8_t>(table.size());
+    cb.fflags = fflags;
+    snprintf(cb.idxname, sizeof cb.idxname, "%s", path.c_str());
+}
+
+IdxFile::~IdxFile() {
+    if (cb.index) close();
+}
+
+int32_t IdxFile::open() {
+    int32_t fd = osopen(path.c_str(), VN_O_BINARY | VN_O_RDWR, 0);
+    if (fd < 1) return -2;
+    cb.idxfd = static_cast<uint32_t>(fd);
+    int32_t r = idxopen(&cb);
+    if (r < 0) {
+        osclose(fd);
+        cb.idxfd = 0;
+    }
+    return r;
+}
+
+int32_t IdxFile::close() {
+    int32_t r = idxclose(&cb);
+    if (cb.idxfd) osclose(static_cast<int32_t>(cb.idxfd));
+    cb.idxfd = 0;
+    return r;
+}
+
+void IdxFile::setkey(const std::string& key) {
+    memcpy(cb.index->keybuf, key.data(), key.size());
+    cb.index->keybuf[key.size()] = 0;
+}
+
+std::string IdxFile::foundkey(int index) const {
+    return std::string(cb.index->keybuf, lens[index]);
+}
+
+std::string filebytes(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+}
+
+uint32_t le32(const std::string& b, size_t off) {
+    const unsigned char* p = reinterpret_cast<const unsigned char*>(b.data()) + off;
+    return p[0] | (p[1] << 8) | (p[2] << 16) | (static_cast<uint32_t>(p[3]) << 24);
+}
+
+uint16_t le16(const std::string& b, size_t off) {
+    const unsigned char* p = reinterpret_cast<const unsigned char*>(b.data()) + off;
+    return static_cast<uint16_t>(p[0] | (p[1] << 8));
+}
+
+namespace {
+
+struct Walker {
+    IdxFile& f;
+    const std::string& bytes;
+    unsigned P;
+    int index;
+    unsigned cap, k;
+    int leafdepth = -1;
+    std::vector<uint32_t>& pages;
+    size_t entries = 0;
+    std::string prev;  // highest key seen so far in order
+
+    std::string page(uint32_t n) const { return bytes.substr(size_t(n) * P, P); }
+    std::string key(const std::string& pg, unsigned i) const { return pg.substr(4 + 4 * cap + k * i, k); }
+
+    // Walks the subtree at n and returns its highest key.
+    std::string walk(uint32_t n, int depth) {
+        EXPECT_GT(n, 0u);
+        EXPECT_LT(size_t(n + 1) * P, bytes.size() + 1) << "page " << n << " beyond the file";
+        if (n == 0 || size_t(n + 1) * P > bytes.size() || depth > IDX_MAXDEPTH) return prev;
+        pages.push_back(n);
+        std::string pg = page(n);
+        unsigned count = static_cast<unsigned char>(pg[1]);
+        EXPECT_EQ(static_cast<unsigned char>(pg[2]), unsigned(index)) << "owner of page " << n;
+        EXPECT_GE(count, 1u) << "page " << n;
+        EXPECT_LT(count, cap) << "page " << n;
+        // Unused slots are zero.
+        for (unsigned i = count; i < cap; i++) {
+            EXPECT_EQ(le32(bytes, size_t(n) * P + 4 + 4 * i), 0u);
+            EXPECT_EQ(key(pg, i), std::string(k, '\0'));
+        }
+        bool leaf = pg[0] & 2;
+        EXPECT_EQ(static_cast<unsigned char>(pg[0]), leaf ? 2u : 1u);
+        if (leaf) {
+            if (leafdepth < 0) leafdepth = depth;
+            EXPECT_EQ(depth, leafdepth) << "leaf " << n << " out of level";
+            for (unsigned i = 0; i < count; i++) {
+                std::string ki = key(pg, i);
+                if (!prev.empty()) {
+                    EXPECT_LT(keycmp(&f.cb, index, prev.data(), ki.data()), 0)
+                        << "order at page " << n << " entry " << i;
+                }
+                prev = ki;
+                entries++;
+            }
+            return prev;
+        }
+        std::string high;
+        for (unsigned i = 0; i < count; i++) {
+            high = walk(le32(bytes, size_t(n) * P + 4 + 4 * i), depth + 1);
+            if (i + 1 < count) {
+                EXPECT_EQ(key(pg, i), high) << "separator " << i << " of page " << n;
+            }
+        }
+        return high;
+    }
+};
+
+}  // namespace
+
+Layout checkstructure(IdxFile& f) {
+    Layout out;
+    EXPECT_EQ(pgflush(&f.cb), 0);
+    EXPECT_EQ(hdrwrite(&f.cb), 0);
+    std::string b = filebytes(f.path);
+    const IdxState* st = f.st();
+    unsigned P = le16(b, 94);
+    uint32_t next = le32(b, 8);
+    EXPECT_EQ(P, st->pagesize);
+    EXPECT_EQ(next, st->nextpage);
+    EXPECT_EQ(b.size(), size_t(next) * P) << "file length";
+    std::vector<int> owner(next, 0);
+    if (next) owner[0] = 1;
+    auto claim = [&](uint32_t p, const char* what) {
+        if (p >= next) {
+            ADD_FAILURE() << what << " page " << p << " beyond nextpage";
+            return false;
+        }
+        EXPECT_EQ(owner[p]++, 0) << what << " page " << p << " is in two places";
+        return owner[p] == 1;
+    };
+    out.treepages.resize(st->nindex);
+    for (int i = 0; i < st->nindex; i++) {
+        uint32_t root = le32(b, 20 + 4 * i);
+        EXPECT_EQ(root, st->root[i]);
+        out.entries.push_back(0);
+        if (!root) continue;
+        Walker w{f, b, P, i, st->cursor[i].cap, st->keylen[i], -1, out.treepages[i], 0, {}};
+        w.walk(root, 0);
+        out.entries[i] = w.entries;
+        for (uint32_t p : out.treepages[i]) claim(p, "tree");
+    }
+    for (uint32_t p = le32(b, 12); p; p = le32(b, size_t(p) * P)) {
+        if (!claim(p, "free")) break;
+        out.freepages.push_back(p);
+        for (size_t i = 4; i < P; i++) EXPECT_EQ(b[size_t(p) * P + i], 0) << "freed page " << p;
+    }
+    for (uint32_t p = le32(b, 16); p; p = le32(b, size_t(p) * P)) {
+        if (!claim(p, "space")) break;
+        out.spacepages.push_back(p);
+        EXPECT_LE(le16(b, size_t(p) * P + 4), (P - 6) / 6);
+    }
+    for (uint32_t p = 1; p < next; p++) EXPECT_EQ(owner[p], 1) << "page " << p << " is lost";
+    return out;
+}
