@@ -1,0 +1,147 @@
+// lock_posix.cc - locks between real processes: a record locked in one
+// process refuses another's rewrite but not its read, a file lock held in
+// one process makes another's write give up, and four processes appending
+// to one indexed file lose nothing.
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "engine/engine.h"
+#include "lock_fork.h"
+#include "open_support.h"
+
+using coretest::Block;
+using coretest::EngineTest;
+using coretest::Signal;
+
+namespace {
+
+// Starts the engine in a child (whose copied list belongs to the parent).
+void childinit() {
+    FHCB init{};
+    init.opcode = VN_OP_INIT;
+    filehandler(&init);
+}
+
+// Header and n fixed records; record 1 is marked deleted.
+std::string smallfile(coretest::TempDir& tmp) {
+    std::string dat = tmp.path("p.dat");
+    coretest::writefile(tmp.path("p.fid"), coretest::fidtext(false));
+    std::string rec1 = "Drecord 1" + std::string(22, ' ') + "\n";
+    std::string rec2 = " record 2" + std::string(22, ' ') + "\n";
+    coretest::writefile(dat, " 00000003" + std::string(22, ' ') + "\n" + rec1 + rec2);
+    return dat;
+}
+
+}  // namespace
+
+TEST_F(EngineTest, RecordLockedInAnotherProcess) {
+    std::string dat = smallfile(tmp);
+    Signal sig;
+    pid_t child = coretest::spawn([&] {
+        childinit();
+        Block c(dat);
+        if (c.op(VN_OP_OPEN) != 0) return 1;
+        c.cb.datpos = 32;
+        c.cb.state |= VN_ST_CURRENT;
+        if (c.op(VN_OP_RLOCK) != 0) return 2;
+        sig.childsays();
+        sig.childhears();
+        return 0;
+    });
+    ASSERT_TRUE(sig.parenthears());
+    Block b(dat);
+    ASSERT_EQ(b.op(VN_OP_OPEN), 0) << int(b.cb.status);
+    // The locked record reads as active: its status byte is not read.
+    ASSERT_EQ(b.readat(32), 0) << int(b.cb.status);
+    EXPECT_EQ(b.buf[0], ' ');
+    EXPECT_EQ(b.record().substr(0, 8), "record 1");
+    b.cb.datpos = 32;
+    b.cb.state |= VN_ST_CURRENT;
+    EXPECT_EQ(b.write("rewritten"), -1);
+    EXPECT_EQ(b.cb.status, VN_C_RLOCKED);
+    EXPECT_EQ(b.op(VN_OP_RLOCK), -1);
+    EXPECT_EQ(b.cb.status, VN_C_RLOCKED);
+    // The other record is free.
+    b.cb.datpos = 64;
+    EXPECT_EQ(b.op(VN_OP_RLOCK), 0);
+    sig.parentsays();
+    EXPECT_EQ(coretest::waitexit(child), 0);
+    // Gone with its process: the record is readable as it stands now.
+    ASSERT_EQ(b.readat(32), -1);
+    EXPECT_EQ(b.cb.status, VN_C_DELETED);
+    EXPECT_EQ(coretest::readfile(dat).substr(32, 9), "Drecord 1");
+}
+
+TEST_F(EngineTest, FileLockHeldInAnotherProcess) {
+    std::string dat = smallfile(tmp);
+    Block b(dat);
+    ASSERT_EQ(b.op(VN_OP_OPEN), 0) << int(b.cb.status);
+    Signal sig;
+    pid_t child = coretest::spawn([&] {
+        childinit();
+        Block c(dat);
+        if (c.op(VN_OP_OPEN) != 0) return 1;
+        if (dlock(&c.cb, 0) != 0) return 2;
+        sig.childsays();
+        sig.childhears();
+        return 0;
+    });
+    ASSERT_TRUE(sig.parenthears());
+    b.cb.flockretry = 3;
+    b.cb.datpos = 96;
+    EXPECT_EQ(b.write("new record"), -1);
+    EXPECT_EQ(b.cb.status, VN_C_FLOCKED);
+    EXPECT_EQ(b.cb.flocked, 0);
+    Block late(dat);
+    EXPECT_EQ(late.op(VN_OP_OPEN), -1);  // reading the header needs the lock
+    EXPECT_EQ(late.cb.status, VN_C_FLOCKED);
+    sig.parentsays();
+    EXPECT_EQ(coretest::waitexit(child), 0);
+    b.cb.datpos = 96;
+    ASSERT_EQ(b.write("new record"), 0) << int(b.cb.status);
+    EXPECT_EQ(coretest::readfile(dat).substr(0, 9), " 00000004");
+}
+
+TEST_F(EngineTest, FourProcessesAppendToOneIndexedFile) {
+    constexpr int kProcs = 4;
+    constexpr int kEach = 2000;
+    std::string dat = makefile("shared", true);
+    std::vector<pid_t> kids;
+    for (int p = 0; p < kProcs; p++) {
+        kids.push_back(coretest::spawn([&, p] {
+            childinit();
+            Block c(dat);
+            c.cb.flockretry = 30000;  // wait as long as it takes
+            if (c.op(VN_OP_OPEN) != 0) return 1;
+            for (int i = 0; i < kEach; i++) {
+                char rec[32];
+                std::snprintf(rec, sizeof rec, "P%d-%06d name %d/%d", p, i, p, i);
+                c.cb.datpos = 0;
+                if (c.write(rec) != 0) return 10 + c.cb.status % 100;
+            }
+            return c.op(VN_OP_CLOSE) == 0 ? 0 : 3;
+        }));
+    }
+    for (pid_t k : kids) EXPECT_EQ(coretest::waitexit(k), 0);
+
+    Block b(dat);
+    ASSERT_EQ(b.op(VN_OP_OPEN), 0) << int(b.cb.status);
+    EXPECT_EQ(b.cb.nrecs, 1u + kProcs * kEach);
+    EXPECT_EQ(coretest::readfile(dat).size(), 32u * (1 + kProcs * kEach));
+    for (int p = 0; p < kProcs; p++) {
+        for (int i = 0; i < kEach; i++) {
+            char key[16];
+            std::snprintf(key, sizeof key, "P%d-%06d ", p, i);
+            std::memset(b.cb.work, 0, 257);
+            std::memcpy(b.cb.work, key, 10);
+            b.cb.mflags = VN_MF_EXACT;
+            ASSERT_EQ(b.op(VN_OP_POSN), 0) << key;
+            ASSERT_TRUE(b.cb.state & VN_ST_CURRENT) << key;
+            ASSERT_EQ(b.op(VN_OP_READ), 0) << key << " " << int(b.cb.status);
+            char want[32];
+            std::snprintf(want, sizeof want, "P%d-%06d name %d/%d", p, i, p, i);
+            ASSERT_EQ(b.record().substr(0, std::strlen(want)), want);
+        }
+    }
+}
