@@ -1,0 +1,25 @@
+// cliopts.cc - the shared command-line options.
+#include "cliopts.h"
+
+namespace vtool {
+
+void fileoptions(CLI::App* sub, OpenSpec& spec) {
+    sub->add_option("FILE", spec.path, "Data file")->required();
+    sub->add_option("--fid", spec.fid, "Definition file (default: FILE with the extension .fid)");
+    sub->add_option("--index", spec.index,
+                    "Index or hash file (default: FILE with the extension .idx or .hsh)");
+    sub->add_option("--network", spec.network,
+                    "Network type: SINGLE (default) for files no one else has open; IBMNET, "
+                    "MSNET or NETWARE (locks) and the other names when the files are shared "
+                    "with running applications")
+        ->capture_default_str();
+}
+
+void formatoption(CLI::App* sub, Format& format) {
+    std::map<std::string, Format> names{
+        {"text", Format::Text}, {"csv", Format::Csv}, {"json", Format::Json}};
+    sub->add_option("--format", format, "Output form: text (aligned columns), csv or json")
+        ->transform(CLI::CheckedTransformer(names, CLI::ignore_case));
+}
+
+}  // namespace vtool

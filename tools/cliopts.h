@@ -1,0 +1,19 @@
+// cliopts.h - command-line options shared by the subcommands that open
+// record files.
+#ifndef VELNOR_TOOLS_CLIOPTS_H
+#define VELNOR_TOOLS_CLIOPTS_H
+
+#include <CLI/CLI.hpp>
+
+#include "commands.h"
+
+namespace vtool {
+
+// FILE, --fid, --index and --network, filling spec.
+void fileoptions(CLI::App* sub, OpenSpec& spec);
+// --format text|csv|json into format.
+void formatoption(CLI::App* sub, Format& format);
+
+}  // namespace vtool
+
+#endif

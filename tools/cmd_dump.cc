@@ -1,0 +1,92 @@
+// cmd_dump.cc - velnor dump and velnor get: records as text, CSV or JSON,
+// in physical order, key order, along a thread, or those whose key starts
+// with a value.
+#include "cliopts.h"
+#include "walk.h"
+
+namespace vtool {
+
+long rundump(const DumpOptions& opt, std::FILE* out) {
+    RecordFile f(opt.file);
+    FHCB* cb = f.cb();
+    std::vector<Column> cols = columns(cb);
+    auto w = makewriter(opt.format, out);
+    w->begin(cols, opt.deleted);
+    long n = 0;
+    auto visit = [&](bool deleted) {
+        if (deleted && !opt.deleted) return true;
+        writerecord(*w, cb, cols, deleted);
+        ++n;
+        return true;
+    };
+    if (opt.thread > 0) walkthread(f, opt.thread, visit);
+    else if (opt.key > 0) walkkey(f, opt.key, std::string(), visit);
+    else walkphysical(f, visit);
+    w->end();
+    f.close();
+    return n;
+}
+
+long runget(const GetOptions& opt, std::FILE* out) {
+    RecordFile f(opt.file);
+    FHCB* cb = f.cb();
+    if (cb->nkeys == 0) fail(f.path(), "the file has no keys", EXIT_USAGE);
+    if (opt.key < 1 || opt.key > cb->nkeys)
+        fail(f.path(), "no key " + std::to_string(opt.key) + " (the file has " +
+                           std::to_string(cb->nkeys) + ")",
+             EXIT_USAGE);
+    KeyShape shape = keyshape(cb, opt.key);
+    std::string typed = opt.value;
+    if (opt.exact)
+        while (!typed.empty() && typed.back() == ' ') typed.pop_back();
+    std::string value = keyvalue(shape, typed);
+    std::vector<Column> cols = columns(cb);
+    auto w = makewriter(opt.format, out);
+    w->begin(cols, false);
+    long n = 0;
+    walkkey(f, opt.key, value, [&](bool deleted) {
+        // The keys run in order: the first that does not match ends it.
+        if (!keymatches(cb, opt.key, shape, value, opt.exact)) return false;
+        if (!deleted) {
+            writerecord(*w, cb, cols, false);
+            ++n;
+        }
+        return true;
+    });
+    w->end();
+    f.close();
+    if (n == 0)
+        fail(opt.file.path, "no record whose key " + std::to_string(opt.key) +
+                                (opt.exact ? " is '" : " starts with '") + opt.value + "'");
+    return n;
+}
+
+void adddump(CLI::App& app) {
+    auto opt = std::make_shared<DumpOptions>();
+    CLI::App* sub = app.add_subcommand(
+        "dump", "Write the records, item by item, in physical order, key order or along a thread");
+    fileoptions(sub, opt->file);
+    auto key = sub->add_option("--key", opt->key, "Key order: key N of the definition (1 = first)");
+    sub->add_option("--thread", opt->thread, "Walk thread N of the definition (1 = first)")
+        ->excludes(key);
+    formatoption(sub, opt->format);
+    sub->add_flag("--deleted", opt->deleted,
+                  "Include deleted records (physical order only), marked D");
+    sub->callback([opt] { rundump(*opt, stdout); });
+}
+
+void addget(CLI::App& app) {
+    auto opt = std::make_shared<GetOptions>();
+    CLI::App* sub =
+        app.add_subcommand("get", "Write the records whose key starts with VALUE (or equals it)");
+    fileoptions(sub, opt->file);
+    sub->add_option("VALUE", opt->value, "Key value; a right-justified item may be typed short")
+        ->required();
+    sub->add_option("--key", opt->key, "Key N of the definition (1 = first, the default)")
+        ->capture_default_str();
+    sub->add_flag("--exact", opt->exact, "Only keys equal to VALUE, not starting with it");
+    formatoption(sub, opt->format);
+    sub->callback([opt] { runget(*opt, stdout); });
+}
+
+}  // namespace vtool

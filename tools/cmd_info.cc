@@ -1,0 +1,37 @@
+// cmd_info.cc - velnor info: a record file's names, definition, type and
+// record counts.
+#include "cliopts.h"
+#include "fidtools.h"
+#include "walk.h"
+
+namespace vtool {
+
+void runinfo(const OpenSpec& file, std::FILE* out) {
+    RecordFile f(file);
+    FHCB* cb = f.cb();
+    std::fprintf(out, "File: %s\n", f.path().c_str());
+    if (cb->nitems > 0) std::fprintf(out, "Definition: %s\n", cb->fidname);
+    if (cb->nkeys > 0)
+        std::fprintf(out, "%s: %s\n", (cb->fflags & VN_FF_HASHED) ? "Hash file" : "Index",
+                     cb->idxname);
+    printdefinition(out, cb);
+    long active = 0, deleted = 0;
+    walkphysical(f, [&](bool del) {
+        ++(del ? deleted : active);
+        return true;
+    });
+    unsigned long slots = cb->nrecs > 0 ? cb->nrecs - 1ul : 0ul;
+    std::fprintf(out, "Records: %lu in the header count; %ld active, %ld deleted\n", slots,
+                 active, deleted);
+    f.close();
+}
+
+void addinfo(CLI::App& app) {
+    auto spec = std::make_shared<OpenSpec>();
+    CLI::App* sub = app.add_subcommand(
+        "info", "Show a record file's definition (items, keys, threads), its type and counts");
+    fileoptions(sub, *spec);
+    sub->callback([spec] { runinfo(*spec, stdout); });
+}
+
+}  // namespace vtool

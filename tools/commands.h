@@ -1,0 +1,81 @@
+// commands.h - the subcommands of the velnor program: each registers
+// itself on the command line and has a plain entry the demo reuses.  Every
+// entry prints to out and reports failures through fail() (common.h).
+#ifndef VELNOR_TOOLS_COMMANDS_H
+#define VELNOR_TOOLS_COMMANDS_H
+
+#include <cstdio>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "common.h"
+#include "output.h"
+
+namespace CLI {
+class App;
+}
+
+namespace vtool {
+
+// velnor info FILE
+void runinfo(const OpenSpec& file, std::FILE* out);
+
+// velnor dump FILE [--key N | --thread N] [--format F] [--deleted]
+struct DumpOptions {
+    OpenSpec file;
+    int key = 0;      // 0 = physical order
+    int thread = 0;   // 1-based thread to walk, 0 = none
+    Format format = Format::Text;
+    bool deleted = false;
+};
+// Returns the number of records written.
+long rundump(const DumpOptions& opt, std::FILE* out);
+
+// velnor get FILE --key N VALUE [--exact]
+struct GetOptions {
+    OpenSpec file;
+    int key = 1;
+    std::string value;
+    bool exact = false;
+    Format format = Format::Text;
+};
+long runget(const GetOptions& opt, std::FILE* out);
+
+// velnor delete FILE VALUE
+long rundelete(const OpenSpec& file, const std::string& value, std::FILE* out);
+
+// velnor load FILE --csv IN [--create]
+struct LoadOptions {
+    OpenSpec file;
+    std::string csv;
+    bool create = false;
+};
+long runload(const LoadOptions& opt, std::FILE* out);
+
+// velnor archive ACTION ARCHIVE [FILES...]
+struct ArchiveOptions {
+    std::string action;  // add, extract, list, delete
+    std::string archive;
+    std::vector<std::string> files;
+    std::string password;
+    std::string target;
+    bool overwrite = false;
+    bool quiet = false;
+    bool bits = false;
+};
+void runarchive(const ArchiveOptions& opt, std::FILE* out);
+
+// Registration on the command line.
+void addinfo(CLI::App& app);
+void adddump(CLI::App& app);
+void addget(CLI::App& app);
+void adddelete(CLI::App& app);
+void addload(CLI::App& app);
+void addfid(CLI::App& app);
+void addarchive(CLI::App& app);
+void adddemo(CLI::App& app);
+
+}  // namespace vtool
+
+#endif

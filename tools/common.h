@@ -1,0 +1,88 @@
+// common.h - what every subcommand of the velnor program shares: failure
+// reporting in the program's one style, the engine's start and stop, and a
+// record file opened or created by name with its definition and index
+// names, network type and record buffer.
+#ifndef VELNOR_TOOLS_COMMON_H
+#define VELNOR_TOOLS_COMMON_H
+
+#include <string>
+
+#include "velnor.h"
+
+namespace vtool {
+
+// Exit statuses of the program.
+enum { EXIT_OK = 0, EXIT_FAILED = 1, EXIT_USAGE = 2 };
+
+// Thrown by a subcommand once it has printed its message; main turns it
+// into the exit status.
+struct Failure {
+    int code;
+};
+
+// Prints "velnor: <what>: <message>" on stderr and throws Failure{code}.
+[[noreturn]] void fail(const std::string& what, const std::string& message,
+                       int code = EXIT_FAILED);
+// Prints "velnor: <message>" on stderr (a warning; nothing is thrown).
+void warn(const std::string& message);
+
+// The text of an engine status: "Error opening data file", "Error : out of
+// memory", or a plain description for the conditions without a message.
+std::string statustext(int status);
+
+// Names the engine derives from a data file name: its extension (from the
+// last dot of the file part) replaced by ext, or ext appended.
+std::string derivedname(const std::string& datname, const char* ext);
+
+// Keeps the engine started for the life of the object.
+class Engine {
+public:
+    Engine();
+    ~Engine();
+    Engine(const Engine&) = delete;
+    Engine& operator=(const Engine&) = delete;
+};
+
+// How a record file is to be opened.
+struct OpenSpec {
+    std::string path;           // data file
+    std::string fid;            // definition, "" = derived
+    std::string index;          // index or hash file, "" = derived
+    std::string network = "SINGLE";
+};
+
+// One open record file.  Every failure is reported (naming the file the
+// status belongs to) and thrown as Failure.
+class RecordFile {
+public:
+    // Opens the file, or with create makes it new from its definition.
+    RecordFile(const OpenSpec& spec, bool create = false);
+    ~RecordFile();
+    RecordFile(const RecordFile&) = delete;
+    RecordFile& operator=(const RecordFile&) = delete;
+
+    FHCB* cb() { return &cb_; }
+    const FHCB* cb() const { return &cb_; }
+    const std::string& path() const { return spec_.path; }
+    const OpenSpec& spec() const { return spec_; }
+
+    // Reports the block's current status against the file it concerns and
+    // throws.
+    [[noreturn]] void fail_status() const;
+    // The file a status concerns: definition, index, hash or data file.
+    std::string fileof(int status) const;
+
+    // Physical order (key 0), or key n of the definition (1-based).
+    void setkey(int key);
+    // Closes now, reporting a failure; the destructor closes quietly.
+    void close();
+
+private:
+    OpenSpec spec_;
+    FHCB cb_{};
+    bool open_ = false;
+};
+
+}  // namespace vtool
+
+#endif

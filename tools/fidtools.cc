@@ -1,0 +1,225 @@
+// fidtools.cc - loading, printing and compiling file definitions.
+#include "fidtools.h"
+
+#include <algorithm>
+#include <cctype>
+#include <cstring>
+#include <fstream>
+#include <numeric>
+#include <vector>
+
+#include "common.h"
+#include "engine/fid.h"
+#include "index/thread.h"
+
+namespace vtool {
+
+namespace {
+
+std::string statusline(int status) {
+    return statustext(status) + " (status " + std::to_string(status) + ")";
+}
+
+void loadinto(FHCB* cb, const std::string& path) {
+    if (path.size() >= sizeof cb->fidname) fail(path, "file name too long");
+    std::memcpy(cb->fidname, path.c_str(), path.size() + 1);
+    if (loadfid(cb) != 0) fail(path, statusline(cb->status));
+}
+
+const char* plural(unsigned n, const char* one, const char* many) { return n == 1 ? one : many; }
+
+// Bytes the engine appends to key k: the record number, or the primary key.
+unsigned appended(const FHCB* cb, unsigned k) {
+    if (cb->fflags & VN_FF_RECNO) return 5;
+    return k == 0 ? 0 : cb->keys[0].keylen;
+}
+
+std::string segflags(uint8_t f) {
+    static const struct {
+        uint8_t bit;
+        const char* word;
+    } words[] = {{SEG_DESCEND, "descending"}, {SEG_NUMERIC, "numeric"}, {SEG_CASE, "case"},
+                 {SEG_BINARY, "binary"}, {SEG_INTEGER, "integer"}};
+    std::string s;
+    for (const auto& w : words)
+        if (f & w.bit) s += std::string(s.empty() ? "" : ", ") + w.word;
+    return s;
+}
+
+// The item whose first byte is at the 1-based offset, or null.
+const FidItem* itemat(const FHCB* cb, unsigned offset) {
+    for (unsigned i = 0; i < cb->nitems; ++i)
+        if (cb->items[i].offset == offset) return &cb->items[i];
+    return nullptr;
+}
+
+void printitems(std::FILE* out, const FHCB* cb) {
+    std::fprintf(out, "Items (%u):\n", cb->nitems);
+    std::fprintf(out, "  %3s  %-10s  %-4s  %-4s  %6s  %6s  %6s\n", "#", "Name", "Type", "Just",
+                 "Offset", "Length", "Occurs");
+    for (unsigned i = 0; i < cb->nitems; ++i) {
+        const FidItem& it = cb->items[i];
+        std::fprintf(out, "  %3u  %-10s  %-4c  %-4c  %6u  %6u  %6u\n", i + 1, it.name,
+                     it.type ? it.type : ' ', it.just ? it.just : ' ', it.offset - 1u, it.length,
+                     it.occurs);
+    }
+}
+
+void printkeys(std::FILE* out, const FHCB* cb) {
+    std::fprintf(out, "Keys (%d):\n", cb->nkeys);
+    for (int k = 0; k < cb->nkeys; ++k) {
+        const FidKey& key = cb->keys[k];
+        unsigned extra = std::min<unsigned>(appended(cb, k), key.keylen);
+        std::fprintf(out, "  %d  %-10s  %u bytes", k + 1, key.name ? key.name : "",
+                     key.keylen - extra);
+        if (extra)
+            std::fprintf(out, " + %u for the %s", extra,
+                         (cb->fflags & VN_FF_RECNO) ? "record number" : "primary key");
+        std::fprintf(out, ", %u %s\n", key.nsegs, plural(key.nsegs, "segment", "segments"));
+        for (unsigned s = 0; s < key.nsegs && s < FID_MAXSEGS; ++s) {
+            const FidSeg& seg = key.seg[s];
+            const FidItem* it = itemat(cb, seg.segoff + 1u);
+            std::fprintf(out, "       offset %u, length %u", seg.segoff, seg.seglen);
+            if (it) std::fprintf(out, " (%s)", it->name);
+            std::string f = segflags(seg.segflags);
+            if (!f.empty()) std::fprintf(out, ", %s", f.c_str());
+            std::fprintf(out, "\n");
+        }
+    }
+}
+
+void printthreads(std::FILE* out, const FHCB* cb) {
+    if (cb->threads == nullptr) return;
+    std::fprintf(out, "Threads (%u):\n", cb->nthreads);
+    for (unsigned t = 0; t < cb->nthreads; ++t) {
+        const FidThread& th = cb->threads[t];
+        const FidItem* it = itemat(cb, th.thoff);
+        std::fprintf(out, "  %u  linked through %s: %.*s\n", t + 1, it ? it->name : "?",
+                     FID_EXPRLEN, th.expr);
+    }
+}
+
+// Sets each item's order entry from the names, as the name search needs.
+void rebuildorder(FHCB* cb) {
+    std::vector<uint16_t> order(cb->nitems);
+    std::iota(order.begin(), order.end(), 0);
+    std::stable_sort(order.begin(), order.end(), [cb](uint16_t a, uint16_t b) {
+        return std::strcmp(cb->items[a].name, cb->items[b].name) < 0;
+    });
+    for (unsigned i = 0; i < cb->nitems; ++i) cb->items[i].order = order[i];
+}
+
+struct ThreadLine {
+    long line;
+    std::string item, expr;
+};
+
+std::string trimmed(const std::string& s) {
+    size_t b = s.find_first_not_of(" \t\r"), e = s.find_last_not_of(" \t\r");
+    return b == std::string::npos ? "" : s.substr(b, e - b + 1);
+}
+
+bool startsblind(const std::string& s, const char* word) {
+    size_t n = std::strlen(word);
+    if (s.size() < n) return false;
+    for (size_t i = 0; i < n; ++i)
+        if (std::tolower(static_cast<unsigned char>(s[i])) != std::tolower(word[i])) return false;
+    return true;
+}
+
+// The thread lines of a text definition; false when it is not one.
+bool threadlines(const std::string& path, std::vector<ThreadLine>& threads) {
+    std::ifstream in(path, std::ios::binary);
+    std::string line;
+    if (!std::getline(in, line) || trimmed(line) != "TKF FID v7.0") return false;
+    for (long n = 2; std::getline(in, line); ++n) {
+        if (!startsblind(line, "Thread")) continue;
+        std::string rest = trimmed(line.substr(6));
+        if (!rest.empty() && rest[0] == '=') rest = trimmed(rest.substr(1));
+        size_t comma = rest.find(',');
+        if (comma == std::string::npos)
+            fail(path, "line " + std::to_string(n) +
+                           ": a thread line needs a link item and an expression "
+                           "(Thread = LINKITEM, expression)");
+        threads.push_back({n, trimmed(rest.substr(0, comma)), trimmed(rest.substr(comma + 1))});
+    }
+    return true;
+}
+
+void checknames(const FHCB* cb, const std::string& path) {
+    for (unsigned i = 0; i < cb->nitems; ++i)
+        if (std::strlen(cb->items[i].name) > 10)
+            fail(path, std::string("item name '") + cb->items[i].name +
+                           "' is longer than the 10 characters a binary definition holds");
+    for (int k = 0; k < cb->nkeys; ++k)
+        if (cb->keys[k].name && std::strlen(cb->keys[k].name) > 10)
+            fail(path, std::string("key name '") + cb->keys[k].name +
+                           "' is longer than the 10 characters a binary definition holds");
+}
+
+}  // namespace
+
+Definition::Definition(const std::string& path) { loadinto(&cb_, path); }
+
+Definition::~Definition() { freefid(&cb_); }
+
+std::string filetype(const FHCB* cb) {
+    std::string s;
+    unsigned n = static_cast<unsigned>(cb->nkeys);
+    if (cb->nitems == 0) return "Sequential, without a definition.";
+    if (n == 0) s = "Sequential, no keys.";
+    else if (cb->fflags & VN_FF_HASHED)
+        s = "Hashed on " + std::to_string(n) + plural(n, " key, ", " keys, ") +
+            std::to_string(cb->hashrecs) + " table entries.";
+    else s = "Indexed on " + std::to_string(n) + plural(n, " key.", " keys.");
+    if (cb->fflags & VN_FF_VARLEN) s += " Variable-length records.";
+    if (cb->fflags & VN_FF_RECNO) s += " Numbered records.";
+    return s;
+}
+
+void printdefinition(std::FILE* out, const FHCB* cb) {
+    std::fprintf(out, "Record length: %u bytes (%u with the status byte and newline)\n",
+                 cb->reclen >= 2 ? cb->reclen - 2u : 0u, cb->reclen);
+    std::fprintf(out, "%s\n", filetype(cb).c_str());
+    printitems(out, cb);
+    printkeys(out, cb);
+    printthreads(out, cb);
+}
+
+void compilefid(const std::string& in, const std::string& out) {
+    Definition def(in);
+    FHCB* cb = def.cb();
+    std::vector<ThreadLine> threads;
+    if (threadlines(in, threads)) {
+        // The text loader takes an NThreads count but no table.
+        cb->nthreads = 0;
+        cb->threads = nullptr;
+    }
+    checknames(cb, in);
+    rebuildorder(cb);
+    std::vector<char> blank(cb->reclen + 8u, ' ');
+    for (const ThreadLine& t : threads) {
+        std::string where = in + ": line " + std::to_string(t.line);
+        if (t.expr.size() >= FID_EXPRLEN)
+            fail(where, "thread expression longer than " + std::to_string(FID_EXPRLEN - 1) +
+                            " characters");
+        if (fidaddthread(cb, t.item.c_str(), t.expr.c_str()) != 0) {
+            if (cb->status == VN_E_FIDREAD) fail(where, "no item called '" + t.item + "'");
+            fail(where, statusline(cb->status));
+        }
+        // Tried on a blank record: unknown items and bad syntax show now.
+        ThreadVal val;
+        const char* stop = threadeval(cb, blank.data(), t.expr.c_str(), &val, 1);
+        if (stop == nullptr) fail(where, statusline(cb->status) + ": " + t.expr);
+        if (!trimmed(stop).empty())
+            fail(where, "the thread expression stops before '" + trimmed(stop) + "'");
+    }
+    if (savefidbin(cb, out.c_str()) != 0) fail(out, "cannot write the binary definition");
+    // Read it back: what was written must load as what was meant.
+    Definition check(out);
+    if (check.cb()->nitems != cb->nitems || check.cb()->nkeys != cb->nkeys ||
+        check.cb()->nthreads != cb->nthreads || check.cb()->reclen != cb->reclen)
+        fail(out, "the binary definition does not read back as written");
+}
+
+}  // namespace vtool

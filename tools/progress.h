@@ -1,0 +1,42 @@
+// progress.h - a one-line progress bar on stderr, drawn only when stderr
+// is a terminal and the work has already taken a moment, so that short
+// runs and redirected output stay clean.
+#ifndef VELNOR_TOOLS_PROGRESS_H
+#define VELNOR_TOOLS_PROGRESS_H
+
+#include <chrono>
+#include <cstdint>
+#include <string>
+
+namespace vtool {
+
+// Whether stderr (or stdin) is a terminal.
+bool stderristty();
+bool stdinistty();
+
+class ProgressBar {
+public:
+    // label: shown before the bar; delayms: nothing is drawn before that.
+    explicit ProgressBar(std::string label, int delayms = 300);
+    ~ProgressBar();
+    // done of total units; cheap to call often.
+    void update(uint64_t done, uint64_t total);
+    // A free text after the label instead of a bar (for the archiver's
+    // fields); drawn under the same rules.
+    void text(const std::string& line);
+    // Clears the line if anything was drawn.
+    void finish();
+
+private:
+    void draw(const std::string& line);
+    std::string label_;
+    bool enabled_;
+    bool drawn_ = false;
+    int lastpermille_ = -1;
+    std::chrono::steady_clock::time_point start_;
+    std::chrono::milliseconds delay_;
+};
+
+}  // namespace vtool
+
+#endif

@@ -1,0 +1,28 @@
+// walk.h - visiting the records of an open file: in physical order (with
+// or without the deleted ones), in the order of a key from a starting
+// value, or along a thread.  The visitor sees each record in the block's
+// recbuf and returns false to stop the walk.
+#ifndef VELNOR_TOOLS_WALK_H
+#define VELNOR_TOOLS_WALK_H
+
+#include <functional>
+#include <string>
+
+#include "common.h"
+
+namespace vtool {
+
+using Visitor = std::function<bool(bool deleted)>;
+
+// Every record slot from the first; deleted ones are passed with
+// deleted = true.
+void walkphysical(RecordFile& f, const Visitor& visit);
+// Records in the order of key (1-based) from the first whose key is at or
+// after start (the bytes as the key holds them).
+void walkkey(RecordFile& f, int key, const std::string& start, const Visitor& visit);
+// The records of thread (1-based), newest first.
+void walkthread(RecordFile& f, int thread, const Visitor& visit);
+
+}  // namespace vtool
+
+#endif
