@@ -1,0 +1,42 @@
+#!/bin/bash
+# check-install.sh - installs the native build (build/) into a scratch
+# prefix and builds programs against it the ways a user would: a CMake
+# project with find_package(velnor), linked to the shared and to the static
+# library, and a plain compiler call with pkg-config.  When the 32-bit
+# Windows build (build-win32/) exists, checks that its install holds the
+# DLL, the import library, velnor.def and the header.
+set -euo pipefail
+root=$(cd "$(dirname "$0")/.." && pwd)
+cd "$root"
+work=$root/build/install-check
+rm -rf "$work"
+mkdir -p "$work"
+
+if [ ! -f build/build.ninja ]; then
+  cmake -S . -B build -G Ninja -DVELNOR_TESTS=OFF -DVELNOR_BENCH=OFF -DVELNOR_TOOLS=OFF
+fi
+cmake --build build -j2 --target velnor velnor_static
+cmake --install build --prefix "$work/prefix"
+for f in include/velnor.h lib/libvelnor_static.a lib/pkgconfig/velnor.pc \
+         lib/cmake/velnor/velnorConfig.cmake lib/cmake/velnor/velnorConfigVersion.cmake; do
+  [ -e "$work/prefix/$f" ] || { echo "not installed: $f"; exit 1; }
+done
+ls "$work/prefix/lib"/libvelnor.so.* >/dev/null
+
+cmake -S tests/build/consumer -B "$work/consumer" -G Ninja -DCMAKE_PREFIX_PATH="$work/prefix"
+cmake --build "$work/consumer"
+"$work/consumer/consumer_shared"
+"$work/consumer/consumer_static"
+
+export PKG_CONFIG_PATH=$work/prefix/lib/pkgconfig
+# shellcheck disable=SC2046
+cc -o "$work/consumer-pc" tests/build/consumer/main.c $(pkg-config --cflags --libs velnor)
+LD_LIBRARY_PATH=$work/prefix/lib "$work/consumer-pc"
+
+if [ -f build-win32/velnor.dll ]; then
+  cmake --install build-win32 --prefix "$work/win32"
+  for f in bin/velnor.dll lib/libvelnor.dll.a lib/velnor.def include/velnor.h; do
+    [ -e "$work/win32/$f" ] || { echo "not installed by the Windows build: $f"; exit 1; }
+  done
+fi
+echo "install: find_package, pkg-config and the Windows install check out"

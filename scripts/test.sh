@@ -1,0 +1,121 @@
+#!/bin/bash
+# test.sh - runs every test of the project, each build in its own folder:
+#   native        build + ctest, and the shared library's export check
+#   sanitize      AddressSanitizer + UndefinedBehaviorSanitizer build + ctest
+#   win32         i686 cross build + the DLL's export and import checks
+#   win64         x86_64 cross build + ctest under wine
+#   install       cmake --install + a find_package and a pkg-config consumer
+# Installs missing tools first.  Ends with "N passed, M failed" alone on a
+# line (tests counted from ctest, each check counted as one) and exits
+# non-zero when anything failed.  VELNOR_STEPS="native win64" runs a subset.
+set -uo pipefail
+root=$(cd "$(dirname "$0")/.." && pwd)
+cd "$root"
+bash scripts/deps.sh all || { echo "dependencies could not be installed"; echo "0 passed, 1 failed"; exit 1; }
+
+jobs=2
+steps=${VELNOR_STEPS:-native sanitize win32 win64 install}
+passed=0
+failed=0
+failures=()
+logs=$root/build-logs
+mkdir -p "$logs"
+
+note() { printf '\n=== %s\n' "$*"; }
+pass() { passed=$((passed + 1)); echo "PASS $1"; }
+fail() { failed=$((failed + 1)); failures+=("$1"); echo "FAIL $1 (log: ${2:-see above})"; }
+
+# check NAME COMMAND...: one check, counted as one test; its output is logged
+# and shown when it fails.
+check() {
+  local name=$1 log=$logs/$1.log
+  shift
+  if "$@" >"$log" 2>&1; then
+    tail -n 1 "$log"
+    pass "$name"
+  else
+    tail -n 40 "$log"
+    fail "$name" "$log"
+    return 1
+  fi
+}
+
+# build NAME DIR CMAKE-ARGS...: configure and build everything in DIR.
+build() {
+  local name=$1 dir=$2
+  shift 2
+  check "$name-configure" cmake -S "$root" -B "$dir" -G Ninja -DVELNOR_TESTS=ON -DVELNOR_TOOLS=ON "$@" &&
+    check "$name-build" cmake --build "$dir" -j "$jobs"
+}
+
+# run_ctest NAME DIR [CTEST-ARGS...]: every test of ctest counts.
+run_ctest() {
+  local name=$1 dir=$2 log=$logs/$1-ctest.log
+  shift 2
+  (cd "$dir" && ctest -j "$jobs" --timeout 1500 --output-on-failure "$@") >"$log" 2>&1
+  local rc=$?
+  local line
+  line=$(grep -E '[0-9]+% tests passed, [0-9]+ tests? failed out of [0-9]+' "$log" | tail -n 1)
+  if [[ $line =~ ([0-9]+)\ tests?\ failed\ out\ of\ ([0-9]+) ]]; then
+    local f=${BASH_REMATCH[1]} total=${BASH_REMATCH[2]}
+    passed=$((passed + total - f))
+    failed=$((failed + f))
+    [ "$f" -eq 0 ] || failures+=("$name: $f of $total tests")
+    echo "$name: $line"
+  elif [ $rc -eq 0 ]; then
+    echo "$name: no tests"
+  fi
+  if [ $rc -ne 0 ]; then
+    grep -E '^[[:space:]]*[0-9]+ - .*\((Failed|Timeout|SEGFAULT|Subprocess|Exception|Not Run)' "$log" | head -n 50
+    grep -E '^\[  FAILED  \]|Failure$|ERROR: AddressSanitizer|runtime error:' "$log" | head -n 40
+    [[ -n $line ]] || fail "$name" "$log"
+    echo "(full ctest output: $log)"
+  fi
+}
+
+start=$SECONDS
+for step in $steps; do
+  t0=$SECONDS
+  case $step in
+    native)
+      note "native build and tests"
+      if build native build -DVELNOR_BENCH=ON; then
+        check native-exports bash scripts/check-so.sh build/libvelnor.so
+        run_ctest native build
+      fi
+      ;;
+    sanitize)
+      note "AddressSanitizer + UndefinedBehaviorSanitizer build and tests"
+      if build sanitize build-asan -DVELNOR_SANITIZE=ON -DVELNOR_BENCH=OFF; then
+        ASAN_OPTIONS=${ASAN_OPTIONS:-detect_leaks=1:abort_on_error=0} \
+          UBSAN_OPTIONS=${UBSAN_OPTIONS:-print_stacktrace=1:halt_on_error=1} \
+          run_ctest sanitize build-asan
+      fi
+      ;;
+    win32)
+      note "32-bit Windows build (i686-w64-mingw32) and DLL checks"
+      if build win32 build-win32 -DCMAKE_TOOLCHAIN_FILE=cmake/i686-w64-mingw32.cmake -DVELNOR_BENCH=OFF; then
+        check win32-dll bash scripts/check-dll.sh build-win32/velnor.dll build-win32/libvelnor.dll.a
+      fi
+      ;;
+    win64)
+      note "64-bit Windows build (x86_64-w64-mingw32) and tests under wine"
+      if build win64 build-win64 -DCMAKE_TOOLCHAIN_FILE=cmake/x86_64-w64-mingw32.cmake -DVELNOR_BENCH=OFF; then
+        run_ctest win64 build-win64
+      fi
+      ;;
+    install)
+      note "install and package consumers"
+      check install-consumers bash scripts/check-install.sh
+      ;;
+    *)
+      fail "unknown step $step"
+      ;;
+  esac
+  echo "($step: $((SECONDS - t0)) s)"
+done
+
+note "summary ($((SECONDS - start)) s)"
+for f in "${failures[@]}"; do echo "failed: $f"; done
+echo "$passed passed, $failed failed"
+[ "$failed" -eq 0 ]
