@@ -1,0 +1,126 @@
+// dates_test.cc - Julian day numbers, the date forms and reading dates back.
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <cstring>
+#include <random>
+#include <string>
+
+#include "velnor.h"
+
+namespace {
+
+// Restores the date form a test changed.
+struct FormGuard {
+    int32_t old;
+    explicit FormGuard(int32_t form) : old(set_dateform(form)) {}
+    ~FormGuard() { set_dateform(old); }
+};
+
+std::string conv(const char* text, int32_t* jd = nullptr) {
+    char out[32];
+    int32_t r = convdate(text, out);
+    if (jd != nullptr) *jd = r;
+    return out;
+}
+
+}  // namespace
+
+TEST(Dates, KnownDayNumbers) {
+    EXPECT_EQ(jdpack(2000, 1, 1), 2451545);
+    EXPECT_EQ(jdpack(1970, 1, 1), 2440588);
+    EXPECT_EQ(jdpack(1858, 11, 17), 2400001);
+    EXPECT_EQ(jdpack(2000, 3, 1) - jdpack(2000, 2, 28), 2);  // leap year
+    EXPECT_EQ(jdpack(1900, 3, 1) - jdpack(1900, 2, 28), 1);  // century, no leap
+    EXPECT_EQ(jdpack(2001, 2, 29), -1);
+    EXPECT_EQ(jdpack(2000, 13, 1), -1);
+    EXPECT_EQ(jdpack(2000, 4, 31), -1);
+    EXPECT_EQ(jdpack(0, 1, 1), -1);
+    EXPECT_EQ(jdpack(10000, 1, 1), -1);
+    int32_t y, m, d;
+    jdunpack(2451545, &y, &m, &d);
+    EXPECT_EQ(y * 10000 + m * 100 + d, 20000101);
+    jdunpack(-5, &y, &m, &d);
+    EXPECT_EQ(y + m + d, 0);
+    jdunpack(2451545, nullptr, nullptr, nullptr);
+}
+
+TEST(Dates, DayNumbersRoundTripOverTheWholeRange) {
+    int32_t prev = jdpack(1, 1, 1) - 1;
+    for (int32_t y = 1; y <= 9999; ++y)
+        for (int32_t m = 1; m <= 12; ++m)
+            for (int32_t d = 1; d <= 31; ++d) {
+                int32_t jd = jdpack(y, m, d);
+                if (jd < 0) continue;
+                ASSERT_EQ(jd, prev + 1) << y << "-" << m << "-" << d;  // consecutive days
+                prev = jd;
+                int32_t yy, mm, dd;
+                jdunpack(jd, &yy, &mm, &dd);
+                ASSERT_EQ(yy * 10000 + mm * 100 + dd, y * 10000 + m * 100 + d);
+            }
+    EXPECT_EQ(prev, jdpack(9999, 12, 31));
+}
+
+TEST(Dates, Forms) {
+    FormGuard g(0);
+    EXPECT_EQ(set_dateform(7), -1);
+    EXPECT_EQ(set_dateform(-1), -1);
+    int32_t jd;
+    EXPECT_EQ(conv("1/5/2000", &jd), "01/05/00");
+    EXPECT_EQ(jd, jdpack(2000, 1, 5));
+    set_dateform(1);
+    EXPECT_EQ(conv("5/1/2000"), "05/01/00");
+    EXPECT_EQ(conv("5-1-00", &jd), "05/01/00");
+    EXPECT_EQ(jd, jdpack(2000, 1, 5));
+    set_dateform(2);
+    EXPECT_EQ(conv("2000-01-05"), "2000-01-05");
+    set_dateform(3);
+    EXPECT_EQ(conv("5.1.2000"), "05 JANUARY 2000");
+    set_dateform(4);
+    EXPECT_EQ(conv("1/1/2000"), "SATURDAY, JANUARY 01, 2000");
+    EXPECT_EQ(conv("2024-09-30"), "MONDAY, SEPTEMBER 30, 2024");
+    EXPECT_EQ(set_dateform(0), 4);
+}
+
+TEST(Dates, NamesAndOddInput) {
+    FormGuard g(2);
+    int32_t jd;
+    EXPECT_EQ(conv("5 january 2000"), "2000-01-05");
+    EXPECT_EQ(conv("Jan 5, 2000"), "2000-01-05");
+    EXPECT_EQ(conv("WEDNESDAY, JANUARY 05, 2000"), "2000-01-05");
+    EXPECT_EQ(conv("2000 Feb 29"), "2000-02-29");
+    EXPECT_EQ(conv("1999-2-29", &jd), "");
+    EXPECT_EQ(jd, -1);
+    EXPECT_EQ(convdate("ja 5 2000", nullptr), -1);      // too short to be a name
+    EXPECT_EQ(convdate("5 foo 2000", nullptr), -1);
+    EXPECT_EQ(convdate("1 2", nullptr), -1);
+    EXPECT_EQ(convdate("1 2 3 4", nullptr), -1);
+    EXPECT_EQ(convdate("", nullptr), -1);
+    EXPECT_EQ(convdate(nullptr, nullptr), -1);
+    EXPECT_EQ(convdate("99999999999999/1/1", nullptr), -1);
+    EXPECT_EQ(convdate("49/1/1", nullptr), jdpack(2049, 1, 1));
+    EXPECT_EQ(convdate("50/1/1", nullptr), jdpack(1950, 1, 1));
+    EXPECT_EQ(convdate("0049-1-1", nullptr), jdpack(49, 1, 1));
+}
+
+TEST(Dates, EveryFormReadsBackWhatItWrites) {
+    std::mt19937 rng(17);
+    for (int32_t form = 0; form < 5; ++form) {
+        FormGuard g(form);
+        for (int i = 0; i < 3000; ++i) {
+            bool shortyear = form <= 1;
+            int32_t lo = shortyear ? jdpack(1950, 1, 1) : jdpack(1, 1, 1);
+            int32_t hi = shortyear ? jdpack(2049, 12, 31) : jdpack(9999, 12, 31);
+            int32_t jd = lo + static_cast<int32_t>(rng() % static_cast<uint32_t>(hi - lo + 1));
+            int32_t y, m, d;
+            jdunpack(jd, &y, &m, &d);
+            char text[32], again[32];
+            snprintf(text, sizeof text, "%04d-%02d-%02d", y, m, d);
+            ASSERT_EQ(convdate(text, again), jd) << text;
+            char copy[32];
+            memcpy(copy, again, sizeof copy);
+            ASSERT_EQ(convdate(copy, again), jd) << form << " " << copy;
+            ASSERT_STREQ(again, copy);
+        }
+    }
+}

@@ -1,0 +1,276 @@
+// fastio_test.cc - the five buffered streams on real files: buffering
+// across the 2048-byte boundary, line and coded-record reading, positions,
+// the slot limit and bad stream numbers.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstring>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "support/fastio.h"
+#include "tmpdir.h"
+#include "velnor.h"
+
+namespace {
+
+constexpr uint32_t kCreate = 0x8302;  // create or truncate for update
+constexpr uint32_t kRead = 0x8000;
+
+class FastIo : public TmpDirTest {
+protected:
+    int32_t openread(const std::string& name, const std::string& bytes) {
+        writefile(name, bytes);
+        return fastopen(path(name).c_str(), kRead, 0);
+    }
+    std::string gets(int32_t s, int32_t limit) {
+        char buf[300];
+        char* r = fastgets(s, buf, limit);
+        return r == nullptr ? "<null>" : std::string(r);
+    }
+};
+
+}  // namespace
+
+TEST_F(FastIo, WritesReachTheFileOnlyAtFullBuffersAndFlush) {
+    std::string name = "w.bin";
+    int32_t s = fastopen(path(name).c_str(), kCreate, 511);
+    ASSERT_EQ(s, 0);
+    std::string data;
+    for (int i = 0; i < 2047; ++i) data += static_cast<char>(i * 7);
+    EXPECT_EQ(fastwrite(s, data.data(), 2047), 0);
+    EXPECT_EQ(readfile(name).size(), 0u);  // still buffered
+    EXPECT_EQ(fasttell(s), 2047);
+    EXPECT_EQ(fastputc(s, 'Z'), 0);  // the 2048th byte flushes
+    EXPECT_EQ(readfile(name), data + "Z");
+    const char* tail = "tail";
+    EXPECT_EQ(fastputs(s, tail), tail);
+    EXPECT_EQ(fasttell(s), 2052);
+    EXPECT_EQ(fastclose(s), 0);  // a create stream is flushed at close
+    EXPECT_EQ(readfile(name), data + "Ztail");
+}
+
+TEST_F(FastIo, ExactlyOneBufferLeavesNothingForClose) {
+    int32_t s = fastopen(path("x").c_str(), kCreate, 511);
+    std::string data(2048, 'q');
+    ASSERT_EQ(fastwrite(s, data.data(), 2048), 0);
+    EXPECT_EQ(readfile("x").size(), 2048u);
+    EXPECT_EQ(fastclose(s), 0);
+    EXPECT_EQ(readfile("x").size(), 2048u);
+}
+
+TEST_F(FastIo, CloseWithoutCreateDropsUnflushedBytes) {
+    writefile("u", "0123456789");
+    int32_t s = fastopen(path("u").c_str(), 0x8002, 0);
+    ASSERT_GE(s, 0);
+    fastputs(s, "AB");
+    EXPECT_EQ(fastclose(s), 0);
+    EXPECT_EQ(readfile("u"), "0123456789");
+    s = fastopen(path("u").c_str(), 0x8002, 0);
+    fastputs(s, "AB");
+    EXPECT_EQ(fastflush(s), 0);
+    EXPECT_EQ(fastflush(s), 0);  // nothing left: no write
+    fastclose(s);
+    EXPECT_EQ(readfile("u"), "AB23456789");
+}
+
+TEST_F(FastIo, RandomChunksReadBackLikeAString) {
+    std::mt19937 rng(42);
+    std::string model;
+    int32_t s = fastopen(path("r").c_str(), kCreate, 511);
+    while (model.size() < 20000) {
+        std::string chunk(rng() % 3000, '\0');
+        for (char& c : chunk) c = static_cast<char>(rng());
+        if (rng() % 3 == 0 && !chunk.empty()) {
+            for (char c : chunk) ASSERT_EQ(fastputc(s, static_cast<unsigned char>(c)), 0);
+        } else {
+            ASSERT_EQ(fastwrite(s, chunk.data(), static_cast<uint32_t>(chunk.size())), 0);
+        }
+        model += chunk;
+        ASSERT_EQ(fasttell(s), static_cast<int32_t>(model.size()));
+    }
+    ASSERT_EQ(fastclose(s), 0);
+    ASSERT_EQ(readfile("r"), model);
+
+    s = fastopen(path("r").c_str(), kRead, 0);
+    size_t at = 0;
+    while (at < model.size()) {
+        uint32_t want = rng() % 5000;
+        if (rng() % 4 == 0) {
+            int32_t c = fastgetc(s);
+            ASSERT_EQ(c, static_cast<unsigned char>(model[at]));
+            ++at;
+            continue;
+        }
+        if (rng() % 5 == 0) {
+            int32_t to = static_cast<int32_t>(rng() % model.size());
+            if (rng() % 2) {
+                ASSERT_EQ(fastseek(s, to - static_cast<int32_t>(at), 1), to);
+            } else {
+                ASSERT_EQ(fastseek(s, to, 0), to);
+            }
+            at = static_cast<size_t>(to);
+            ASSERT_EQ(fasttell(s), to);
+        }
+        std::string got(want, '\0');
+        int32_t n = fastread(s, got.data(), want);
+        size_t expect = std::min<size_t>(want, model.size() - at);
+        ASSERT_EQ(n, static_cast<int32_t>(expect));
+        ASSERT_EQ(got.substr(0, expect), model.substr(at, expect));
+        at += expect;
+        ASSERT_EQ(fasttell(s), static_cast<int32_t>(at));
+    }
+    char c;
+    EXPECT_EQ(fastread(s, &c, 1), 0);
+    EXPECT_EQ(fastgetc(s), -1);
+    EXPECT_EQ(fastrewind(s), 0);
+    EXPECT_EQ(fastgetc(s), static_cast<unsigned char>(model[0]));
+    fastclose(s);
+}
+
+TEST_F(FastIo, SeekFromCurrentCountsTheBytesAlreadyTaken) {
+    int32_t s = openread("f", std::string("abcdefghijklmnopqrstuvwxyz"));
+    char buf[3];
+    ASSERT_EQ(fastread(s, buf, 3), 3);
+    EXPECT_EQ(fastseek(s, 10, 1), 13);
+    EXPECT_EQ(fastgetc(s), 'n');
+    EXPECT_EQ(fastseek(s, -2, 2), 24);
+    EXPECT_EQ(fastgetc(s), 'y');
+    fastclose(s);
+}
+
+TEST_F(FastIo, GetsLines) {
+    int32_t s = openread("t", std::string("one\r\ntwo\n\n\r\nlast"));
+    fastlineflag = 0;
+    EXPECT_EQ(gets(s, 80), "one");
+    EXPECT_EQ(fastlineflag, 1);
+    EXPECT_EQ(gets(s, 80), "two");
+    EXPECT_EQ(gets(s, 80), "");
+    EXPECT_EQ(gets(s, 80), "");
+    EXPECT_EQ(gets(s, 80), "last");  // no line feed at the end
+    EXPECT_EQ(gets(s, 80), "<null>");
+    fastclose(s);
+
+    s = openread("l", "AB\r\nCD\n");
+    EXPECT_EQ(gets(s, 3), "AB");  // the carriage return used the third turn
+    EXPECT_EQ(gets(s, 3), "");
+    EXPECT_EQ(gets(s, 3), "CD");
+    fastclose(s);
+    s = openread("l", "AB\r\nCD\n");
+    EXPECT_EQ(gets(s, 4), "AB");
+    EXPECT_EQ(gets(s, 4), "CD");
+    fastclose(s);
+
+    s = openread("long", "abcdefg\n");
+    EXPECT_EQ(gets(s, 3), "abc");
+    EXPECT_EQ(gets(s, 3), "def");
+    EXPECT_EQ(gets(s, 3), "g");
+    EXPECT_EQ(gets(s, 0), "");
+    fastclose(s);
+
+    s = openread("z", std::string("ab\x1A" "cd\n\x1A" "ef", 9));
+    fastlineflag = 0;
+    EXPECT_EQ(gets(s, 80), "ab");
+    EXPECT_EQ(fastlineflag, 1);
+    EXPECT_EQ(gets(s, 80), "cd");
+    EXPECT_EQ(gets(s, 80), "<null>");  // Ctrl-Z first: null, and it is consumed
+    EXPECT_EQ(gets(s, 80), "ef");
+    fastclose(s);
+
+    s = openread("cr", "\r");
+    EXPECT_EQ(gets(s, 80), "<null>");
+    fastclose(s);
+}
+
+TEST_F(FastIo, GetsAcrossTheBufferBoundary) {
+    std::string text;
+    std::vector<std::string> lines;
+    std::mt19937 rng(8);
+    while (text.size() < 9000) {
+        std::string line(rng() % 200, 'x');
+        for (char& c : line) c = static_cast<char>('a' + rng() % 26);
+        lines.push_back(line);
+        text += line + (rng() % 2 ? "\r\n" : "\n");
+    }
+    int32_t s = openread("b", text);
+    for (const std::string& l : lines) ASSERT_EQ(gets(s, 250), l);
+    EXPECT_EQ(gets(s, 250), "<null>");
+    fastclose(s);
+}
+
+TEST_F(FastIo, CodedRecords) {
+    std::string data = std::string("\x1E\x05X\0", 4) + std::string("a\x1F\x02" "b\0", 5) +
+                       std::string("\x1E\x7F\0", 3) + "tail";
+    int32_t s = openread("c", data);
+    char out[9000];
+    memset(out, '#', sizeof out);
+    ASSERT_EQ(fastagets(s, out, 8), out);
+    EXPECT_EQ(std::string(out, 9), "     X  #");
+    memset(out, '#', sizeof out);
+    fastagets(s, out, 3);
+    EXPECT_EQ(std::string(out, 5), "a\x1B\x1B" "b#");  // longer than width: not cut
+    memset(out, '#', sizeof out);
+    fastagets(s, out, 2);
+    EXPECT_EQ(std::string(out, 128), std::string(127, ' ') + "#");
+    EXPECT_EQ(fastagets(s, out, 8), nullptr);  // "tail" has no NUL
+    fastclose(s);
+}
+
+TEST_F(FastIo, OverlongCodedRecordIsCutNotOverrun) {
+    std::string rec;
+    for (int i = 0; i < 100; ++i) rec += "\x1E\x7F";  // 200 bytes coded
+    rec += std::string("\0next\0", 6);
+    int32_t s = openread("o", rec);
+    std::vector<char> out(9000, '#');
+    ASSERT_NE(fastagets(s, out.data(), 10), nullptr);
+    // The first 127 bytes: 63 full runs and a dangling run code.
+    EXPECT_EQ(std::string(out.data(), 63 * 127), std::string(63 * 127, ' '));
+    EXPECT_EQ(out[63 * 127], '#');
+    ASSERT_NE(fastagets(s, out.data(), 4), nullptr);
+    EXPECT_EQ(std::string(out.data(), 4), "next");
+    fastclose(s);
+}
+
+TEST_F(FastIo, FiveSlotsAndNoMore) {
+    int32_t s[5];
+    for (int i = 0; i < 5; ++i) {
+        s[i] = fastopen(path("s" + std::to_string(i)).c_str(), kCreate, 511);
+        ASSERT_EQ(s[i], i);
+    }
+    EXPECT_EQ(fastopen(path("s5").c_str(), kCreate, 511), -1);
+    EXPECT_EQ(fastclose(s[2]), 0);
+    EXPECT_EQ(fastopen(path("s6").c_str(), kCreate, 511), 2);
+    for (int i = 0; i < 5; ++i) fastclose(i);
+}
+
+TEST_F(FastIo, FailedOpens) {
+    EXPECT_EQ(fastopen(path("missing").c_str(), kRead, 0), -1);
+    EXPECT_EQ(fastopen("", kRead, 0), -1);
+    EXPECT_EQ(fastopen(nullptr, kRead, 0), -1);
+    std::string deep = path("no/such/dir/file");
+    EXPECT_EQ(fastopen(deep.c_str(), kCreate, 511), -1);
+    EXPECT_EQ(fastopen((path("") + std::string(300, 'n')).c_str(), kCreate, 511), -1);
+    // Every slot is still free.
+    int32_t s = fastopen(path("ok").c_str(), kCreate, 511);
+    EXPECT_EQ(s, 0);
+    fastclose(s);
+}
+
+TEST_F(FastIo, BadStreamNumbersFailQuietly) {
+    char buf[16] = "";
+    for (int32_t bad : {-1, 5, 1000, 3}) {  // 3 is in range but closed
+        EXPECT_EQ(fastclose(bad), 1);
+        EXPECT_EQ(fastflush(bad), 1);
+        EXPECT_EQ(fastread(bad, buf, 4), 0);
+        EXPECT_EQ(fastwrite(bad, "ab", 2), -1);
+        EXPECT_EQ(fastgets(bad, buf, 4), nullptr);
+        EXPECT_EQ(fastagets(bad, buf, 4), nullptr);
+        EXPECT_EQ(fastgetc(bad), -1);
+        EXPECT_EQ(fastputc(bad, 'a'), -1);
+        EXPECT_EQ(fastputs(bad, "a"), nullptr);
+        EXPECT_EQ(fastseek(bad, 0, 0), -1);
+        EXPECT_EQ(fasttell(bad), -1);
+        EXPECT_EQ(fastrewind(bad), -1);
+    }
+}

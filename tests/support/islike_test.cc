@@ -1,0 +1,80 @@
+// islike_test.cc - the wildcard match: the listed cases and a randomized
+// comparison with a direct recursive reading of the matching rules.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <random>
+#include <string>
+
+#include "velnor.h"
+
+namespace {
+
+// The rules as they read: a star first tries the rest of the pattern on the
+// rest of the string, else swallows one character; when the string is used
+// up, at most one pattern character may be left.
+int oracle(const char* s, const char* p) {
+    while (*s != '\0') {
+        if (*p == '*') {
+            if (oracle(s, p + 1)) return 1;
+            ++s;
+            continue;
+        }
+        if (*p == '?') {
+            ++s, ++p;
+            continue;
+        }
+        if (*p == '\\') ++p;
+        if (*p != *s) return 0;
+        ++s, ++p;
+    }
+    return strlen(p) <= 1 ? 1 : 0;
+}
+
+}  // namespace
+
+TEST(Islike, ListedCases) {
+    EXPECT_EQ(islike("a.b", "*.*"), 1);
+    EXPECT_EQ(islike("abc", "a?c"), 1);
+    EXPECT_EQ(islike("a*", "a\\*"), 1);
+    EXPECT_EQ(islike("ab", "a\\*"), 0);
+    EXPECT_EQ(islike("ab", "b*"), 0);
+    EXPECT_EQ(islike("ab", "ab*"), 1);
+    EXPECT_EQ(islike("ab", "abx"), 1);  // one pattern character may be left over
+    EXPECT_EQ(islike("ab", "ab**"), 0);
+    EXPECT_EQ(islike("", ""), 1);
+    EXPECT_EQ(islike("", "*"), 1);
+    EXPECT_EQ(islike("", "**"), 0);
+    EXPECT_EQ(islike("abc", ""), 0);
+    EXPECT_EQ(islike("ABC", "abc"), 0);  // case counts
+    EXPECT_EQ(islike("abc", "ab\\"), 0);
+    EXPECT_EQ(islike("report.txt", "*.txt"), 1);
+    EXPECT_EQ(islike("report.txt", "*.dat"), 0);
+    EXPECT_EQ(islike(nullptr, "*"), 0);
+    EXPECT_EQ(islike("a", nullptr), 0);
+}
+
+TEST(Islike, AgreesWithTheRulesOnRandomInput) {
+    std::mt19937 rng(2024);
+    const char strchars[] = "ab*\\?";
+    const char patchars[] = "ab*?\\";
+    for (int i = 0; i < 200000; ++i) {
+        std::string s, p;
+        int sl = static_cast<int>(rng() % 8), pl = static_cast<int>(rng() % 8);
+        for (int k = 0; k < sl; ++k) s += strchars[rng() % (i % 3 == 0 ? 5 : 2)];
+        for (int k = 0; k < pl; ++k) p += patchars[rng() % 5];
+        ASSERT_EQ(islike(s.c_str(), p.c_str()), oracle(s.c_str(), p.c_str()))
+            << "'" << s << "' like '" << p << "'";
+    }
+}
+
+TEST(Islike, ManyStarsStayFast) {
+    // Would take exponential time if every star were retried.
+    std::string s(2000, 'a');
+    std::string p;
+    for (int i = 0; i < 60; ++i) p += "*a";
+    p += "*b";
+    EXPECT_EQ(islike(s.c_str(), p.c_str()), 0);
+    s += "b";
+    EXPECT_EQ(islike(s.c_str(), p.c_str()), 1);
+}
