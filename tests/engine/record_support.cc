@@ -2,6 +2,7 @@
 // record tests.
 #include "record_support.h"
 
+#include <algorithm>
 #include <cstring>
 
 namespace rectest {
@@ -19,6 +20,14 @@ std::string padname(const std::string& n) {
     return s;
 }
 
+// The order column: entry i is the index of the i-th item by name.
+std::vector<int> orders(const Def& d) {
+    std::vector<int> o(d.items.size());
+    for (size_t i = 0; i < o.size(); i++) o[i] = static_cast<int>(i);
+    std::sort(o.begin(), o.end(), [&](int a, int b) { return d.items[a].name < d.items[b].name; });
+    return o;
+}
+
 }  // namespace
 
 std::string fidtext(const Def& d) {
@@ -28,15 +37,11 @@ std::string fidtext(const Def& d) {
     t += "NKeys = " + std::to_string(d.keys.size()) + "\n";
     t += "Flags = " + std::to_string(d.flags) + "\n";
     if (d.hashrecs) t += "HashRecs = " + std::to_string(d.hashrecs) + "\n";
-    std::vector<std::string> names;
-    for (const Item& it : d.items) names.push_back(it.name);
-    std::vector<std::string> sorted = names;
-    std::sort(sorted.begin(), sorted.end());
+    const std::vector<int> order = orders(d);
     for (size_t i = 0; i < d.items.size(); i++) {
         const Item& it = d.items[i];
-        const int order = static_cast<int>(std::find(names.begin(), names.end(), sorted[i]) - names.begin());
         t += "Item = " + it.name + ", '" + it.type + "', 'L', " + std::to_string(it.off) + ", " +
-             std::to_string(it.len) + ", " + std::to_string(it.occurs) + ", " + std::to_string(order) + ",\n";
+             std::to_string(it.len) + ", " + std::to_string(it.occurs) + ", " + std::to_string(order[i]) + ",\n";
     }
     for (const Key& k : d.keys) {
         t += "Key = " + k.name + ", " + std::to_string(k.keylen) + ", " + std::to_string(k.segs.size()) + "\n";
@@ -57,10 +62,7 @@ std::string fidbin(const Def& d) {
     put16(b, d.hashrecs >> 16);
     put16(b, static_cast<int>(d.threads.size()));
     put16(b, d.flags);
-    std::vector<std::string> names;
-    for (const Item& it : d.items) names.push_back(it.name);
-    std::vector<std::string> sorted = names;
-    std::sort(sorted.begin(), sorted.end());
+    const std::vector<int> order = orders(d);
     for (size_t i = 0; i < d.items.size(); i++) {
         const Item& it = d.items[i];
         b += padname(it.name);
@@ -69,7 +71,7 @@ std::string fidbin(const Def& d) {
         put16(b, it.off);
         put16(b, it.len);
         put16(b, it.occurs);
-        put16(b, static_cast<int>(std::find(names.begin(), names.end(), sorted[i]) - names.begin()));
+        put16(b, order[i]);
         b += "item\n";
     }
     for (const Key& k : d.keys) {
