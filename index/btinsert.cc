@@ -77,7 +77,12 @@ int32_t insertat(FHCB* cb, int index, unsigned slot, uint32_t ptr, const uint8_t
             IdxPath e = c.path[--c.depth];
             if (btreadpage(cb, index, e.page) < 0) return -1;
             if (e.slot >= c.img[PG_COUNT]) return btcorrupt(cb);
-            memcpy(pgkey(c.img, cap, k, e.slot), lastold, k);
+            // The new page's last key may be stale (an inner page's last
+            // key is not kept up to date); below the parent's last slot the
+            // parent's key is exact, and the new page inherits that high end.
+            uint8_t* sep = pgkey(c.img, cap, k, e.slot);
+            if (e.slot + 1u < c.img[PG_COUNT]) memcpy(lastnew, sep, k);
+            memcpy(sep, lastold, k);
             slot = e.slot + 1u;
             ptr = right;
             key = lastnew;
