@@ -124,18 +124,19 @@ int32_t collectspecs(CmpRun& run, int32_t nspecs, char** specs) {
     return 0;
 }
 
-// Derives the archive, display and temporary names.
+// Derives the archive and temporary names, and the display name: the
+// given name and extension without directory.
 void namearchive(CmpRun& run, const char* archive) {
     std::snprintf(run.arcname, CMP_PATHMAX + 1, "%s", archive != nullptr ? archive : "");
     lowername(run.arcname);
     const int32_t dirlen = cmpdirlen(run.arcname);
     const char* last = run.arcname + dirlen;
+    std::snprintf(run.display, sizeof run.display, "%s", last);
     const char* dot = std::strchr(last, '.');
     if (dot == nullptr) {
         std::strcat(run.arcname, ".cmp");
         dot = std::strchr(last, '.');
     }
-    std::snprintf(run.display, sizeof run.display, "%s", last);
     std::snprintf(run.temp, sizeof run.temp, "%.*s.$$$", static_cast<int>(dot - run.arcname),
                   run.arcname);
 }
