@@ -15,8 +15,10 @@ char deletemark[2] = "D";
 namespace {
 
 // Creates the head node of the open-file list and the page cache.  On
-// failure nothing is left allocated and status is 9.
+// failure nothing is left allocated and status is 9.  An engine whose count
+// fell to 0 without a real shutdown still has both and keeps them.
 void engineinit(FHCB* cb) {
+    if (openfiles != nullptr) return;
     openfiles = static_cast<OpenFile*>(globalmalloc(sizeof(OpenFile)));
     if (openfiles == nullptr) {
         cb->status = VN_E_MEMORY;

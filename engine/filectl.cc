@@ -29,10 +29,29 @@ struct FirstStatus {
     }
 };
 
+// Releases what the block holds in memory once it has left the list.
+void forget(FHCB* cb) {
+    fhdropfid(cb);
+    if (cb->work != nullptr) globalmfree(cb->work);
+    cb->work = nullptr;
+}
+
 }  // namespace
 
 void opclose(FHCB* cb) {
-    if (fhactivate(cb) != 0) return;
+    if (fhactivate(cb) != 0) {
+        // A file that cannot be reopened from limbo still leaves the list,
+        // so that no node outlives its block; the status says why.  Its
+        // index state is dropped unwritten: there is no handle to write to.
+        if (cb->status != VN_E_REUSE) {
+            uint8_t status = cb->status;
+            cb->index = nullptr;
+            fhleave(cb);
+            forget(cb);
+            cb->status = status;
+        }
+        return;
+    }
     fileunlock(cb);
     if (cb->lockpos != 0) udlock(cb, cb->lockpos);
     cb->lockpos = 0;
@@ -46,9 +65,7 @@ void opclose(FHCB* cb) {
     }
     fhleave(cb);
     first.note(cb);
-    fhdropfid(cb);
-    if (cb->work != nullptr) globalmfree(cb->work);
-    cb->work = nullptr;
+    forget(cb);
     cb->status = first.value;
 }
 

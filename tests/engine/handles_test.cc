@@ -196,3 +196,15 @@ TEST_F(HandlesTest, ReopenFailureLeavesFileInLimbo) {
     ASSERT_EQ(std::rename(moved.c_str(), idx.c_str()), 0);
     EXPECT_EQ(readkey(a, "r2"), "r2");
 }
+
+TEST_F(HandlesTest, CloseOfAnUnreopenableFileStillLeavesTheList) {
+    std::string dat = makefile("g", false);
+    Block a(dat);
+    ASSERT_EQ(a.op(VN_OP_OPEN), 0);
+    ASSERT_EQ(vfhlimbo(&a.cb), 0);
+    ASSERT_EQ(std::remove(dat.c_str()), 0);
+    EXPECT_EQ(a.op(VN_OP_CLOSE), -1);
+    EXPECT_EQ(a.cb.status, VN_E_DATOPEN);
+    EXPECT_EQ(fhnode(&a.cb), nullptr);
+    EXPECT_EQ(a.cb.items, nullptr);
+}
