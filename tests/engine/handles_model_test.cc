@@ -1,0 +1,94 @@
+// handles_model_test.cc - a randomized run of writes, reads, parking,
+// secure and reopening over several files, checked against a map per file:
+// parking and transparent reopening must never lose or change a record.
+#include <cstring>
+#include <map>
+#include <memory>
+#include <random>
+#include <vector>
+
+#include "engine/engine.h"
+#include "engine/handles.h"
+#include "open_support.h"
+
+using coretest::Block;
+using coretest::EngineTest;
+
+namespace {
+
+constexpr int kFiles = 5;
+constexpr int kSteps = 1500;
+
+std::string padded(const std::string& s, size_t n) {
+    std::string r = s;
+    r.resize(n, ' ');
+    return r;
+}
+
+// The record stored under key, or "" when the key is not found.
+std::string lookup(Block& b, const std::string& key) {
+    std::memset(b.cb.work, 0, 257);
+    std::memcpy(b.cb.work, padded(key, 10).data(), 10);
+    b.cb.mflags |= VN_MF_EXACT;
+    if (b.op(VN_OP_POSN) != 0) return "<posn " + std::to_string(b.cb.status) + ">";
+    if (!(b.cb.state & VN_ST_CURRENT)) return "";
+    if (b.op(VN_OP_READ) != 0) return "<read " + std::to_string(b.cb.status) + ">";
+    return b.record();
+}
+
+class ModelTest : public EngineTest {
+protected:
+    void openfile(int f) {
+        blocks[f] = std::make_unique<Block>(names[f]);
+        ASSERT_EQ(blocks[f]->op(VN_OP_OPEN), 0) << int(blocks[f]->cb.status);
+        if (f % 2 == 0) blocks[f]->setnet("SINGLE");
+    }
+    std::vector<std::string> names;
+    std::vector<std::unique_ptr<Block>> blocks{kFiles};
+    std::vector<std::map<std::string, std::string>> model{kFiles};
+};
+
+}  // namespace
+
+TEST_F(ModelTest, ParkingNeverLosesRecords) {
+    unsigned seed = std::random_device{}();
+    SCOPED_TRACE("seed " + std::to_string(seed));
+    std::mt19937 rng(seed);
+    for (int f = 0; f < kFiles; f++) {
+        names.push_back(makefile("m" + std::to_string(f), true));
+        openfile(f);
+    }
+    for (int step = 0; step < kSteps; step++) {
+        int f = static_cast<int>(rng() % kFiles);
+        Block& b = *blocks[f];
+        unsigned action = rng() % 100;
+        std::string key = "k" + std::to_string(rng() % 60);
+        if (action < 45) {
+            std::string rec = padded(key, 10) + "v" + std::to_string(step);
+            b.cb.datpos = 0;
+            ASSERT_EQ(b.write(rec.c_str()), 0) << "step " << step << " status " << int(b.cb.status);
+            model[f][key] = padded(rec, 30);
+        } else if (action < 80) {
+            auto it = model[f].find(key);
+            ASSERT_EQ(lookup(b, key), it == model[f].end() ? "" : it->second) << "step " << step;
+        } else if (action < 86) {
+            closelru(static_cast<int32_t>(rng() % 2));
+        } else if (action < 90) {
+            ASSERT_EQ(vfhlimbo(&b.cb), 0);
+        } else if (action < 92) {
+            EXPECT_EQ(fhlimball(), -1);
+        } else if (action < 96) {
+            ASSERT_EQ(b.op(VN_OP_SECURE), 0) << int(b.cb.status);
+        } else {
+            ASSERT_EQ(b.op(VN_OP_CLOSE), 0) << int(b.cb.status);
+            openfile(f);
+        }
+    }
+    for (int f = 0; f < kFiles; f++) ASSERT_EQ(blocks[f]->op(VN_OP_CLOSE), 0);
+    for (int f = 0; f < kFiles; f++) {
+        openfile(f);
+        Block& b = *blocks[f];
+        EXPECT_EQ(b.cb.nrecs, 1 + model[f].size()) << f;
+        for (const auto& [key, rec] : model[f]) EXPECT_EQ(lookup(b, key), rec) << f << " " << key;
+    }
+}
