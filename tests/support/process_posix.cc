@@ -1,4 +1,4 @@
-// os_posix_test.cc - byte locks contended by real processes, and the
+// process_posix.cc - byte locks contended by real processes, and the
 // descriptor rules of osopen (never 0, never inherited).
 #include <gtest/gtest.h>
 

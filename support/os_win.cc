@@ -1,0 +1,122 @@
+// os_win.cc - the file and lock wrappers on Windows.  With iomode 9 they
+// call the Win32 file functions and handles are Win32 handles (kernel
+// handles always fit in 32 bits); otherwise they use the C runtime's
+// descriptors, whose byte locks are taken on the underlying Win32 handle.
+#include <windows.h>
+
+#include <fcntl.h>
+#include <io.h>
+#include <share.h>
+#include <stdio.h>
+#include <sys/stat.h>
+
+#include "support/os.h"
+
+namespace {
+
+bool direct() { return iomode == 9; }
+
+HANDLE tohandle(int32_t h) { return reinterpret_cast<HANDLE>(static_cast<intptr_t>(h)); }
+
+int32_t fromhandle(HANDLE h) { return static_cast<int32_t>(reinterpret_cast<intptr_t>(h)); }
+
+// The Win32 handle behind a handle of either face.
+HANDLE oshandle(int32_t h) { return direct() ? tohandle(h) : reinterpret_cast<HANDLE>(_get_osfhandle(h)); }
+
+int32_t directopen(const char* path, uint32_t flags) {
+    DWORD access = (flags & 3) ? (GENERIC_READ | GENERIC_WRITE) : GENERIC_READ;
+    DWORD share = (flags & VN_O_SHARE) ? (FILE_SHARE_READ | FILE_SHARE_WRITE) : 0;
+    DWORD disposition = (flags & VN_O_CREAT) ? CREATE_ALWAYS : OPEN_EXISTING;
+    HANDLE h = CreateFileA(path, access, share, nullptr, disposition, 0x10000080, nullptr);
+    return h == INVALID_HANDLE_VALUE ? -1 : fromhandle(h);
+}
+
+int32_t runtimeopen(const char* path, uint32_t flags, uint32_t perm) {
+    int oflag = static_cast<int>(flags & (VN_O_CREAT | VN_O_TRUNC | VN_O_BINARY)) | _O_NOINHERIT;
+    oflag |= (flags & 3) == 0 ? _O_RDONLY : (flags & 3) == 1 ? _O_WRONLY : _O_RDWR;
+    int shflag = (flags & VN_O_EXCL) ? _SH_DENYRW : _SH_DENYNO;
+    int pmode = (perm != 0 && (perm & 0222) == 0) ? _S_IREAD : (_S_IREAD | _S_IWRITE);
+    int fd = _sopen(path, oflag, shflag, pmode);
+    if (fd != 0) return fd < 0 ? -1 : fd;
+    // Descriptor 0 marks a free stream slot: move it up.
+    int moved = _dup(fd);
+    _close(fd);
+    return moved < 1 ? -1 : moved;
+}
+
+}  // namespace
+
+int32_t osopen(const char* path, uint32_t flags, uint32_t perm) {
+    if (path == nullptr || *path == '\0') return -1;
+    return direct() ? directopen(path, flags) : runtimeopen(path, flags, perm);
+}
+
+int32_t oscreat(const char* path, uint32_t perm) {
+    return osopen(path, VN_O_CREAT | VN_O_TRUNC | VN_O_RDWR, perm);
+}
+
+int32_t osclose(int32_t h) {
+    if (!direct()) return _close(h) == 0 ? 0 : -1;
+    BOOL ok = CloseHandle(tohandle(h));
+    DeleteObject(reinterpret_cast<HGDIOBJ>(tohandle(h)));  // no effect on a file handle
+    return ok ? 0 : -1;
+}
+
+int32_t osread(int32_t h, void* buf, uint32_t count) {
+    if (count > INT32_MAX) count = INT32_MAX;
+    if (!direct()) return _read(h, buf, count);
+    DWORD n = 0;
+    return ReadFile(tohandle(h), buf, count, &n, nullptr) ? static_cast<int32_t>(n) : -1;
+}
+
+int32_t oswrite(int32_t h, const void* buf, uint32_t count) {
+    if (count > INT32_MAX) count = INT32_MAX;
+    if (!direct()) return _write(h, buf, count);
+    DWORD n = 0;
+    return WriteFile(tohandle(h), buf, count, &n, nullptr) ? static_cast<int32_t>(n) : -1;
+}
+
+int32_t osflush(int32_t h) { return direct() ? (FlushFileBuffers(tohandle(h)) ? 1 : 0) : 0; }
+
+int32_t osseek(int32_t h, int32_t offset, int32_t origin) {
+    if (origin < 0 || origin > 2) return -1;
+    if (!direct()) return static_cast<int32_t>(_lseek(h, offset, origin));
+    return static_cast<int32_t>(SetFilePointer(tohandle(h), offset, nullptr, static_cast<DWORD>(origin)));
+}
+
+int32_t oslock(int32_t h, uint32_t offset, uint32_t length) {
+    if (length == 0) return 0;
+    HANDLE w = oshandle(h);
+    if (w == INVALID_HANDLE_VALUE) return -1;
+    return LockFile(w, offset, 0, length, 0) ? 0 : -1;
+}
+
+int32_t osunlock(int32_t h, uint32_t offset, uint32_t length) {
+    if (length == 0) return 0;
+    HANDLE w = oshandle(h);
+    if (w == INVALID_HANDLE_VALUE) return -1;
+    return UnlockFile(w, offset, 0, length, 0) ? 0 : -1;
+}
+
+int32_t osunlink(const char* path) {
+    if (path == nullptr || *path == '\0') return -1;
+    if (direct()) return DeleteFileA(path) ? 0 : -1;
+    return _unlink(path) == 0 ? 0 : -1;
+}
+
+int32_t osrename(const char* from, const char* to) {
+    if (from == nullptr || to == nullptr || *from == '\0' || *to == '\0') return -1;
+    if (direct()) return MoveFileA(from, to) ? 0 : -1;
+    return rename(from, to) == 0 ? 0 : -1;
+}
+
+int32_t osfilesize(int32_t h) {
+    if (!direct()) {
+        long n = _filelength(h);
+        return n < 0 ? -1 : static_cast<int32_t>(n);
+    }
+    DWORD high = 0;
+    DWORD low = GetFileSize(tohandle(h), &high);
+    if ((low == INVALID_FILE_SIZE && GetLastError() != NO_ERROR) || high != 0 || low > INT32_MAX) return -1;
+    return static_cast<int32_t>(low);
+}
