@@ -12,6 +12,12 @@ uint32_t pagealloc(FHCB* cb, int index) {
     IdxState* st = cb->index;
     uint32_t page = st->freepage;
     if (page == 0) return 0;
+    if (page >= st->nextpage) {
+        // A chain that leads out of the file is dropped.
+        st->freepage = 0;
+        st->dirty = 1;
+        return 0;
+    }
     // Read the head through the spare image so the cursor's page survives.
     IdxCursor& c = st->cursor[index];
     std::swap(c.image, st->spare);
@@ -30,11 +36,12 @@ uint32_t pagealloc(FHCB* cb, int index) {
 
 uint32_t pagenew(FHCB* cb, int index) {
     IdxState* st = cb->index;
-    uint32_t page;
+    uint32_t page = 0;
     if (st->freepage) {
         page = pagealloc(cb, index);
-        if (page == 0) return 0;
-    } else {
+        if (page == 0 && st->freepage) return 0;  // the head could not be read
+    }
+    if (page == 0) {
         // The file is addressed with 32-bit signed offsets.
         if (static_cast<uint64_t>(st->nextpage + 1ull) * st->pagesize > 0x7FFFFFFFull) return 0;
         page = st->nextpage++;

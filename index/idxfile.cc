@@ -164,16 +164,19 @@ int32_t idxopen(FHCB* cb) {
     int n = fidindexes(cb, keylen);
     uint16_t nindex = getle16(hdr + H_NINDEX);
     if (n > IDX_MAXINDEX || nindex != n) return fail(cb, VN_E_IDXFID);
-    uint16_t p = getle16(hdr + H_PAGESIZE);
-    if (p < IDX_HDRSIZE) return fail(cb, VN_E_IDXFID);
     unsigned maxk = 0;
     for (int i = 0; i < n; i++) {
         unsigned k = hdr[H_KEYLEN + i];
         if (k != keylen[i] || keyreach(cb, i) > k) return fail(cb, VN_E_IDXFID);
-        // A page must hold at least four entries, all inside the page.
-        unsigned cap = idxcapacity(p, k);
-        if (cap < 4 || PG_PTRS + cap * (k + 4) > p) return fail(cb, VN_E_IDXFID);
         if (k > maxk) maxk = k;
+    }
+    // The page size follows from the longest key; and a page must hold at
+    // least four entries of each index, all inside the page.
+    uint16_t p = getle16(hdr + H_PAGESIZE);
+    if (p != idxpagesize(maxk) || p < IDX_HDRSIZE) return fail(cb, VN_E_IDXFID);
+    for (int i = 0; i < n; i++) {
+        unsigned k = keylen[i], cap = idxcapacity(p, k);
+        if (cap < 4 || PG_PTRS + cap * (k + 4) > p) return fail(cb, VN_E_IDXFID);
     }
 
     IdxState* st = static_cast<IdxState*>(globalmalloc(sizeof(IdxState)));
