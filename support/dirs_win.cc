@@ -12,8 +12,6 @@
 
 namespace {
 
-constexpr size_t kDirPath = 68;  // a directory path holds at most 67 characters
-
 // The library-wide search state and result name.
 struct Search {
     HANDLE find = INVALID_HANDLE_VALUE;
@@ -57,25 +55,11 @@ char* nextentry(uint32_t* size, uint8_t* datetime) {
     return nullptr;
 }
 
-bool shortpath(const char* path, char (&buf)[kDirPath]) {
-    if (path == nullptr) return false;
-    size_t n = strlen(path);
-    if (n >= kDirPath) return false;
-    memcpy(buf, path, n + 1);
-    return true;
-}
-
 }  // namespace
 
-int32_t VELNOR_CALL makedir(const char* path) {
-    char buf[kDirPath];
-    return shortpath(path, buf) && _mkdir(buf) == 0 ? 0 : -1;
-}
+int32_t osmkdir(const char* path) { return _mkdir(path) == 0 ? 0 : -1; }
 
-int32_t VELNOR_CALL removdir(const char* path) {
-    char buf[kDirPath];
-    return shortpath(path, buf) && _rmdir(buf) == 0 ? 0 : -1;
-}
+int32_t osrmdir(const char* path) { return _rmdir(path) == 0 ? 0 : -1; }
 
 char* VELNOR_CALL cfindfirst(const char* pattern, int32_t withdirs, uint32_t* size,
                              uint8_t* datetime) {

@@ -42,6 +42,9 @@ int32_t osunlock(int32_t h, uint32_t offset, uint32_t length);
 // file replaces it on POSIX and fails on Windows.
 int32_t osunlink(const char* path);
 int32_t osrename(const char* from, const char* to);
+// Creates and removes one directory: 0, or -1.
+int32_t osmkdir(const char* path);
+int32_t osrmdir(const char* path);
 // Size of an open file in bytes, or -1 (also beyond 2 GiB).
 int32_t osfilesize(int32_t h);
 
