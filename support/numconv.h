@@ -10,7 +10,10 @@ extern int32_t precision;
 
 // The digits of value with places decimals, in a static buffer that the
 // next call overwrites.  *exponent is the number of digits before the
-// decimal point; *negative is 1 for a value below zero.
+// decimal point; *negative is 1 for a value below zero.  places is taken
+// within 0..30 and at most 30 digits are kept; the first 17 significant
+// digits come from the value and any further ones are '0'.  A NaN converts
+// as zero and an infinity as the largest finite value.
 char* fixcvt(double value, int places, int* exponent, int* negative);
 
 // Reads decimal text as a number, the platform's standard conversion
