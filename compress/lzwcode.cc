@@ -4,11 +4,19 @@
 // 64-bit accumulator into an 8192-byte output buffer.
 #include <cstdlib>
 
+#include "compress/cmpbulk.h"
 #include "compress/cmpstate.h"
 #include "compress/cmpwnd.h"
 #include "compress/lzw.h"
 
 namespace {
+
+// One hash slot: the pair's key (prefix + byte * 65536, -1 when empty) and
+// the code of its string, side by side so that a probe touches one line.
+struct CoderSlot {
+    int32_t key;
+    int32_t code;
+};
 
 struct Coder {
     int32_t arc;        // archive stream
@@ -17,8 +25,7 @@ struct Coder {
     int32_t shift;      // hash shift
     int32_t maxcode;    // 2^bits - 1, the end code
     int32_t next;       // next free code
-    int32_t* key;       // prefix + byte * 65536, -1 when empty
-    uint16_t* code;     // code of the string in the key slot
+    CoderSlot* slot;    // the hash table
     uint64_t acc;       // bits not yet formed into completed bytes
     int32_t nbits;      // number of them
     int32_t outpos;     // completed bytes in out
@@ -26,10 +33,11 @@ struct Coder {
     int32_t failed;     // a write to the archive failed
     uint8_t key8;       // password key
     uint8_t out[CMP_OUTBUF];
+    CmpBulkReader src;  // the source file
 };
 
 void flushout(Coder& c) {
-    if (c.outpos > 0 && fastwrite(c.arc, c.out, c.outpos) != 0 && !c.failed) {
+    if (c.outpos > 0 && cmpputblock(c.arc, c.out, c.outpos) != 0 && !c.failed) {
         c.failed = 1;
         cmperror(CMP_E_WRITE);
     }
@@ -53,7 +61,7 @@ inline void putcode(Coder& c, uint32_t v) {
 
 void clearkeys(Coder& c) {
     for (int32_t i = 0; i < c.size; i++) {
-        c.key[i] = -1;
+        c.slot[i].key = -1;
     }
     c.next = LZW_FIRST;
 }
@@ -71,53 +79,77 @@ void setwidth(Coder& c, int32_t bits) {
 }
 
 // Codes the n bytes at p, extending the string whose code is *prefix.
+// The packing state lives in locals while the block runs.
 void codeblock(Coder& c, const uint8_t* p, int32_t n, int32_t* prefix) {
-    int32_t* const key = c.key;
-    uint16_t* const code = c.code;
+    CoderSlot* const slot = c.slot;
     const int32_t size = c.size;
     const int32_t shift = c.shift;
+    const int32_t bits = c.bits;
+    const int32_t maxcode = c.maxcode;
+    const uint8_t k = c.key8;
+    uint8_t* const out = c.out;
+    uint64_t acc = c.acc;
+    int32_t nbits = c.nbits;
+    int32_t outpos = c.outpos;
+    int32_t next = c.next;
+    // A byte is completed only when a later code needs room beyond it.
+    auto put = [&](uint32_t v) {
+        acc = (acc << bits) | v;
+        nbits += bits;
+        while (nbits > 8) {
+            nbits -= 8;
+            out[outpos++] = static_cast<uint8_t>((acc >> nbits) + k);
+            if (outpos == CMP_OUTBUF) {
+                c.outpos = outpos;
+                flushout(c);
+                outpos = 0;
+            }
+        }
+    };
     int32_t ent = *prefix;
     for (int32_t j = 0; j < n; j++) {
         const int32_t ch = p[j];
         const int32_t fk = ent + (ch << 16);
         int32_t i = (ch << shift) ^ ent;
-        if (key[i] == fk) {
-            ent = code[i];
+        int32_t key = slot[i].key;
+        if (key == fk) {
+            ent = slot[i].code;
             continue;
         }
-        if (key[i] != -1) {
+        if (key != -1) {
             const int32_t step = i == 0 ? 1 : size - i;
             int32_t probes = size;  // a table whose size is not prime may cycle
-            bool found = false;
             for (;;) {
                 i -= step;
                 if (i < 0) {
                     i += size;
                 }
-                if (key[i] == fk) {
-                    found = true;
-                    break;
-                }
-                if (key[i] <= 0 || --probes == 0) {
+                key = slot[i].key;
+                if (key == fk || key <= 0 || --probes == 0) {
                     break;
                 }
             }
-            if (found) {
-                ent = code[i];
+            if (key == fk) {
+                ent = slot[i].code;
                 continue;
             }
         }
-        putcode(c, static_cast<uint32_t>(ent));
+        put(static_cast<uint32_t>(ent));
         ent = ch;
-        if (c.next < c.maxcode) {
-            key[i] = fk;
-            code[i] = static_cast<uint16_t>(c.next++);
+        if (next < maxcode) {
+            slot[i].key = fk;
+            slot[i].code = next++;
         } else {
-            putcode(c, LZW_CLEAR);
+            put(LZW_CLEAR);
             clearkeys(c);
+            next = LZW_FIRST;
         }
     }
     *prefix = ent;
+    c.acc = acc;
+    c.nbits = nbits;
+    c.outpos = outpos;
+    c.next = next;
 }
 
 void showblock(int64_t in, uint32_t size) {
@@ -128,7 +160,7 @@ void showblock(int64_t in, uint32_t size) {
 
 // Stores the file as it is, starting with the n bytes already in the
 // input buffer.  0, or -1 on a failed write or Stop.
-int32_t storefile(Coder& c, int32_t src, int32_t n, CmpHeader* h) {
+int32_t storefile(Coder& c, int32_t n, CmpHeader* h) {
     uint16_t check = 0;
     int64_t in = 0;
     h->method = 0;
@@ -146,7 +178,7 @@ int32_t storefile(Coder& c, int32_t src, int32_t n, CmpHeader* h) {
         if (cmpstopped()) {
             return -1;
         }
-        n = fastread(src, cmpinbuf, CMP_INBUF);
+        n = cmpreadblock(&c.src, cmpinbuf, CMP_INBUF);
     }
     h->check = check;
     h->stored = static_cast<uint32_t>(in);
@@ -168,7 +200,7 @@ int32_t firstblocktest(const Coder& c, int64_t in) {
 }
 
 // Codes the whole source; the first block is in the input buffer.
-int32_t codefile(Coder& c, int32_t src, int32_t n, CmpHeader* h) {
+int32_t codefile(Coder& c, int32_t n, CmpHeader* h) {
     uint16_t check;
     int32_t ent;
     int64_t in;
@@ -183,7 +215,7 @@ int32_t codefile(Coder& c, int32_t src, int32_t n, CmpHeader* h) {
         check = cmpsum(check, cmpinbuf + 1, n - 1);
         int32_t t = firstblocktest(c, in);
         if (t == 1) {
-            return storefile(c, src, n, h);
+            return storefile(c, n, h);
         }
         if (t == 0) {
             break;
@@ -198,7 +230,7 @@ int32_t codefile(Coder& c, int32_t src, int32_t n, CmpHeader* h) {
         if (cmpstopped()) {
             return -1;
         }
-        n = fastread(src, cmpinbuf, CMP_INBUF);
+        n = cmpreadblock(&c.src, cmpinbuf, CMP_INBUF);
         if (n <= 0) {
             break;
         }
@@ -251,10 +283,9 @@ int32_t cmpcompress(int32_t arc, const char* path, CmpHeader* h) {
     Coder* c = static_cast<Coder*>(std::malloc(sizeof(Coder)));
     const int32_t bits = lzwwidth(h->size);
     const int32_t size = lzwtablesize(bits);
-    int32_t* key = static_cast<int32_t*>(std::malloc(sizeof(int32_t) * size));
-    uint16_t* code = static_cast<uint16_t*>(std::malloc(sizeof(uint16_t) * size));
+    CoderSlot* slot = static_cast<CoderSlot*>(std::malloc(sizeof(CoderSlot) * size));
     int32_t result = -1;
-    if (c == nullptr || key == nullptr || code == nullptr) {
+    if (c == nullptr || slot == nullptr) {
         cmperror(CMP_E_MEMORY);
     } else {
         int32_t src = fastopen(path, VN_O_BINARY | VN_O_SHARE, 0);
@@ -262,19 +293,18 @@ int32_t cmpcompress(int32_t arc, const char* path, CmpHeader* h) {
             cmperror(CMP_E_OPEN);
         } else {
             c->arc = arc;
-            c->key = key;
-            c->code = code;
+            c->slot = slot;
             c->failed = 0;
             c->key8 = cmpopt.key;
             setwidth(*c, bits);
-            int32_t n = fastread(src, cmpinbuf, CMP_INBUF);
-            result = codefile(*c, src, n, h);
+            cmpreaderinit(&c->src, src);
+            int32_t n = cmpreadblock(&c->src, cmpinbuf, CMP_INBUF);
+            result = codefile(*c, n, h);
             h->bits = static_cast<uint8_t>(c->bits);
             fastclose(src);
         }
     }
-    std::free(code);
-    std::free(key);
+    std::free(slot);
     std::free(c);
     return result;
 }

@@ -1,8 +1,15 @@
 // lzwexpand.cc - the expander: decodes an entry's code stream (or copies a
 // stored entry) into the output stream, unscrambling with the password and
 // summing the check value of the bytes written.
+//
+// Each string is written straight from an earlier place in the output when
+// that place is still held (the last megabyte is kept), and otherwise by
+// walking the dictionary chain through the decoding stack, which is also
+// the way every code of a damaged stream is decoded.
 #include <cstdlib>
+#include <cstring>
 
+#include "compress/cmpbulk.h"
 #include "compress/cmpstate.h"
 #include "compress/cmpwnd.h"
 #include "compress/lzw.h"
@@ -12,73 +19,71 @@ namespace {
 // Longest string a 15-bit dictionary can hold is below this.
 constexpr int32_t kStack = 32768;
 constexpr int32_t kTable = 32767;
+// Output kept for copying strings from.
+constexpr int32_t kHistory = 1 << 20;
 
-uint16_t prefix[kTable];
-uint8_t suffix[kTable];
+// The dictionary: entry = prefix code | suffix byte << 16, the length of
+// the entry's string, and the output position where that string stands,
+// or -1 when its chain cannot be trusted (a damaged stream).
+uint32_t dict[kTable];
+uint16_t dictlen[kTable];
+int64_t dictpos[kTable];
+
+inline uint32_t prefixof(uint32_t code) { return dict[code] & 0xFFFF; }
+inline uint8_t suffixof(uint32_t code) { return static_cast<uint8_t>(dict[code] >> 16); }
 
 struct Expander {
     int32_t arc;
     int32_t out;
     uint32_t left;      // stored bytes not yet loaded
-    int32_t pos;        // next byte of the input buffer
-    int32_t len;        // bytes in the input buffer
-    uint64_t acc;       // bits loaded and not yet taken
-    int32_t nbits;
     int32_t bits;
     uint32_t endcode;
     uint8_t key8;
     uint16_t check;
-    int64_t written;
+    int64_t written;    // bytes written to the output file
     uint32_t size;
-    int32_t outpos;
-    uint8_t obuf[CMP_OUTBUF];
+    int64_t base;       // output position of hist[0]
+    int32_t outpos;     // next free byte of hist
+    int32_t checked;    // bytes of hist summed and past their Stop test
+    int32_t flushed;    // bytes of hist already written
+    uint8_t hist[kHistory + 2 * kStack];
     uint8_t stack[kStack];
 };
 
-// Loads the next input block: 0, or -1 when the stored bytes are used up.
+// Loads the next input block into the shared buffer: the bytes loaded,
+// or 0 once the stored bytes are used up.
 int32_t refill(Expander& e) {
     int32_t want = e.left < static_cast<uint32_t>(CMP_INBUF) ? static_cast<int32_t>(e.left) : CMP_INBUF;
     int32_t got = want > 0 ? fastread(e.arc, cmpinbuf, want) : 0;
     if (got <= 0) {
         e.left = 0;
-        return -1;
+        return 0;
     }
     e.left -= got;
     if (e.key8 != 0) {
         cmpscramble(cmpinbuf, got, -e.key8);
     }
-    e.pos = 0;
-    e.len = got;
-    return 0;
+    return got;
 }
 
-// The next code, or the end code once the stored bytes run out.
-inline uint32_t getcode(Expander& e) {
-    while (e.nbits < e.bits) {
-        if (e.pos == e.len && refill(e) != 0) {
-            return e.endcode;
-        }
-        e.acc = (e.acc << 8) | cmpinbuf[e.pos++];
-        e.nbits += 8;
-    }
-    e.nbits -= e.bits;
-    return static_cast<uint32_t>(e.acc >> e.nbits) & e.endcode;
-}
-
-// Writes the output buffer: 0, or -1 on a failed write (error 7 reported).
-int32_t writeout(Expander& e) {
-    if (e.outpos == 0) {
-        return 0;
-    }
-    e.check = cmpsum(e.check, e.obuf, e.outpos);
-    int32_t r = fastwrite(e.out, e.obuf, e.outpos);
-    e.written += e.outpos;
-    e.outpos = 0;
-    if (r != 0) {
+// Writes the checked bytes not yet written: 0, or -1 on a failed write.
+int32_t flushchecked(Expander& e) {
+    const int32_t n = e.checked - e.flushed;
+    e.flushed = e.checked;
+    if (n > 0 && cmpputblock(e.out, e.hist + e.flushed - n, n) != 0) {
         cmperror(CMP_E_WRITE);
         return -1;
     }
     return 0;
+}
+
+// Sums and writes all the output held: 0, or -1 on a failed write.
+int32_t writeout(Expander& e) {
+    const int32_t n = e.outpos - e.checked;
+    e.check = cmpsum(e.check, e.hist + e.checked, n);
+    e.written += n;
+    e.checked = e.outpos;
+    return flushchecked(e);
 }
 
 void showout(const Expander& e) {
@@ -87,89 +92,193 @@ void showout(const Expander& e) {
     }
 }
 
-// Writes a full output buffer after testing Stop: 0, or -1.
-int32_t fullout(Expander& e) {
-    if (cmpstopped() || writeout(e) != 0) {
-        return -1;
-    }
-    showout(e);
-    return 0;
-}
-
-// Moves the sp bytes of the decoding stack, last pushed first, to the
-// output.  0, or -1 when stopped or a write failed.
-int32_t popstack(Expander& e, int32_t sp) {
-    while (sp > 0) {
-        int32_t room = CMP_OUTBUF - e.outpos;
-        int32_t n = sp < room ? sp : room;
-        uint8_t* o = e.obuf + e.outpos;
-        for (int32_t i = 0; i < n; i++) {
-            o[i] = e.stack[sp - 1 - i];
-        }
-        sp -= n;
-        e.outpos += n;
-        if (e.outpos == CMP_OUTBUF && fullout(e) != 0) {
+// Passes every full 8192-byte block of new output: tests Stop, sums it
+// and shows progress; the blocks are written 64 KB at a time.  Keeps the
+// last half of the history when it is full.  0, or -1.
+int32_t drainout(Expander& e) {
+    while (e.outpos - e.checked >= CMP_OUTBUF) {
+        if (cmpstopped()) {
             return -1;
         }
+        e.check = cmpsum(e.check, e.hist + e.checked, CMP_OUTBUF);
+        e.checked += CMP_OUTBUF;
+        e.written += CMP_OUTBUF;
+        if (e.checked - e.flushed >= 8 * CMP_OUTBUF && flushchecked(e) != 0) {
+            return -1;
+        }
+        showout(e);
+    }
+    if (e.outpos >= kHistory) {
+        if (flushchecked(e) != 0) {
+            return -1;
+        }
+        const int32_t shift = e.outpos - kHistory / 2;
+        std::memmove(e.hist, e.hist + shift, e.outpos - shift);
+        e.base += shift;
+        e.outpos -= shift;
+        e.checked -= shift;
+        e.flushed -= shift;
     }
     return 0;
 }
 
-int32_t decode(Expander& e) {
-    const uint32_t maxcode = e.endcode;
-    for (int32_t i = 0; i < 256; i++) {
-        prefix[i] = 0;
-        suffix[i] = static_cast<uint8_t>(i);
+// Writes the string of code at o (with the byte last added in the
+// string-plus-first-byte case), walking the chain link by link through the
+// decoding stack.  Returns first byte | length << 8, or -1 when a link is
+// out of range.
+int32_t slowstring(Expander& e, uint8_t* o, uint32_t code, uint32_t next, uint32_t old, uint8_t last) {
+    int32_t sp = 0;
+    if (code >= next) {
+        e.stack[sp++] = last;
+        code = old;
     }
+    while (code > 255) {
+        if (code >= e.endcode || sp >= kStack - 1) {
+            return -1;
+        }
+        e.stack[sp++] = suffixof(code);
+        code = prefixof(code);
+    }
+    e.stack[sp++] = suffixof(code);
+    for (int32_t i = 0; i < sp; i++) {
+        o[i] = e.stack[sp - 1 - i];
+    }
+    return o[0] | sp << 8;
+}
+
+// The same, copied from where the string stands earlier in the output
+// when it is still held there; otherwise the slow walk.
+inline int32_t putstring(Expander& e, uint8_t* o, uint32_t code, uint32_t next, uint32_t old,
+                         uint8_t last) {
+    uint32_t c = code;
+    int32_t extra = 0;
+    if (c >= next) {
+        c = old;
+        extra = 1;
+    }
+    int32_t len = 1;
+    if (c <= 255) {
+        o[0] = static_cast<uint8_t>(c);
+    } else if (dictpos[c] >= e.base) {
+        const uint8_t* from = e.hist + (dictpos[c] - e.base);
+        len = dictlen[c];
+        for (int32_t i = 0; i < len; i += 8) {  // the string ends before o
+            std::memcpy(o + i, from + i, 8);
+        }
+    } else {
+        return slowstring(e, o, code, next, old, last);
+    }
+    if (extra) {
+        o[len] = last;
+    }
+    return o[0] | (len + extra) << 8;
+}
+
+// Marks every string code as not yet placed in the output.
+void forgetpositions(uint32_t maxcode) {
+    for (uint32_t i = 256; i < maxcode; i++) {
+        dictpos[i] = -1;
+    }
+}
+
+// Decodes the code stream; the input and output positions live in locals.
+int32_t decode(Expander& e) {
+    const int32_t bits = e.bits;
+    const uint32_t endcode = e.endcode;
+    const uint32_t maxcode = endcode;
+    uint8_t* const hist = e.hist;
+    uint64_t acc = 0;
+    int32_t nbits = 0;
+    int32_t pos = 0;
+    int32_t len = 0;
+    int32_t outpos = e.outpos;
+    // The next code, or the end code once the stored bytes run out.
+    auto getcode = [&]() -> uint32_t {
+        if (nbits < bits) {
+            if (pos + 4 <= len) {
+                const uint8_t* p = cmpinbuf + pos;
+                acc = (acc << 32) | (static_cast<uint32_t>(p[0]) << 24 | static_cast<uint32_t>(p[1]) << 16 |
+                                     static_cast<uint32_t>(p[2]) << 8 | p[3]);
+                pos += 4;
+                nbits += 32;
+            } else {
+                while (nbits < bits) {
+                    if (pos == len) {
+                        len = refill(e);
+                        pos = 0;
+                        if (len == 0) {
+                            return endcode;
+                        }
+                    }
+                    acc = (acc << 8) | cmpinbuf[pos++];
+                    nbits += 8;
+                }
+            }
+        }
+        nbits -= bits;
+        return static_cast<uint32_t>(acc >> nbits) & endcode;
+    };
+    for (uint32_t i = 0; i < 256; i++) {
+        dict[i] = i << 16;
+        dictlen[i] = 1;
+    }
+    forgetpositions(maxcode);
     uint32_t next = LZW_FIRST;
-    uint32_t old = getcode(e);
-    if (old >= e.endcode) {
+    uint32_t old = getcode();
+    if (old >= endcode) {
         return 0;
     }
     uint8_t last = static_cast<uint8_t>(old);
-    e.obuf[e.outpos++] = last;
+    int64_t oldstart = e.base + outpos;  // where the string of old stands
+    bool oldsure = old <= 255;           // and that it is the chain of old
+    hist[outpos++] = last;
+    int32_t result = 0;
     for (;;) {
-        uint32_t code = getcode(e);
-        if (code >= e.endcode) {
+        uint32_t code = getcode();
+        if (code >= endcode) {
             break;
         }
         if (code == LZW_CLEAR) {
-            for (int32_t i = 0; i < 256; i++) {
-                prefix[i] = 0;
+            for (uint32_t i = 0; i < 256; i++) {
+                dict[i] = i << 16;
             }
             next = LZW_CLEAR;
-            code = getcode(e);
-            if (code >= e.endcode) {
+            forgetpositions(maxcode);
+            code = getcode();
+            if (code >= endcode) {
                 break;
             }
         }
-        const uint32_t incoming = code;
-        int32_t sp = 0;
-        if (code >= next) {
-            e.stack[sp++] = last;
-            code = old;
+        const int64_t start = e.base + outpos;
+        const bool codesure = code <= next;
+        const int32_t got = putstring(e, hist + outpos, code, next, old, last);
+        if (got < 0) {
+            cmperror(CMP_E_CORRUPT);
+            result = -1;
+            break;
         }
-        while (code > 255) {
-            if (code >= maxcode || sp >= kStack - 1) {
-                cmperror(CMP_E_CORRUPT);
+        last = static_cast<uint8_t>(got);
+        outpos += got >> 8;
+        if (outpos >= CMP_OUTBUF) {
+            e.outpos = outpos;
+            if (drainout(e) != 0) {
                 return -1;
             }
-            e.stack[sp++] = suffix[code];
-            code = prefix[code];
-        }
-        last = suffix[code];
-        e.stack[sp++] = last;
-        if (popstack(e, sp) != 0) {
-            return -1;
+            outpos = e.outpos;
         }
         if (next < maxcode) {
-            prefix[next] = static_cast<uint16_t>(old);
-            suffix[next] = last;
+            dict[next] = old | static_cast<uint32_t>(last) << 16;
+            dictlen[next] = static_cast<uint16_t>((old > 255 ? dictlen[old] : 1) + 1);
+            const bool sure = oldsure && next != LZW_CLEAR && (old <= 255 || dictpos[old] >= 0);
+            dictpos[next] = sure ? oldstart : -1;
             next++;
         }
-        old = incoming;
+        oldsure = codesure;
+        oldstart = start;
+        old = code;
     }
-    return 0;
+    e.outpos = outpos;
+    return result;
 }
 
 int32_t unstore(Expander& e, uint32_t stored) {
@@ -213,17 +322,16 @@ int32_t cmpexpand(int32_t arc, int32_t out, const CmpHeader& h, uint16_t* check)
     e->arc = arc;
     e->out = out;
     e->left = h.stored;
-    e->pos = 0;
-    e->len = 0;
-    e->acc = 0;
-    e->nbits = 0;
     e->bits = h.bits;
     e->endcode = (1u << (h.bits & 15)) - 1;
     e->key8 = cmpopt.key;
     e->check = 0;
     e->written = 0;
     e->size = h.size;
+    e->base = 0;
     e->outpos = 0;
+    e->checked = 0;
+    e->flushed = 0;
     int32_t r = 0;
     if (h.method == 1) {
         r = decode(*e);
