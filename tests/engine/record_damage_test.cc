@@ -1,0 +1,93 @@
+// record_damage_test.cc - damaged data files: a truncated last record and
+// variable-length records whose length field lies.  Nothing may crash or
+// read out of bounds; each case ends in a clear status.
+#include <cstring>
+
+#include "engine/fid.h"
+#include "record_support.h"
+
+namespace rectest {
+namespace {
+
+class Damage : public RecordTest {
+protected:
+    // A file of the people layout with records A1 and B2.
+    std::string two(int flags) {
+        const std::string dat = define(flags ? "v" : "p", people(flags));
+        File f(dat);
+        EXPECT_EQ(f.create(), 0);
+        for (const char* id : {"A1", "B2"}) {
+            std::memset(f.buf.data(), ' ', f.cb.reclen - 1u);
+            f.put(f.cb.items[0].offset, id);
+            f.put(f.cb.items[1].offset, "SOMEBODY");
+            EXPECT_EQ(f.op(VN_OP_WRITE), 0);
+        }
+        EXPECT_EQ(f.close(), 0);
+        return dat;
+    }
+    // Opens dat in physical order on the first data record.
+    void first(File& f) {
+        ASSERT_EQ(f.open(), 0) << int(f.cb.status);
+        ASSERT_EQ(f.setkey(0), 0);
+        f.cb.datpos = f.cb.reclen;
+        f.cb.state |= VN_ST_CURRENT;
+    }
+    void patch(const std::string& dat, size_t at, const std::string& text) {
+        std::string b = bytes(dat);
+        b.replace(at, text.size(), text);
+        coretest::writefile(dat, b);
+    }
+};
+
+TEST_F(Damage, TruncatedLastRecordIsPaddedWith1A) {
+    const std::string dat = two(0);
+    std::string b = bytes(dat);
+    coretest::writefile(dat, b.substr(0, b.size() - 12));
+    File f(dat);
+    first(f);
+    ASSERT_EQ(f.read(), 0);
+    ASSERT_EQ(f.read(), 0) << int(f.cb.status);
+    EXPECT_EQ(f.rec().substr(0, 10), "B2        ");
+    EXPECT_EQ(std::string(f.buf.data() + 20, 12), std::string(12, '\x1A'));
+    EXPECT_FALSE(f.current());
+}
+
+TEST_F(Damage, VariableLengthFieldThatLies) {
+    const std::string dat = two(1);
+    // Not hex or zero: the read fails with status 3.  Beyond the record or
+    // shorter than its own prefix: the record is clipped and the walk goes
+    // on.  Either way nothing is read past a buffer and the walk ends.
+    for (const std::string bad : {"00G1", "0000", "    ", "-001", "FFFF", "0030", "0001", "0003"}) {
+        patch(dat, 37, bad);
+        File f(dat);
+        first(f);
+        const bool refused = bad == "00G1" || bad == "0000" || bad == "    " || bad == "-001";
+        for (int i = 0; i < 4 && f.current(); i++) {
+            const int32_t r = f.read();
+            const int s = f.cb.status;
+            if (i == 0) EXPECT_EQ(r != 0, refused) << bad;
+            EXPECT_TRUE(s == 0 || s == VN_E_DATREAD || s == VN_C_DELETED) << bad << " " << s;
+            if (r != 0) break;
+        }
+        // Stepping over the bad length to record 1 gives no position.
+        if (f.posnrec(1) != 0) {
+            EXPECT_EQ(f.cb.status, VN_E_DATREAD) << bad;
+        }
+        if (refused) EXPECT_FALSE(f.current()) << bad;
+    }
+}
+
+TEST_F(Damage, PackedRecordWithoutTabsOrNewlineStaysInItsFields) {
+    const std::string dat = two(1);
+    std::string b = bytes(dat);
+    // A1's record: " 0014A1\tSOMEBODY\n" becomes one long run with no TAB.
+    patch(dat, 36, " 0014A1XSOMEBODYXXXX");
+    File f(dat);
+    first(f);
+    ASSERT_EQ(f.read(), 0) << int(f.cb.status);
+    EXPECT_EQ(f.rec().substr(4, 10), "A1XSOMEBOD");
+    EXPECT_EQ(f.buf[f.cb.reclen - 1], '\n');
+}
+
+}  // namespace
+}  // namespace rectest

@@ -1,0 +1,97 @@
+// record_thread_test.cc - threads from a binary definition: records linked
+// newest first with the head in the header, walked by thread, unlinked on
+// delete and on rewrites that leave the condition.
+#include <cstring>
+
+#include "engine/fid.h"
+#include "record_support.h"
+
+namespace rectest {
+namespace {
+
+class Threads : public RecordTest {
+protected:
+    // ID (10, key), NAME (20), AMT (5, numeric), LINK (4): reclen 41; the
+    // thread holds the records with AMT above 100.
+    std::string make() {
+        Def d;
+        d.reclen = 39;
+        d.items = {{"ID", 'C', 0, 10}, {"NAME", 'C', 10, 20}, {"AMT", 'N', 30, 5}, {"LINK", 'C', 35, 4}};
+        d.keys = {{"ID", 10, {{0, 10, 0}}}};
+        d.threads = {{"LINK", "AMT > 100"}};
+        return define("t", d, true);
+    }
+    int32_t add(File& f, const std::string& id, int amt) {
+        f.set(id);
+        f.put(31, std::to_string(amt));
+        return f.op(VN_OP_WRITE);
+    }
+    std::string link(const std::string& b, int pos) { return b.substr(pos + 36, 4); }
+    std::vector<std::string> walk(File& f) {
+        f.cb.state |= VN_ST_THREAD;
+        std::vector<std::string> v;
+        EXPECT_EQ(f.posn(""), 0);
+        while (f.read() == 0) v.push_back(rtrim(f.rec().substr(0, 10)));
+        f.cb.state &= ~VN_ST_THREAD;
+        return v;
+    }
+};
+
+TEST_F(Threads, LinkNewestFirstAndUnlinkOnLeaving) {
+    File f(make());
+    ASSERT_EQ(f.create(), 0) << int(f.cb.status);
+    ASSERT_EQ(f.cb.nthreads, 1);
+    ASSERT_EQ(add(f, "A", 200), 0) << int(f.cb.status);  // at 41
+    ASSERT_EQ(add(f, "B", 50), 0);                        // at 82, not in the thread
+    ASSERT_EQ(add(f, "C", 300), 0);                       // at 123
+    std::string b = bytes(f.cb.datname);
+    EXPECT_EQ(link(b, 0), "  !<");  // head: 123 = 1 * 95 + 28
+    EXPECT_EQ(link(b, 41), "    ");
+    EXPECT_EQ(link(b, 82), "    ");
+    EXPECT_EQ(link(b, 123), "   I");  // 41
+    ASSERT_EQ(f.setkey(0), 0);
+    EXPECT_EQ(walk(f), (std::vector<std::string>{"C", "A"}));
+    ASSERT_EQ(f.setkey(1), 0);
+
+    ASSERT_EQ(add(f, "C", 10), 0);   // leaves the thread
+    ASSERT_EQ(add(f, "A", 150), 0);  // stays in it
+    ASSERT_EQ(add(f, "B", 999), 0);  // enters it
+    b = bytes(f.cb.datname);
+    EXPECT_EQ(link(b, 0), "   r");  // 82
+    EXPECT_EQ(link(b, 82), "   I");
+    EXPECT_EQ(link(b, 123), "    ");
+    ASSERT_EQ(f.setkey(0), 0);
+    EXPECT_EQ(walk(f), (std::vector<std::string>{"B", "A"}));
+    ASSERT_EQ(f.setkey(1), 0);
+
+    ASSERT_EQ(add(f, "D", 500), 0);  // at 164: D, B, A
+    f.set("B");
+    ASSERT_EQ(f.op(VN_OP_DELETE), 0) << int(f.cb.status);  // from the middle
+    b = bytes(f.cb.datname);
+    EXPECT_EQ(link(b, 164), "   I");
+    f.set("D");
+    ASSERT_EQ(f.op(VN_OP_DELETE), 0);  // the head
+    ASSERT_EQ(f.close(), 0);
+    b = bytes(f.cb.datname);
+    EXPECT_EQ(link(b, 0), "   I");
+    EXPECT_EQ(b[164], 'D');
+
+    File g(f.cb.datname);
+    ASSERT_EQ(g.open(), 0);
+    EXPECT_EQ(g.cb.threads[0].head, 41u);
+    ASSERT_EQ(g.setkey(0), 0);
+    EXPECT_EQ(walk(g), (std::vector<std::string>{"A"}));
+}
+
+TEST_F(Threads, UnsharedHeadsReachTheHeaderAtClose) {
+    File f(make());
+    ASSERT_EQ(f.create(), 0);
+    f.net("SINGLE");
+    ASSERT_EQ(add(f, "A", 200), 0);
+    EXPECT_EQ(link(bytes(f.cb.datname), 0), "    ");
+    ASSERT_EQ(f.close(), 0);
+    EXPECT_EQ(link(bytes(f.cb.datname), 0), "   I");
+}
+
+}  // namespace
+}  // namespace rectest
