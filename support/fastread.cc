@@ -53,21 +53,30 @@ char* VELNOR_CALL fastgets(int32_t s, char* dest, int32_t limit) {
     FastStream* f = faststream(s);
     if (f == nullptr || dest == nullptr) return nullptr;
     int32_t stored = 0;
-    for (int32_t turn = 0; turn < limit; ++turn) {
+    for (int32_t turns = limit; turns > 0;) {
         if (f->pos >= f->count && !fastfill(f)) {
             if (stored == 0) return nullptr;
             break;
         }
+        // Copy the run of ordinary bytes in the buffer in one go; each byte
+        // taken uses one turn.
+        const char* from = f->buffer + f->pos;
+        int32_t avail = f->count - f->pos;
+        int32_t n = avail < turns ? avail : turns;
+        int32_t run = 0;
+        while (run < n && from[run] != '\n' && from[run] != '\r' && from[run] != 26) ++run;
+        memcpy(dest + stored, from, static_cast<size_t>(run));
+        stored += run;
+        f->pos += run;
+        turns -= run;
+        if (run == n) continue;
         char c = f->buffer[f->pos++];
+        --turns;
         if (c == '\n') break;
-        if (c == '\r') {
-            fastlineflag = 1;
-        } else if (c == 26) {
-            fastlineflag = 1;
+        fastlineflag = 1;
+        if (c == 26) {
             if (stored == 0) return nullptr;
             break;
-        } else {
-            dest[stored++] = c;
         }
     }
     dest[stored] = '\0';

@@ -274,3 +274,46 @@ TEST_F(FastIo, BadStreamNumbersFailQuietly) {
         EXPECT_EQ(fastrewind(bad), -1);
     }
 }
+
+namespace {
+
+// The line reader's rules on a string: each byte taken uses one turn, a line
+// feed ends the line, a carriage return is dropped, a Ctrl-Z ends the line
+// (or gives null when nothing was stored), the end gives null when nothing
+// was stored.
+std::string modelgets(const std::string& data, size_t* at, int limit) {
+    std::string out;
+    for (int turn = 0; turn < limit; ++turn) {
+        if (*at >= data.size()) return out.empty() ? "<null>" : out;
+        char c = data[(*at)++];
+        if (c == '\n') break;
+        if (c == '\r') continue;
+        if (c == 26) {
+            if (out.empty()) return "<null>";
+            break;
+        }
+        out += c;
+    }
+    return out;
+}
+
+}  // namespace
+
+TEST_F(FastIo, GetsAgreesWithTheRulesOnRandomText) {
+    std::mt19937 rng(77);
+    const char pool[] = "abc\n\r\x1A";
+    for (int round = 0; round < 20; ++round) {
+        std::string data(rng() % 7000, 'a');
+        unsigned weight = 1 + static_cast<unsigned>(round % 5);
+        for (char& c : data) c = rng() % 10 < weight ? pool[3 + rng() % 3] : pool[rng() % 3];
+        int32_t s = openread("g", data);
+        size_t at = 0;
+        for (int k = 0; k < 20000 && at <= data.size(); ++k) {
+            int limit = static_cast<int>(rng() % 40);
+            std::string want = modelgets(data, &at, limit);
+            ASSERT_EQ(gets(s, limit), want) << round << " " << k;
+            if (want == "<null>" && at >= data.size()) break;
+        }
+        fastclose(s);
+    }
+}
