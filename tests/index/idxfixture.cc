@@ -149,7 +149,7 @@ struct Walker {
             for (unsigned i = 0; i < count; i++) {
                 std::string ki = key(pg, i);
                 if (!prev.empty()) {
-                    EXPECT_LT(keycmp(&f.cb, index, prev.data(), ki.data()), 0)
+                    EXPECT_LE(keycmp(&f.cb, index, prev.data(), ki.data()), 0)
                         << "order at page " << n << " entry " << i;
                 }
                 prev = ki;

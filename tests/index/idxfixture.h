@@ -69,7 +69,7 @@ struct Layout {
 };
 
 // Writes the file's pages and header out, then reads the file back and
-// checks every tree (one leaf depth, counts, key order by cmp, exact
+// checks every tree (one leaf depth, counts, keys never descending, exact
 // separators below the last slot, owners) and that every page is in
 // exactly one place.  Failures are reported through gtest.
 Layout checkstructure(IdxFile& f);
