@@ -22,4 +22,9 @@ void formatoption(CLI::App* sub, Format& format) {
         ->transform(CLI::CheckedTransformer(names, CLI::ignore_case));
 }
 
+void itemsoption(CLI::App* sub, std::vector<std::string>& items) {
+    sub->add_option("--items", items, "Show only these items, in this order (NAME,NAME,...)")
+        ->delimiter(',');
+}
+
 }  // namespace vtool

@@ -14,6 +14,9 @@ void fileoptions(CLI::App* sub, OpenSpec& spec);
 // --format text|csv|json into format.
 void formatoption(CLI::App* sub, Format& format);
 
+// --items A,B,C: the items to show.
+void itemsoption(CLI::App* sub, std::vector<std::string>& items);
+
 }  // namespace vtool
 
 #endif

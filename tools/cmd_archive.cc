@@ -96,7 +96,14 @@ std::string optionstring(const ArchiveOptions& opt) {
     if (opt.overwrite) s += 'O';
     if (opt.bits) s += 'B';
     if (!opt.password.empty()) s += "P\"" + opt.password + "\"";
-    if (!opt.target.empty()) s += "T\"" + opt.target + "\"";
+    if (!opt.target.empty()) {
+        // The archiver joins the folder and the name with a backslash unless
+        // the folder already ends in a separator: give it the portable one.
+        std::string dir = opt.target;
+        char last = dir.back();
+        if (last != '/' && last != '\\' && last != ':') dir += '/';
+        s += "T\"" + dir + "\"";
+    }
     return s;
 }
 

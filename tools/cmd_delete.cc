@@ -11,9 +11,7 @@ long rundelete(const OpenSpec& file, const std::string& value, std::FILE* out) {
     if (cb->nkeys == 0 || (cb->fflags & VN_FF_HASHED))
         fail(f.path(), "delete needs an indexed file with a primary key", EXIT_USAGE);
     KeyShape shape = keyshape(cb, 1);
-    std::string typed = value;
-    while (!typed.empty() && typed.back() == ' ') typed.pop_back();
-    std::string keyval = keyvalue(shape, typed);
+    std::string keyval = keyvalue(shape, value, true);
     long n = 0;
     // Each deletion takes the record out of the index: look again each time.
     for (;;) {

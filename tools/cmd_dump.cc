@@ -9,7 +9,7 @@ namespace vtool {
 long rundump(const DumpOptions& opt, std::FILE* out) {
     RecordFile f(opt.file);
     FHCB* cb = f.cb();
-    std::vector<Column> cols = columns(cb);
+    std::vector<Column> cols = selectcolumns(cb, opt.items, f.path());
     auto w = makewriter(opt.format, out);
     w->begin(cols, opt.deleted);
     long n = 0;
@@ -36,24 +36,20 @@ long runget(const GetOptions& opt, std::FILE* out) {
                            std::to_string(cb->nkeys) + ")",
              EXIT_USAGE);
     KeyShape shape = keyshape(cb, opt.key);
-    std::string typed = opt.value;
-    if (opt.exact)
-        while (!typed.empty() && typed.back() == ' ') typed.pop_back();
-    std::string value = keyvalue(shape, typed);
-    std::vector<Column> cols = columns(cb);
+    std::string value = keyvalue(shape, opt.value, opt.exact);
+    std::vector<Column> cols = selectcolumns(cb, opt.items, f.path());
     auto w = makewriter(opt.format, out);
-    w->begin(cols, false);
     long n = 0;
     walkkey(f, opt.key, value, [&](bool deleted) {
         // The keys run in order: the first that does not match ends it.
         if (!keymatches(cb, opt.key, shape, value, opt.exact)) return false;
         if (!deleted) {
+            if (n++ == 0) w->begin(cols, false);
             writerecord(*w, cb, cols, false);
-            ++n;
         }
         return true;
     });
-    w->end();
+    if (n > 0) w->end();
     f.close();
     if (n == 0)
         fail(opt.file.path, "no record whose key " + std::to_string(opt.key) +
@@ -70,6 +66,7 @@ void adddump(CLI::App& app) {
     sub->add_option("--thread", opt->thread, "Walk thread N of the definition (1 = first)")
         ->excludes(key);
     formatoption(sub, opt->format);
+    itemsoption(sub, opt->items);
     sub->add_flag("--deleted", opt->deleted,
                   "Include deleted records (physical order only), marked D");
     sub->callback([opt] { rundump(*opt, stdout); });
@@ -86,6 +83,7 @@ void addget(CLI::App& app) {
         ->capture_default_str();
     sub->add_flag("--exact", opt->exact, "Only keys equal to VALUE, not starting with it");
     formatoption(sub, opt->format);
+    itemsoption(sub, opt->items);
     sub->callback([opt] { runget(*opt, stdout); });
 }
 

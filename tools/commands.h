@@ -28,6 +28,7 @@ struct DumpOptions {
     int thread = 0;   // 1-based thread to walk, 0 = none
     Format format = Format::Text;
     bool deleted = false;
+    std::vector<std::string> items;  // items to show, all when empty
 };
 // Returns the number of records written.
 long rundump(const DumpOptions& opt, std::FILE* out);
@@ -39,6 +40,7 @@ struct GetOptions {
     std::string value;
     bool exact = false;
     Format format = Format::Text;
+    std::vector<std::string> items;
 };
 long runget(const GetOptions& opt, std::FILE* out);
 

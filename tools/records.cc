@@ -5,9 +5,23 @@
 #include <cctype>
 #include <cstring>
 
+#include "common.h"
 #include "engine/fid.h"
 
 namespace vtool {
+
+namespace {
+
+bool sameblind(const std::string& a, const std::string& b) {
+    if (a.size() != b.size()) return false;
+    for (size_t i = 0; i < a.size(); ++i)
+        if (std::tolower(static_cast<unsigned char>(a[i])) !=
+            std::tolower(static_cast<unsigned char>(b[i])))
+            return false;
+    return true;
+}
+
+}  // namespace
 
 std::vector<Column> columns(const FHCB* cb) {
     std::vector<Column> cols;
@@ -27,6 +41,31 @@ std::vector<Column> columns(const FHCB* cb) {
     return cols;
 }
 
+std::vector<Column> selectcolumns(const FHCB* cb, const std::vector<std::string>& names,
+                                  const std::string& file) {
+    std::vector<Column> all = columns(cb);
+    if (names.empty()) return all;
+    std::vector<Column> chosen;
+    for (const std::string& name : names) {
+        int i = findcolumn(all, name);
+        if (i >= 0) {
+            chosen.push_back(all[i]);
+            continue;
+        }
+        // An item of several occurrences, named without its [k].
+        bool any = false;
+        for (const Column& c : all) {
+            size_t bracket = c.name.find('[');
+            if (bracket != std::string::npos && sameblind(c.name.substr(0, bracket), name)) {
+                chosen.push_back(c);
+                any = true;
+            }
+        }
+        if (!any) fail(file, "no item called '" + name + "'", EXIT_USAGE);
+    }
+    return chosen;
+}
+
 std::string fieldtext(const FHCB* cb, const Column& col) {
     const char* p = cb->recbuf + col.offset;
     size_t n = col.length;
@@ -34,18 +73,6 @@ std::string fieldtext(const FHCB* cb, const Column& col) {
     return std::string(p, n);
 }
 
-namespace {
-
-bool sameblind(const std::string& a, const std::string& b) {
-    if (a.size() != b.size()) return false;
-    for (size_t i = 0; i < a.size(); ++i)
-        if (std::tolower(static_cast<unsigned char>(a[i])) !=
-            std::tolower(static_cast<unsigned char>(b[i])))
-            return false;
-    return true;
-}
-
-}  // namespace
 
 int findcolumn(const std::vector<Column>& cols, const std::string& name) {
     int blind = -1, nblind = 0;
@@ -70,10 +97,13 @@ KeyShape keyshape(const FHCB* cb, int key) {
     return shape;
 }
 
-std::string keyvalue(const KeyShape& shape, const std::string& typed) {
-    if (shape.right && typed.size() < shape.firstlen)
-        return std::string(shape.firstlen - typed.size(), ' ') + typed;
-    return typed;
+std::string keyvalue(const KeyShape& shape, const std::string& typed, bool exact) {
+    std::string v = typed;
+    if (exact) v.erase(v.find_last_not_of(' ') + 1);
+    if (!shape.right) return v;
+    v.erase(0, v.find_first_not_of(' '));
+    if (v.size() < shape.firstlen) v.insert(0, shape.firstlen - v.size(), ' ');
+    return v;
 }
 
 bool keymatches(FHCB* cb, int key, const KeyShape& shape, const std::string& value, bool exact) {

@@ -25,6 +25,12 @@ struct Column {
 // The columns of the definition loaded in cb, in definition order.
 std::vector<Column> columns(const FHCB* cb);
 
+// The columns of the items named (every occurrence of each), in the order
+// named; all of them when names is empty.  An unknown name is a usage
+// failure naming file.
+std::vector<Column> selectcolumns(const FHCB* cb, const std::vector<std::string>& names,
+                                  const std::string& file);
+
 // The column's bytes of recbuf with trailing blanks removed.
 std::string fieldtext(const FHCB* cb, const Column& col);
 
@@ -44,8 +50,10 @@ struct KeyShape {
 KeyShape keyshape(const FHCB* cb, int key);
 
 // The value a user typed, shaped as the key holds it: right-justified in
-// the first segment when that segment's item is right-justified.
-std::string keyvalue(const KeyShape& shape, const std::string& typed);
+// the first segment when that segment's item is right-justified (blanks
+// typed in front are dropped first); for an exact match trailing blanks
+// are dropped too.
+std::string keyvalue(const KeyShape& shape, const std::string& typed, bool exact);
 
 // Whether the record in recbuf has key `key` beginning with value (exact:
 // equal to value once trailing blanks are removed).
