@@ -10,6 +10,8 @@
 
 namespace {
 
+using JustifyFn = void(VELNOR_CALL*)(char*, int32_t, int32_t);
+
 struct Split {
     std::string dir, name, ext;
 };
@@ -20,7 +22,7 @@ Split split(const char* path) {
     return {d, n, e};
 }
 
-std::string justified(void (*fn)(char*, int32_t, int32_t), const std::string& field, char fill) {
+std::string justified(JustifyFn fn, const std::string& field, char fill) {
     std::string f = field + "#";  // a guard byte that must survive
     fn(f.data(), static_cast<int32_t>(field.size()), fill);
     EXPECT_EQ(f.back(), '#');
@@ -145,7 +147,7 @@ TEST(Justify, Examples) {
 
 TEST(Justify, KeepsTheTextAndTheWidth) {
     std::mt19937 rng(3);
-    void (*fns[4])(char*, int32_t, int32_t) = {just_left, just_right, just_center, just_none};
+    JustifyFn fns[4] = {just_left, just_right, just_center, just_none};
     for (int i = 0; i < 4000; ++i) {
         int width = 1 + static_cast<int>(rng() % 12);
         std::string f;
