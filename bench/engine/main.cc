@@ -1,6 +1,6 @@
 // main.cc - the engine benchmark: runs one workload (default 1,000,000
 // records, or the count given) through velnor unshared and shared, SQLite
-// and Berkeley DB, and prints each step's time and velnor's ratio to each
+// and Berkeley DB (or only the store named second), and prints each step's time and velnor's ratio to each
 // peer (below 1 means velnor was faster).
 #include <cstdio>
 #include <cstdlib>
@@ -25,10 +25,13 @@ int main(int argc, char** argv) {
     if (!mkdtemp(dir.data())) fail("cannot make a scratch directory");
     const Workload w = makeworkload(n, dir);
 
-    const Timing single = runvelnor(w, false);
-    const Timing shared = runvelnor(w, true);
-    const Timing sq = runsqlite(w);
-    const Timing bd = runbdb(w);
+    // A second argument runs one store alone (for profiling): velnor (both
+    // runs), single, shared, sqlite or bdb.
+    const std::string only = argc > 2 ? argv[2] : "";
+    const Timing single = only.empty() || only == "velnor" || only == "single" ? runvelnor(w, false) : Timing{};
+    const Timing shared = only.empty() || only == "velnor" || only == "shared" ? runvelnor(w, true) : Timing{};
+    const Timing sq = only.empty() || only == "sqlite" ? runsqlite(w) : Timing{};
+    const Timing bd = only.empty() || only == "bdb" ? runbdb(w) : Timing{};
 
     std::printf("%zu records of %d bytes; seconds, and velnor's time over each peer's\n", n, REC_LEN + 2);
     std::printf("%-8s %10s %10s %10s %10s   %13s   %13s\n", "step", "single", "shared", "sqlite", "bdb",

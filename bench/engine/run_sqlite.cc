@@ -17,6 +17,40 @@ void exec(sqlite3* db, const char* sql) {
         fail(std::string("sqlite: ") + sqlite3_errmsg(db));
 }
 
+// Runs sql once per record index in which, binding that record's id (and,
+// with all, its name and fill); each step must give want.
+void each(sqlite3* db, const char* sql, const Workload& w, const std::vector<size_t>& which, bool all, int want) {
+    sqlite3_stmt* s = prepare(db, sql);
+    for (size_t i : which) {
+        const Person& p = w.people[i];
+        sqlite3_bind_text(s, 1, p.id, ID_LEN, SQLITE_STATIC);
+        if (all) {
+            sqlite3_bind_text(s, 2, p.name, NAME_LEN, SQLITE_STATIC);
+            sqlite3_bind_text(s, 3, p.fill, FILL_LEN, SQLITE_STATIC);
+        }
+        if (sqlite3_step(s) != want) fail(std::string("sqlite: ") + sql);
+        sqlite3_reset(s);
+    }
+    sqlite3_finalize(s);
+}
+
+__attribute__((noinline)) void sqliteinsert(sqlite3* db, const Workload& w, const std::vector<size_t>& all) {
+    each(db, "INSERT INTO people VALUES(?, ?, ?)", w, all, true, SQLITE_DONE);
+}
+__attribute__((noinline)) void sqlitelookup(sqlite3* db, const Workload& w) {
+    each(db, "SELECT name, fill FROM people WHERE id = ?", w, w.lookups, false, SQLITE_ROW);
+}
+__attribute__((noinline)) void sqlitescan(sqlite3* db, const Workload& w) {
+    sqlite3_stmt* all = prepare(db, "SELECT id, name, fill FROM people ORDER BY name");
+    size_t seen = 0;
+    while (sqlite3_step(all) == SQLITE_ROW) seen++;
+    sqlite3_finalize(all);
+    if (seen != w.people.size()) fail("sqlite scan saw " + std::to_string(seen));
+}
+__attribute__((noinline)) void sqlitedelete(sqlite3* db, const Workload& w) {
+    each(db, "DELETE FROM people WHERE id = ?", w, w.deletions, false, SQLITE_DONE);
+}
+
 }  // namespace
 
 Timing runsqlite(const Workload& w) {
@@ -29,44 +63,19 @@ Timing runsqlite(const Workload& w) {
     exec(db, "BEGIN");
     Timing t;
 
+    std::vector<size_t> order(w.people.size());
+    for (size_t i = 0; i < order.size(); i++) order[i] = i;
     auto start = std::chrono::steady_clock::now();
-    sqlite3_stmt* ins = prepare(db, "INSERT INTO people VALUES(?, ?, ?)");
-    for (const Person& p : w.people) {
-        sqlite3_bind_text(ins, 1, p.id, ID_LEN, SQLITE_STATIC);
-        sqlite3_bind_text(ins, 2, p.name, NAME_LEN, SQLITE_STATIC);
-        sqlite3_bind_text(ins, 3, p.fill, FILL_LEN, SQLITE_STATIC);
-        if (sqlite3_step(ins) != SQLITE_DONE) fail("sqlite insert failed");
-        sqlite3_reset(ins);
-    }
-    sqlite3_finalize(ins);
+    sqliteinsert(db, w, order);
     t.insert = since(start);
-
     start = std::chrono::steady_clock::now();
-    sqlite3_stmt* sel = prepare(db, "SELECT name, fill FROM people WHERE id = ?");
-    for (size_t i : w.lookups) {
-        sqlite3_bind_text(sel, 1, w.people[i].id, ID_LEN, SQLITE_STATIC);
-        if (sqlite3_step(sel) != SQLITE_ROW) fail("sqlite lookup missed");
-        sqlite3_reset(sel);
-    }
-    sqlite3_finalize(sel);
+    sqlitelookup(db, w);
     t.lookup = since(start);
-
     start = std::chrono::steady_clock::now();
-    sqlite3_stmt* all = prepare(db, "SELECT id, name, fill FROM people ORDER BY name");
-    size_t seen = 0;
-    while (sqlite3_step(all) == SQLITE_ROW) seen++;
-    sqlite3_finalize(all);
-    if (seen != w.people.size()) fail("sqlite scan saw " + std::to_string(seen));
+    sqlitescan(db, w);
     t.scan = since(start);
-
     start = std::chrono::steady_clock::now();
-    sqlite3_stmt* del = prepare(db, "DELETE FROM people WHERE id = ?");
-    for (size_t i : w.deletions) {
-        sqlite3_bind_text(del, 1, w.people[i].id, ID_LEN, SQLITE_STATIC);
-        if (sqlite3_step(del) != SQLITE_DONE) fail("sqlite delete failed");
-        sqlite3_reset(del);
-    }
-    sqlite3_finalize(del);
+    sqlitedelete(db, w);
     t.remove = since(start);
     exec(db, "COMMIT");
     sqlite3_close(db);
