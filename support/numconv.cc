@@ -17,18 +17,71 @@ constexpr int kExact = 17;  // significant digits taken from the value
 char digitbuf[kMaxDigits + 8];
 char textbuf[kMaxDigits + 40];
 
+#ifdef __SIZEOF_INT128__
+// Appends the decimal digits of n, lowest first, to tmp from len on; the
+// new length.
+int decimal(uint64_t n, char* tmp, int len) {
+    for (; n != 0; n /= 10) tmp[len++] = static_cast<char>('0' + static_cast<int>(n % 10));
+    return len;
+}
+
+// The first kExact significant digits of v > 0 by exact integer arithmetic
+// on its binary form, for the values whose scaled parts fit 128 bits;
+// false for the rest.
+bool exactdigits(double v, char* out, int* exp10) {
+    using U = unsigned __int128;
+    int k;
+    double fr = std::frexp(v, &k);
+    uint64_t m = static_cast<uint64_t>(std::ldexp(fr, 53));  // v = m * 2^(k - 53)
+    k -= 53;
+    char tmp[40];
+    int len = 0, n = 0;
+    if (k >= 0) {
+        if (k > 70) return false;
+        U whole = static_cast<U>(m) << k;
+        for (; whole > UINT64_MAX; whole /= 10) tmp[len++] = static_cast<char>('0' + static_cast<int>(whole % 10));
+        len = decimal(static_cast<uint64_t>(whole), tmp, len);
+        *exp10 = len;
+        for (; n < kExact; ++n) out[n] = n < len ? tmp[len - 1 - n] : '0';
+        return true;
+    }
+    int shift = -k;
+    if (shift > 120) return false;
+    U mask = (static_cast<U>(1) << shift) - 1;
+    U rest = static_cast<U>(m) & mask;
+    len = decimal(static_cast<uint64_t>(static_cast<U>(m) >> shift), tmp, 0);
+    *exp10 = len;
+    for (; n < len && n < kExact; ++n) out[n] = tmp[len - 1 - n];
+    while (n < kExact) {
+        rest *= 10;
+        int d = static_cast<int>(rest >> shift);
+        rest &= mask;
+        if (n == 0 && d == 0) {
+            --*exp10;  // a leading zero of a value below 1
+            continue;
+        }
+        out[n++] = static_cast<char>('0' + d);
+    }
+    return true;
+}
+#endif
+
 // The first kExact significant digits of a finite v > 0 into out, and the
 // decimal exponent (digits before the point).
 int significant(double v, char* out) {
+#ifdef __SIZEOF_INT128__
+    int e;
+    if (exactdigits(v, out, &e)) return e;
+#endif
     char buf[64];
     auto r = std::to_chars(buf, buf + sizeof buf, v, std::chars_format::scientific, kExact + 2);
     *r.ptr = '\0';
     // buf is "d.ddd...e+XX"
     out[0] = buf[0];
     memcpy(out + 1, buf + 2, kExact - 1);
-    const char* e = strchr(buf, 'e');
+    const char* e10 = strchr(buf, 'e');
     int exp10 = 0;
-    std::from_chars(e + (e[1] == '+' ? 2 : 1), r.ptr, exp10);
+    std::from_chars(e10 + (e10[1] == '+' ? 2 : 1), r.ptr, exp10);
     return exp10 + 1;
 }
 
