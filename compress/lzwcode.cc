@@ -3,6 +3,7 @@
 // that narrows the width or stores the file, and codes packed through a
 // 64-bit accumulator into an 8192-byte output buffer.
 #include <cstdlib>
+#include <cstring>
 
 #include "compress/cmpbulk.h"
 #include "compress/cmpstate.h"
@@ -60,9 +61,7 @@ inline void putcode(Coder& c, uint32_t v) {
 }
 
 void clearkeys(Coder& c) {
-    for (int32_t i = 0; i < c.size; i++) {
-        c.slot[i].key = -1;
-    }
+    std::memset(c.slot, 0xFF, sizeof(CoderSlot) * c.size);  // every key -1
     c.next = LZW_FIRST;
 }
 

@@ -3,9 +3,10 @@
 // summing the check value of the bytes written.
 //
 // Each string is written straight from an earlier place in the output when
-// that place is still held (the last megabyte is kept), and otherwise by
+// that place is still held (at least the last 512 KB are kept), and otherwise by
 // walking the dictionary chain through the decoding stack, which is also
 // the way every code of a damaged stream is decoded.
+#include <climits>
 #include <cstdlib>
 #include <cstring>
 
@@ -19,18 +20,25 @@ namespace {
 // Longest string a 15-bit dictionary can hold is below this.
 constexpr int32_t kStack = 32768;
 constexpr int32_t kTable = 32767;
-// Output kept for copying strings from.
-constexpr int32_t kHistory = 1 << 20;
+// Output kept for copying strings from: when it reaches kHistory bytes,
+// the last kKeep are moved to the front.
+constexpr int32_t kHistory = 4 << 20;
+constexpr int32_t kKeep = 512 << 10;
 
 // The dictionary: entry = prefix code | suffix byte << 16, the length of
 // the entry's string, and the output position where that string stands,
 // or -1 when its chain cannot be trusted (a damaged stream).
-uint32_t dict[kTable];
-uint16_t dictlen[kTable];
-int64_t dictpos[kTable];
+// Positions are kept while the output stays below 2 GB.
+struct DictEntry {
+    uint32_t link;
+    int32_t pos;
+    uint32_t len;
+};
+DictEntry dict[kTable];
+constexpr int64_t kPosLimit = INT32_MAX - 2 * kHistory;
 
-inline uint32_t prefixof(uint32_t code) { return dict[code] & 0xFFFF; }
-inline uint8_t suffixof(uint32_t code) { return static_cast<uint8_t>(dict[code] >> 16); }
+inline uint32_t prefixof(uint32_t code) { return dict[code].link & 0xFFFF; }
+inline uint8_t suffixof(uint32_t code) { return static_cast<uint8_t>(dict[code].link >> 16); }
 
 struct Expander {
     int32_t arc;
@@ -94,7 +102,7 @@ void showout(const Expander& e) {
 
 // Passes every full 8192-byte block of new output: tests Stop, sums it
 // and shows progress; the blocks are written 64 KB at a time.  Keeps the
-// last half of the history when it is full.  0, or -1.
+// last kKeep bytes of the history when it is full.  0, or -1.
 int32_t drainout(Expander& e) {
     while (e.outpos - e.checked >= CMP_OUTBUF) {
         if (cmpstopped()) {
@@ -112,7 +120,7 @@ int32_t drainout(Expander& e) {
         if (flushchecked(e) != 0) {
             return -1;
         }
-        const int32_t shift = e.outpos - kHistory / 2;
+        const int32_t shift = e.outpos - kKeep;
         std::memmove(e.hist, e.hist + shift, e.outpos - shift);
         e.base += shift;
         e.outpos -= shift;
@@ -159,9 +167,9 @@ inline int32_t putstring(Expander& e, uint8_t* o, uint32_t code, uint32_t next, 
     int32_t len = 1;
     if (c <= 255) {
         o[0] = static_cast<uint8_t>(c);
-    } else if (dictpos[c] >= e.base) {
-        const uint8_t* from = e.hist + (dictpos[c] - e.base);
-        len = dictlen[c];
+    } else if (dict[c].pos >= e.base) {
+        const uint8_t* from = e.hist + (dict[c].pos - e.base);
+        len = static_cast<int32_t>(dict[c].len);
         for (int32_t i = 0; i < len; i += 8) {  // the string ends before o
             std::memcpy(o + i, from + i, 8);
         }
@@ -177,7 +185,7 @@ inline int32_t putstring(Expander& e, uint8_t* o, uint32_t code, uint32_t next, 
 // Marks every string code as not yet placed in the output.
 void forgetpositions(uint32_t maxcode) {
     for (uint32_t i = 256; i < maxcode; i++) {
-        dictpos[i] = -1;
+        dict[i].pos = -1;
     }
 }
 
@@ -219,8 +227,8 @@ int32_t decode(Expander& e) {
         return static_cast<uint32_t>(acc >> nbits) & endcode;
     };
     for (uint32_t i = 0; i < 256; i++) {
-        dict[i] = i << 16;
-        dictlen[i] = 1;
+        dict[i].link = i << 16;
+        dict[i].len = 1;
     }
     forgetpositions(maxcode);
     uint32_t next = LZW_FIRST;
@@ -240,7 +248,7 @@ int32_t decode(Expander& e) {
         }
         if (code == LZW_CLEAR) {
             for (uint32_t i = 0; i < 256; i++) {
-                dict[i] = i << 16;
+                dict[i].link = i << 16;
             }
             next = LZW_CLEAR;
             forgetpositions(maxcode);
@@ -267,10 +275,13 @@ int32_t decode(Expander& e) {
             outpos = e.outpos;
         }
         if (next < maxcode) {
-            dict[next] = old | static_cast<uint32_t>(last) << 16;
-            dictlen[next] = static_cast<uint16_t>((old > 255 ? dictlen[old] : 1) + 1);
-            const bool sure = oldsure && next != LZW_CLEAR && (old <= 255 || dictpos[old] >= 0);
-            dictpos[next] = sure ? oldstart : -1;
+            DictEntry& d = dict[next];
+            const DictEntry& o = dict[old];
+            d.link = old | static_cast<uint32_t>(last) << 16;
+            d.len = o.len + 1;
+            const bool sure = oldsure && next != LZW_CLEAR && (old <= 255 || o.pos >= 0) &&
+                              oldstart < kPosLimit;
+            d.pos = sure ? static_cast<int32_t>(oldstart) : -1;
             next++;
         }
         oldsure = codesure;
@@ -314,7 +325,11 @@ int32_t cmpexpand(int32_t arc, int32_t out, const CmpHeader& h, uint16_t* check)
         cmperror(CMP_E_CORRUPT);
         return -1;
     }
-    Expander* e = static_cast<Expander*>(std::malloc(sizeof(Expander)));
+    // The expander's buffers are made once and kept, like its tables.
+    static Expander* e = nullptr;
+    if (e == nullptr) {
+        e = static_cast<Expander*>(std::malloc(sizeof(Expander)));
+    }
     if (e == nullptr) {
         cmperror(CMP_E_MEMORY);
         return -1;
@@ -343,6 +358,5 @@ int32_t cmpexpand(int32_t arc, int32_t out, const CmpHeader& h, uint16_t* check)
         r = unstore(*e, h.stored);
     }
     *check = e->check;
-    std::free(e);
     return r;
 }
