@@ -1,6 +1,8 @@
 // cliopts.cc - the shared command-line options.
 #include "cliopts.h"
 
+#include <cctype>
+
 namespace vtool {
 
 void fileoptions(CLI::App* sub, OpenSpec& spec) {
@@ -16,10 +18,13 @@ void fileoptions(CLI::App* sub, OpenSpec& spec) {
 }
 
 void formatoption(CLI::App* sub, Format& format) {
-    std::map<std::string, Format> names{
-        {"text", Format::Text}, {"csv", Format::Csv}, {"json", Format::Json}};
-    sub->add_option("--format", format, "Output form: text (aligned columns), csv or json")
-        ->transform(CLI::CheckedTransformer(names, CLI::ignore_case));
+    sub->add_option_function<std::string>(
+           "--format", [&format](std::string name) {
+               for (char& c : name) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+               parseformat(name, &format);
+           },
+           "Output form: text (aligned columns, the default), csv or json")
+        ->check(CLI::IsMember({"text", "csv", "json"}, CLI::ignore_case));
 }
 
 void itemsoption(CLI::App* sub, std::vector<std::string>& items) {

@@ -3,6 +3,7 @@
 // overwrite question asked there, and a progress line while it works.
 #include <csignal>
 #include <cstring>
+#include <filesystem>
 #include <iostream>
 
 #include "cliopts.h"
@@ -48,7 +49,10 @@ void VELNOR_CALL onreport(const char* line) {
 void VELNOR_CALL onerror(int32_t errnum) {
     if (run.bar) run.bar->finish();
     ++run.errors;
+    // The current-file field reads "Extracting: name": keep the name.
     std::string file = run.fields[2];
+    size_t colon = file.find(": ");
+    if (colon != std::string::npos) file.erase(0, colon + 2);
     while (!file.empty() && file.back() == ' ') file.pop_back();
     std::fflush(run.out);
     std::fprintf(stderr, "velnor: %s: %s%s%s (error %d)\n", run.archive.c_str(),
@@ -116,6 +120,11 @@ void runarchive(const ArchiveOptions& opt, std::FILE* out) {
         fail(opt.archive, "a password cannot hold a double quote", EXIT_USAGE);
     if (opt.target.find('"') != std::string::npos)
         fail(opt.archive, "a target folder cannot hold a double quote", EXIT_USAGE);
+    if (opt.action == "extract" && !opt.target.empty()) {
+        std::error_code ec;
+        std::filesystem::create_directories(opt.target, ec);
+        if (ec) fail(opt.target, "cannot make the folder: " + ec.message());
+    }
     ProgressBar bar(opt.action == "list" ? "" : opt.archive);
     run = Run{};
     run.out = out;

@@ -126,4 +126,11 @@ void RecordFile::setkey(int key) {
     if (vfhsetkey(&cb_, static_cast<uint8_t>(key)) != 0) fail_status();
 }
 
+void RecordFile::checkthread(int thread) const {
+    if (thread < 1 || thread > cb_.nthreads)
+        fail(spec_.path, "no thread " + std::to_string(thread) + " (the file has " +
+                             std::to_string(cb_.nthreads) + ")",
+             EXIT_USAGE);
+}
+
 }  // namespace vtool

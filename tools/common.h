@@ -72,8 +72,11 @@ public:
     // The file a status concerns: definition, index, hash or data file.
     std::string fileof(int status) const;
 
-    // Physical order (key 0), or key n of the definition (1-based).
+    // Physical order (key 0), or key n of the definition (1-based); a key
+    // the file lacks is a usage failure.
     void setkey(int key);
+    // Fails (usage) unless thread is 1 to the number of threads.
+    void checkthread(int thread) const;
     // Closes now, reporting a failure; the destructor closes quietly.
     void close();
 

@@ -43,10 +43,7 @@ void walkkey(RecordFile& f, int key, const std::string& start, const Visitor& vi
 
 void walkthread(RecordFile& f, int thread, const Visitor& visit) {
     FHCB* cb = f.cb();
-    if (thread < 1 || thread > cb->nthreads)
-        fail(f.path(), "no thread " + std::to_string(thread) + " (the file has " +
-                           std::to_string(cb->nthreads) + ")",
-             EXIT_USAGE);
+    f.checkthread(thread);
     f.setkey(0);
     cb->state |= VN_ST_THREAD;
     cb->curkey = static_cast<int8_t>(thread - 1);
