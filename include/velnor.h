@@ -373,9 +373,11 @@ VELNOR_API int32_t VELNOR_CALL compress_file_list(const char *options, const cha
 VELNOR_API intptr_t VELNOR_CALL cmpwndproc(void *window, uint32_t message, uintptr_t wparam,
                                            intptr_t lparam);
 
-/* Where the archiver's texts and error numbers go: report receives each
- * message or listing line (with its "\r\n"), error each error number 0-7.
- * Null sinks (the default) discard them. */
+/* Where the archiver's texts and error numbers go: report receives the
+ * report's text piece by piece, in order (messages, listing lines and the
+ * " Done." after an extraction; the pieces joined give the lines with their
+ * "\r\n"), error each error number 0-7.  Null sinks (the default) discard
+ * them. */
 typedef void(VELNOR_CALL *CMPREPORTFN)(const char *line);
 typedef void(VELNOR_CALL *CMPERRORFN)(int32_t errnum);
 VELNOR_API void VELNOR_CALL compress_setsinks(CMPREPORTFN report, CMPERRORFN error);
