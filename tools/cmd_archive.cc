@@ -19,6 +19,7 @@ struct Run {
     std::string archive;
     bool overwrite = false;
     int errors = 0;
+    int refused = 0;  // overwrite questions answered No for want of a terminal
     ProgressBar* bar = nullptr;
     std::string fields[4];
 };
@@ -76,6 +77,7 @@ int32_t VELNOR_CALL onask(const char* question, const char*) {
         std::fprintf(stderr, "velnor: %s No: not asked, as input is not a terminal "
                              "(--overwrite replaces files)\n",
                      question);
+        ++run.refused;
         return 0;
     }
     std::fprintf(stderr, "%s [y/N] ", question);
@@ -149,6 +151,9 @@ void runarchive(const ArchiveOptions& opt, std::FILE* out) {
     if (interrupted) fail(opt.archive, "stopped; the archive is left as it was");
     if (r != 0 && run.errors == 0) fail(opt.archive, "the archiver failed (result " + std::to_string(r) + ")");
     if (r != 0 || run.errors != 0) throw Failure{EXIT_FAILED};
+    if (run.refused)
+        fail(opt.archive, std::to_string(run.refused) + " file" + (run.refused == 1 ? "" : "s") +
+                              " not extracted");
 }
 
 void addarchive(CLI::App& app) {

@@ -60,7 +60,10 @@ public:
     explicit TextWriter(std::FILE* out) : out_(out) {}
     void begin(const std::vector<Column>& cols, bool marks) override {
         marks_ = marks;
-        for (const Column& c : cols) widths_.push_back(std::max<size_t>(c.length, c.name.size()));
+        for (const Column& c : cols) {
+            widths_.push_back(std::max<size_t>(c.length, c.name.size()));
+            right_.push_back(c.right);
+        }
         line(headings(cols), "M");
     }
     void record(const std::vector<std::string>& values, bool deleted) override {
@@ -73,8 +76,11 @@ private:
         std::string s;
         if (marks_) s = std::string(mark) + " ";
         for (size_t i = 0; i < values.size(); ++i) {
+            size_t fill = widths_[i] - std::min(widths_[i], values[i].size());
+            if (right_[i]) s.append(fill, ' ');
             s += values[i];
-            if (i + 1 < values.size()) s.append(widths_[i] - std::min(widths_[i], values[i].size()) + 1, ' ');
+            if (!right_[i] && i + 1 < values.size()) s.append(fill, ' ');
+            if (i + 1 < values.size()) s += ' ';
         }
         while (!s.empty() && s.back() == ' ') s.pop_back();
         std::fprintf(out_, "%s\n", s.c_str());
@@ -82,6 +88,7 @@ private:
     std::FILE* out_;
     bool marks_ = false;
     std::vector<size_t> widths_;
+    std::vector<bool> right_;
 };
 
 class CsvWriter : public RecordWriter {

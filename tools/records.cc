@@ -70,6 +70,9 @@ std::string fieldtext(const FHCB* cb, const Column& col) {
     const char* p = cb->recbuf + col.offset;
     size_t n = col.length;
     while (n > 0 && (p[n - 1] == ' ' || p[n - 1] == '\0')) --n;
+    // A right-justified value's leading blanks are fill, not text.
+    if (col.right)
+        while (n > 0 && *p == ' ') ++p, --n;
     return std::string(p, n);
 }
 

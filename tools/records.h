@@ -31,7 +31,8 @@ std::vector<Column> columns(const FHCB* cb);
 std::vector<Column> selectcolumns(const FHCB* cb, const std::vector<std::string>& names,
                                   const std::string& file);
 
-// The column's bytes of recbuf with trailing blanks removed.
+// The column's bytes of recbuf with trailing blanks removed (and leading
+// ones of a right-justified item).
 std::string fieldtext(const FHCB* cb, const Column& col);
 
 // Finds the column called name: exact, else case-blind when that is
