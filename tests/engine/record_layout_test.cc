@@ -34,7 +34,7 @@ using Layout = RecordTest;
 TEST_F(Layout, NewFixedFileHasCountOneAndNoCurrentRecord) {
     File f(define("p", people()));
     ASSERT_EQ(f.create(), 0) << int(f.cb.status);
-    EXPECT_EQ(f.cb.reclen, 32);
+    EXPECT_EQ(+f.cb.reclen, 32);
     EXPECT_EQ(f.read(), -1);
     EXPECT_EQ(f.cb.status, VN_C_NOREC);
     ASSERT_EQ(f.close(), 0);
@@ -68,7 +68,7 @@ TEST_F(Layout, SharedFileWritesTheCountAtOnce) {
 TEST_F(Layout, VariableLengthRecordsArePackedWithTabsAndHexLength) {
     File f(define("v", people(1)));
     ASSERT_EQ(f.create(), 0);
-    EXPECT_EQ(f.cb.reclen, 36);
+    EXPECT_EQ(+f.cb.reclen, 36);
     ASSERT_EQ(add(f, "A1", "ALICE"), 0);
     ASSERT_EQ(add(f, "ABCDEFGHIJ", "NAME WITH BLANKS    "), 0);
     ASSERT_EQ(add(f, "C3", ""), 0);
@@ -135,7 +135,7 @@ TEST_F(Layout, DeletedRecordReadsAsDeletedWithPositionMoved) {
     EXPECT_EQ(f.cb.status, VN_C_DELETED);
     EXPECT_EQ(f.rec().substr(0, 2), "A1");
     EXPECT_EQ(f.buf[0], 'D');
-    EXPECT_EQ(f.cb.datpos, 64);
+    EXPECT_EQ(+f.cb.datpos, 64);
     EXPECT_EQ(f.read(), 0);
     EXPECT_EQ(f.rec().substr(0, 2), "B2");
     EXPECT_FALSE(f.current());

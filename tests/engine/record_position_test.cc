@@ -108,7 +108,7 @@ TEST_F(Position, BackspaceStepsBackInKeyAndPhysicalOrder) {
     ASSERT_EQ(f.setkey(0), 0);
     f.cb.state &= ~VN_ST_CURRENT;
     ASSERT_EQ(f.op(VN_OP_BACKSP), 0);  // the last physical record
-    EXPECT_EQ(f.cb.datpos, 5 * 32);
+    EXPECT_EQ(+f.cb.datpos, 5 * 32);
     ASSERT_EQ(f.op(VN_OP_BACKSP), 0);
     ASSERT_EQ(f.read(), 0);
     EXPECT_EQ(id(f), "B2");

@@ -40,7 +40,7 @@ protected:
 TEST_F(Threads, LinkNewestFirstAndUnlinkOnLeaving) {
     File f(make());
     ASSERT_EQ(f.create(), 0) << int(f.cb.status);
-    ASSERT_EQ(f.cb.nthreads, 1);
+    ASSERT_EQ(+f.cb.nthreads, 1);
     ASSERT_EQ(add(f, "A", 200), 0) << int(f.cb.status);  // at 41
     ASSERT_EQ(add(f, "B", 50), 0);                        // at 82, not in the thread
     ASSERT_EQ(add(f, "C", 300), 0);                       // at 123
