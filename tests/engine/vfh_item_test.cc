@@ -1,0 +1,128 @@
+// vfh_item_test.cc - item access by name on a record buffer: justification
+// and cutting on set, bounds on get, copying between two definitions, and a
+// random model of sets against a plain string; the version and the
+// temporary directory.
+#include <gtest/gtest.h>
+
+#include <cstring>
+
+#include "engine/engine.h"
+#include "fid_support.h"
+
+using namespace fidtest;
+
+namespace {
+
+const char* kItems =
+    "TKF FID v7.0\n"
+    "RecLen = 30\n"
+    "NItems = 3\n"
+    "Item = LEFT,'C','L',0,5,1,0,\n"
+    "Item = RIGHT,'N','R',5,5,1,2,\n"
+    "Item = MANY,'C','L',10,4,3,1,\n";
+
+class VfhItem : public ::testing::Test {
+   protected:
+    void SetUp() override {
+        ASSERT_EQ(def.loadtext(dir, kItems), 0);
+        rec.assign(def.cb.reclen + 8u, ' ');
+        rec[def.cb.reclen - 1] = '\n';
+        def.cb.recbuf = rec.data();
+    }
+    void TearDown() override { def.cb.recbuf = nullptr; }
+    std::string body() const { return rec.substr(1, def.cb.reclen - 2u); }
+    TempDir dir;
+    Def def;
+    std::string rec;
+};
+
+TEST_F(VfhItem, SetJustifiesAndCuts) {
+    EXPECT_EQ(vfhitemset(&def.cb, "RIGHT", 0, "12"), 0);
+    EXPECT_EQ(vfhitemset(&def.cb, "LEFT", 0, "12"), 0);
+    EXPECT_EQ(body().substr(0, 10), "12      12");
+    EXPECT_EQ(vfhitemset(&def.cb, "RIGHT", 0, "1234567"), 0);
+    EXPECT_EQ(vfhitemset(&def.cb, "LEFT", 0, "abcdefg"), 0);
+    EXPECT_EQ(body().substr(0, 10), "abcde12345");
+    EXPECT_EQ(vfhitemset(&def.cb, "MANY", 2, "zz"), 0);
+    EXPECT_EQ(body().substr(10, 12), "        zz  ");
+    EXPECT_EQ(vfhitemset(&def.cb, "RIGHT", 0, ""), 0);
+    EXPECT_EQ(body().substr(5, 5), "     ");
+}
+
+TEST_F(VfhItem, GetKeepsBlanksAndChecksOccurrences) {
+    vfhitemset(&def.cb, "MANY", 1, "ab");
+    char dest[16];
+    EXPECT_EQ(vfhitemget(&def.cb, "MANY", 1, dest), 0);
+    EXPECT_STREQ(dest, "ab  ");
+    std::strcpy(dest, "untouched");
+    EXPECT_EQ(vfhitemget(&def.cb, "MANY", 3, dest), -1);
+    EXPECT_EQ(vfhitemget(&def.cb, "MANY", -1, dest), -1);
+    EXPECT_EQ(vfhitemget(&def.cb, "many", 0, dest), -1);
+    EXPECT_EQ(vfhitemset(&def.cb, "MANY", 3, "x"), -1);
+    EXPECT_STREQ(dest, "untouched");
+    EXPECT_EQ(vfhitemoffset(&def.cb, "MANY"), def.cb.recbuf + 11);
+    EXPECT_EQ(vfhitemoffset(&def.cb, "NONE"), nullptr);
+    EXPECT_EQ(body().find_first_not_of(' ', 18), std::string::npos);  // nothing else moved
+}
+
+// Random sets agree with a string model of the record; gets read back what
+// the model holds.
+TEST_F(VfhItem, RandomSetsAgreeWithAModel) {
+    std::mt19937 rng(8);
+    std::string model = body();
+    struct It {
+        const char* name;
+        int off, len, occ;
+        bool right;
+    } items[] = {{"LEFT", 0, 5, 1, false}, {"RIGHT", 5, 5, 1, true}, {"MANY", 10, 4, 3, false}};
+    for (int step = 0; step < 3000; ++step) {
+        const It& it = items[rng() % 3];
+        int occ = static_cast<int>(rng() % it.occ);
+        std::string v;
+        for (int n = static_cast<int>(rng() % 8); n > 0; --n) v += static_cast<char>('a' + rng() % 26);
+        ASSERT_EQ(vfhitemset(&def.cb, it.name, occ, v.c_str()), 0);
+        std::string field = v.substr(0, std::min<size_t>(v.size(), it.len));
+        if (it.right)
+            field.insert(0, it.len - field.size(), ' ');
+        else
+            field.resize(it.len, ' ');
+        model.replace(it.off + occ * it.len, it.len, field);
+        ASSERT_EQ(body(), model);
+        char dest[8];
+        ASSERT_EQ(vfhitemget(&def.cb, it.name, occ, dest), 0);
+        ASSERT_EQ(std::string(dest), field);
+    }
+}
+
+TEST_F(VfhItem, CopyTakesOccurrenceZeroOfSharedNames) {
+    Def other;
+    ASSERT_EQ(other.loadtext(dir, "TKF FID v7.0\nRecLen=20\nNItems=3\n"
+                                  "Item=RIGHT,'C','L',0,8,1,1,\nItem=MANY,'C','R',8,6,2,0,\n"
+                                  "Item=SOLO,'C','L',0,4,1,2,\n"),
+              0);
+    std::string orec(other.cb.reclen + 8u, '.');
+    other.cb.recbuf = orec.data();
+    vfhitemset(&def.cb, "RIGHT", 0, "42");
+    vfhitemset(&def.cb, "MANY", 0, "m0");
+    vfhitemset(&def.cb, "MANY", 1, "m1");
+    EXPECT_EQ(vfhcopy(&other.cb, &def.cb), 0);
+    // Trailing blanks travel with the text; occurrence 1 stays untouched.
+    EXPECT_EQ(orec.substr(1, 20), "   42   " "  m0  " "......");
+    other.cb.recbuf = nullptr;
+}
+
+TEST(VfhGlobals, VersionAndTemporaryDirectory) {
+    uint16_t major = 0, minor = 0;
+    vfhgetversion(&major, &minor);
+    EXPECT_EQ(major, 1792);
+    EXPECT_EQ(minor, 144);
+    vfhsettmpdir("/tmp/work");
+    EXPECT_STREQ(tmpdir, "/tmp/work");
+    std::string longdir(100, 'd');
+    vfhsettmpdir(longdir.c_str());
+    EXPECT_EQ(std::string(tmpdir), longdir.substr(0, 71));
+    vfhsettmpdir(nullptr);
+    EXPECT_STREQ(tmpdir, "");
+}
+
+}  // namespace
