@@ -1,0 +1,98 @@
+// fid_test.cc - velnor fid compile and show: the binary form's header
+// bytes, threads carried over, and definitions that must be refused.
+#include <cstdint>
+
+#include "fidtext.h"
+#include "tooltest.h"
+
+namespace {
+
+const std::vector<TItem> items{{"CODE", 'C', 'L', 0, 8, 1},
+                               {"AMOUNT", 'N', 'R', 8, 7, 1},
+                               {"LINK", 'C', 'L', 15, 4, 1},
+                               {"NAME", 'C', 'L', 19, 12, 1}};
+const std::vector<TKey> keys{{"CODE", {{0, 8, 0}}}, {"NAME", {{19, 12, 0}}}};
+
+unsigned u16(const std::string& b, size_t at) {
+    return static_cast<unsigned char>(b[at]) | static_cast<unsigned char>(b[at + 1]) << 8;
+}
+
+}  // namespace
+
+TEST_F(ToolTest, CompileWritesTheBinaryHeaderAndKeepsTheThread) {
+    write("t.txt", textfid(31, 0, items, keys, {"LINK, AMOUNT > 100"}));
+    RunResult r = velnor({"fid", "compile", "t.txt", "t.fid"});
+    ASSERT_EQ(r.code, 0) << r.err;
+    EXPECT_NE(r.out.find("4 items, 2 keys, 1 threads"), std::string::npos) << r.out;
+
+    std::string b = read("t.fid");
+    ASSERT_GE(b.size(), 20u);
+    EXPECT_EQ(b.substr(0, 3), "TKF");
+    EXPECT_EQ(u16(b, 4), 608u);  // version
+    EXPECT_EQ(u16(b, 6), 31u);   // record length without status byte and newline
+    EXPECT_EQ(u16(b, 8), 4u);    // items
+    EXPECT_EQ(u16(b, 10) & 0xFF, 2u);
+    EXPECT_EQ(u16(b, 16), 1u);   // threads
+    // The thread's link item name and expression close the file as text.
+    EXPECT_NE(b.find("LINK"), std::string::npos);
+    EXPECT_NE(b.find("AMOUNT > 100"), std::string::npos);
+
+    RunResult show = velnor({"fid", "show", "t.fid"});
+    ASSERT_EQ(show.code, 0) << show.err;
+    EXPECT_NE(show.out.find("Indexed on 2 keys."), std::string::npos) << show.out;
+    EXPECT_NE(show.out.find("linked through LINK: AMOUNT > 100"), std::string::npos) << show.out;
+    // The text form read directly has no thread table.
+    RunResult text = velnor({"fid", "show", "t.txt"});
+    ASSERT_EQ(text.code, 0) << text.err;
+    EXPECT_EQ(text.out.find("Threads"), std::string::npos) << text.out;
+}
+
+TEST_F(ToolTest, CompileRebuildsAWrongNameOrder) {
+    std::string def = textfid(31, 0, items, keys);
+    // Every order entry 0: items could not be found by name.
+    for (size_t at = 0; (at = def.find(", 1, ", at)) != std::string::npos; at += 5)
+        def.replace(def.find(',', at + 5) - 1, 1, "0");
+    write("t.txt", def);
+    ASSERT_EQ(velnor({"fid", "compile", "t.txt", "t.fid"}).code, 0);
+    // The file made with it is usable by item names.
+    write("in.csv", "NAME,CODE,AMOUNT\nalpha,A1,5\n");
+    RunResult r = velnor({"load", "t.dat", "--csv", "in.csv", "--create", "--fid", "t.fid"});
+    ASSERT_EQ(r.code, 0) << r.err;
+    RunResult d = velnor({"dump", "t.dat", "--fid", "t.fid", "--format", "csv"});
+    EXPECT_EQ(lines(d.out).at(1), "A1,5,,alpha") << d.out;
+}
+
+TEST_F(ToolTest, CompileRefusesBadDefinitions) {
+    struct Case {
+        std::string name, text, message;
+    } cases[] = {
+        {"short record", textfid(7, 0, {{"A", 'C', 'L', 0, 4, 1}}, {}), "status 13"},
+        {"unknown link item", textfid(31, 0, items, keys, {"NOPE, AMOUNT > 1"}), "NOPE"},
+        {"link in the first 8 bytes", textfid(31, 0, items, keys, {"CODE, AMOUNT > 1"}),
+         "thread item in first 8 bytes (status 41)"},
+        {"two-character comparison", textfid(31, 0, items, keys, {"LINK, AMOUNT <= 1"}),
+         "bad thread expression (status 44)"},
+        {"unknown item in expression", textfid(31, 0, items, keys, {"LINK, PRICE > 1"}),
+         "status 44"},
+        {"expression too long",
+         textfid(31, 0, items, keys, {"LINK, AMOUNT > 1" + std::string(60, ' ') + "+ 1"}),
+         "longer than 55"},
+        {"no comma", textfid(31, 0, items, keys, {"LINK AMOUNT > 1"}), "Thread = LINKITEM"},
+        {"long item name", textfid(31, 0, {{"ELEVENCHARS", 'C', 'L', 0, 4, 1}}, {}),
+         "10 characters"},
+    };
+    for (const Case& c : cases) {
+        write("bad.txt", c.text);
+        RunResult r = velnor({"fid", "compile", "bad.txt", "bad.fid"});
+        EXPECT_EQ(r.code, 1) << c.name;
+        EXPECT_NE(r.err.find(c.message), std::string::npos) << c.name << ": " << r.err;
+        EXPECT_EQ(r.err.rfind("velnor: bad.txt", 0), 0u) << c.name << ": " << r.err;
+    }
+    RunResult missing = velnor({"fid", "show", "none.fid"});
+    EXPECT_EQ(missing.code, 1);
+    EXPECT_EQ(missing.err, "velnor: none.fid: Error opening FID file (status 6)\n");
+    write("junk.fid", "this is not a definition at all\n");
+    RunResult junk = velnor({"fid", "show", "junk.fid"});
+    EXPECT_EQ(junk.code, 1);
+    EXPECT_NE(junk.err.find("(status 8)"), std::string::npos) << junk.err;
+}

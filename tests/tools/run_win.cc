@@ -1,0 +1,47 @@
+// run_win.cc - starting the program through the command interpreter, with
+// its input, output and messages redirected to files read back after.
+#include <cstdlib>
+#include <fstream>
+#include <sstream>
+
+#include "tooltest.h"
+
+namespace {
+
+std::string slurp(const std::filesystem::path& p) {
+    std::ifstream in(p, std::ios::binary);
+    std::stringstream s;
+    s << in.rdbuf();
+    return s.str();
+}
+
+std::string quoted(const std::string& s) { return "\"" + s + "\""; }
+
+// A build-tree path given in the host's form (under a Windows emulator the
+// host's root is drive Z:).
+std::string native(std::string path) {
+    if (!path.empty() && path[0] == '/') path = "Z:" + path;
+    for (char& c : path)
+        if (c == '/') c = '\\';
+    return path;
+}
+
+}  // namespace
+
+RunResult runprogram(const std::string& exe, const std::vector<std::string>& args,
+                     const std::filesystem::path& dir, const std::string& input) {
+    std::filesystem::path base = dir.string() + "-io";
+    std::filesystem::create_directories(base);
+    std::ofstream(base / "in", std::ios::binary) << input;
+    std::string cmd = "cd /d " + quoted(dir.string()) + " && " + quoted(native(exe));
+    for (const std::string& a : args) cmd += " " + quoted(a);
+    cmd += " <" + quoted((base / "in").string()) + " >" + quoted((base / "out").string()) +
+           " 2>" + quoted((base / "err").string());
+    RunResult r;
+    r.code = std::system(("\"" + cmd + "\"").c_str());
+    r.out = slurp(base / "out");
+    r.err = slurp(base / "err");
+    std::error_code ec;
+    std::filesystem::remove_all(base, ec);
+    return r;
+}
