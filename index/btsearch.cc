@@ -30,21 +30,26 @@ int32_t corrupt(FHCB* cb, IdxCursor* c) {
     return btcorrupt(cb);
 }
 
-// From entry start down, the first entry the key is not less than, or -1;
-// *cmp is the key compared with that entry.
+// The last of entries 0..start that the key is not less than, or -1;
+// *cmp is the key compared with that entry.  Entries are in ascending
+// order, so a binary search finds the entry a scan down from start would.
 int scan(const Search& s, int start, int* cmp) {
     const uint8_t* img = s.c->img;
     const char* key = s.cb->index->keybuf;
-    for (int i = start; i >= 0; i--) {
-        int r = keycmp(s.cb, s.index,
-                       key, reinterpret_cast<const char*>(pgkey(img, s.c->cap, s.k, i)));
+    int lo = 0, hi = start + 1;
+    *cmp = -1;
+    while (lo < hi) {
+        int mid = lo + (hi - lo) / 2;
+        int r = keycmp(s.cb, s.index, key,
+                       reinterpret_cast<const char*>(pgkey(img, s.c->cap, s.k, mid)));
         if (r >= 0) {
+            lo = mid + 1;
             *cmp = r;
-            return i;
+        } else {
+            hi = mid;
         }
     }
-    *cmp = -1;
-    return -1;
+    return lo - 1;
 }
 
 int32_t found(IdxCursor* c, int slot) {
