@@ -26,14 +26,14 @@ TEST(Dispatch, OperationsBeforeStartGiveTwelve) {
     cb.status = 77;
     for (int op : {1, 2, 3, 4, 5, 9, 12, 13, 14, 19, 10, 21, 255}) {
         EXPECT_EQ(bare(op, &cb), -1) << op;
-        EXPECT_EQ(cb.status, VN_E_NOINIT) << op;
+        EXPECT_EQ(+cb.status, VN_E_NOINIT) << op;
     }
     // A shutdown of an engine never started only drops the page cache.
     EXPECT_EQ(bare(VN_OP_SHUTDOWN, &cb), 0);
     EXPECT_EQ(initcount, 0);
     EXPECT_EQ(openfiles, nullptr);
     EXPECT_EQ(bare(VN_OP_CLOSE, &cb), -1);
-    EXPECT_EQ(cb.status, VN_E_NOINIT);
+    EXPECT_EQ(+cb.status, VN_E_NOINIT);
 }
 
 TEST(Dispatch, StartAndStopAreCountedAsymmetrically) {
@@ -54,17 +54,17 @@ TEST(Dispatch, StartAndStopAreCountedAsymmetrically) {
     EXPECT_EQ(initcount, 0);
     EXPECT_NE(fhnode(&b.cb), nullptr);  // the count reached 0, nothing closed yet
     EXPECT_EQ(b.op(VN_OP_END), -1);
-    EXPECT_EQ(b.cb.status, VN_E_NOINIT);
+    EXPECT_EQ(+b.cb.status, VN_E_NOINIT);
 
     // Only a stop at count 0 closes every file and drops the list.
     ASSERT_EQ(bare(VN_OP_SHUTDOWN, &ctl), 0);
     EXPECT_EQ(openfiles, nullptr);
-    EXPECT_EQ(b.cb.datfd, 0u);
-    EXPECT_EQ(b.cb.items, nullptr);
+    EXPECT_EQ(+b.cb.datfd, 0u);
+    EXPECT_EQ(+b.cb.items, nullptr);
 
     ASSERT_EQ(bare(VN_OP_INIT, &ctl), 0);
     EXPECT_EQ(b.op(VN_OP_READ), -1);
-    EXPECT_EQ(b.cb.status, VN_E_REUSE);  // no longer in the list
+    EXPECT_EQ(+b.cb.status, VN_E_REUSE);  // no longer in the list
     ASSERT_EQ(bare(VN_OP_SHUTDOWN, &ctl), 0);
     ASSERT_EQ(bare(VN_OP_SHUTDOWN, &ctl), 0);
 }
@@ -77,7 +77,7 @@ TEST_F(EngineTest, UnknownCodesGiveE) {
         if (known) continue;
         cb.status = 1;
         EXPECT_EQ(bare(op, &cb), -1) << op;
-        EXPECT_EQ(cb.status, VN_C_BADOP) << op;
+        EXPECT_EQ(+cb.status, VN_C_BADOP) << op;
     }
 }
 
@@ -85,10 +85,10 @@ TEST_F(EngineTest, UnopenedBlockGivesEleven) {
     FHCB cb{};
     for (int op : {VN_OP_CLOSE, VN_OP_READ, VN_OP_WRITE, VN_OP_END, VN_OP_RLOCK, VN_OP_RUNLOCK}) {
         EXPECT_EQ(bare(op, &cb), -1) << op;
-        EXPECT_EQ(cb.status, VN_E_REUSE) << op;
+        EXPECT_EQ(+cb.status, VN_E_REUSE) << op;
     }
     EXPECT_EQ(vfhlimbo(&cb), -1);
-    EXPECT_EQ(cb.status, VN_E_REUSE);
+    EXPECT_EQ(+cb.status, VN_E_REUSE);
 }
 
 TEST(Messages, TableTexts) {
@@ -112,7 +112,7 @@ TEST_F(EngineTest, NetworkTypeNames) {
     std::string dat = makefile("n", false);
     Block b(dat);
     ASSERT_EQ(b.op(VN_OP_OPEN), 0);
-    EXPECT_EQ(b.cb.nettype, 1);  // open sets 1
+    EXPECT_EQ(+b.cb.nettype, 1);  // open sets 1
     struct {
         const char* name;
         int number;
@@ -121,7 +121,7 @@ TEST_F(EngineTest, NetworkTypeNames) {
     for (const auto& c : cases) {
         std::strcpy(b.cb.work, c.name);
         ASSERT_EQ(b.op(VN_OP_NETTYPE), 0) << c.name;
-        EXPECT_EQ(b.cb.nettype, c.number) << c.name;
+        EXPECT_EQ(+b.cb.nettype, c.number) << c.name;
         EXPECT_EQ(iomode, c.number) << c.name;
     }
     std::strcpy(b.cb.work, "netware");
@@ -130,12 +130,12 @@ TEST_F(EngineTest, NetworkTypeNames) {
     for (const char* bad : {"", "SINGLEX", "MS", "NETWARE ", "PCMOS-X"}) {
         std::strcpy(b.cb.work, bad);
         EXPECT_EQ(b.op(VN_OP_NETTYPE), -1) << bad;
-        EXPECT_EQ(b.cb.status, VN_C_NETNAME) << bad;
-        EXPECT_EQ(b.cb.nettype, 2) << bad;  // unchanged
+        EXPECT_EQ(+b.cb.status, VN_C_NETNAME) << bad;
+        EXPECT_EQ(+b.cb.nettype, 2) << bad;  // unchanged
     }
     std::memset(b.cb.work, 'a', 257);  // no terminator anywhere
     EXPECT_EQ(b.op(VN_OP_NETTYPE), -1);
-    EXPECT_EQ(b.cb.status, VN_C_NETNAME);
+    EXPECT_EQ(+b.cb.status, VN_C_NETNAME);
     b.setnet("SINGLE");
     iomode = 0;
 }

@@ -88,7 +88,7 @@ TEST_F(ModelTest, ParkingNeverLosesRecords) {
     for (int f = 0; f < kFiles; f++) {
         openfile(f);
         Block& b = *blocks[f];
-        EXPECT_EQ(b.cb.nrecs, 1 + model[f].size()) << f;
+        EXPECT_EQ(+b.cb.nrecs, 1 + model[f].size()) << f;
         for (const auto& [key, rec] : model[f]) EXPECT_EQ(lookup(b, key), rec) << f << " " << key;
     }
 }

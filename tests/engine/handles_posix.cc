@@ -85,7 +85,7 @@ TEST_F(EngineTest, MoreFilesThanHandles) {
     for (int f = 0; f < kFiles; f++) {
         Block b(names[f]);
         ASSERT_EQ(b.op(VN_OP_OPEN), 0);
-        EXPECT_EQ(b.cb.nrecs, 5u);
+        EXPECT_EQ(+b.cb.nrecs, 5u);
         for (int round = 0; round < 4; round++) EXPECT_TRUE(readkey(b, keyof(f, round))) << f << "/" << round;
     }
 }

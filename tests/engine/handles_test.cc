@@ -1,5 +1,6 @@
 // handles_test.cc - the open-file list: which file closelru parks, what
 // parking writes, and transparent reopening with the positions restored.
+#include <cstdio>
 #include <cstring>
 
 #include "engine/engine.h"
@@ -50,13 +51,13 @@ TEST_F(HandlesTest, LeastRecentlyUsedIsParkedFirst) {
     EXPECT_EQ(fhnode(&c.cb)->age, 0);
     ASSERT_EQ(closelru(0), 0);
     EXPECT_EQ(mode(a), OF_LIMBO);
-    EXPECT_EQ(a.cb.datfd, 0u);
-    EXPECT_EQ(a.cb.idxfd, 0u);
+    EXPECT_EQ(+a.cb.datfd, 0u);
+    EXPECT_EQ(+a.cb.idxfd, 0u);
     EXPECT_EQ(mode(b), OF_OPEN);
     // The next use reopens it and parks nothing else.
     EXPECT_EQ(readkey(a, "a2"), "a2");
     EXPECT_EQ(mode(a), OF_OPEN);
-    EXPECT_NE(a.cb.datfd, 0u);
+    EXPECT_NE(+a.cb.datfd, 0u);
     EXPECT_EQ(mode(b), OF_OPEN);
     EXPECT_EQ(mode(c), OF_OPEN);
     // Now b is the oldest; on equal ages the later node goes first.
@@ -73,10 +74,9 @@ TEST_F(HandlesTest, LockHoldersAndExclusiveFilesAreParkedOnlyByForce) {
     Block a(makefile("a", true)), b(makefile("b", true));
     fill(a, "a", 2);
     fill(b, "b", 2);
-    a.cb.datpos = 32;
-    a.cb.state |= VN_ST_CURRENT;
+    a.at(32);
     ASSERT_EQ(a.op(VN_OP_RLOCK), 0);
-    ASSERT_NE(a.cb.lockpos, 0u);
+    ASSERT_NE(+a.cb.lockpos, 0u);
     b.cb.mflags = VN_MF_EXCLUSIVE;
     ASSERT_EQ(b.op(VN_OP_END), 0);
     EXPECT_EQ(closelru(0), -1);
@@ -101,7 +101,7 @@ TEST_F(HandlesTest, LimbAllThenEveryFileReads) {
     EXPECT_EQ(fhlimball(), -1);
     for (Block* x : {&a, &b, &c}) {
         EXPECT_EQ(mode(*x), OF_LIMBO);
-        EXPECT_EQ(x->cb.datfd, 0u);
+        EXPECT_EQ(+x->cb.datfd, 0u);
     }
     EXPECT_EQ(readkey(b, "b5"), "b5");
     EXPECT_EQ(readkey(a, "a1"), "a1");
@@ -111,7 +111,7 @@ TEST_F(HandlesTest, LimbAllThenEveryFileReads) {
     ASSERT_EQ(a.write("a6"), 0);
     EXPECT_EQ(fhlimball(), -1);
     EXPECT_EQ(readkey(a, "a6"), "a6");
-    EXPECT_EQ(a.cb.nrecs, 7u);
+    EXPECT_EQ(+a.cb.nrecs, 7u);
 }
 
 TEST_F(HandlesTest, UnsharedParkingWritesTheHeaderButVfhlimboDoesNot) {
@@ -135,7 +135,7 @@ TEST_F(HandlesTest, UnsharedParkingWritesTheHeaderButVfhlimboDoesNot) {
     ASSERT_EQ(a.op(VN_OP_CLOSE), 0);
     Block again(dat);
     ASSERT_EQ(again.op(VN_OP_OPEN), 0);
-    EXPECT_EQ(again.cb.nrecs, 4u);
+    EXPECT_EQ(+again.cb.nrecs, 4u);
     EXPECT_EQ(readkey(again, "u1"), "u1");
 }
 
@@ -167,7 +167,7 @@ TEST_F(HandlesTest, ClosedBlockGivesEleven) {
         a.cb.state |= VN_ST_DIRTY;
         a.cb.nitems = 2;
         EXPECT_EQ(a.op(op), -1) << op;
-        EXPECT_EQ(a.cb.status, VN_E_REUSE) << op;
+        EXPECT_EQ(+a.cb.status, VN_E_REUSE) << op;
     }
     // A parked file closes without reopening trouble.
     Block b(makefile("y", true));
@@ -185,14 +185,14 @@ TEST_F(HandlesTest, ReopenFailureLeavesFileInLimbo) {
     std::string moved = tmp.path("moved.dat");
     ASSERT_EQ(std::rename(dat.c_str(), moved.c_str()), 0);
     EXPECT_EQ(a.op(VN_OP_END), -1);
-    EXPECT_EQ(a.cb.status, VN_E_DATOPEN);
+    EXPECT_EQ(+a.cb.status, VN_E_DATOPEN);
     EXPECT_EQ(mode(a), OF_LIMBO);
     ASSERT_EQ(std::rename(moved.c_str(), dat.c_str()), 0);
     std::string idx = tmp.path("r.idx");
     ASSERT_EQ(std::rename(idx.c_str(), moved.c_str()), 0);
     EXPECT_EQ(a.op(VN_OP_END), -1);
-    EXPECT_EQ(a.cb.status, VN_E_IDXOPEN);
-    EXPECT_EQ(a.cb.datfd, 0u);
+    EXPECT_EQ(+a.cb.status, VN_E_IDXOPEN);
+    EXPECT_EQ(+a.cb.datfd, 0u);
     ASSERT_EQ(std::rename(moved.c_str(), idx.c_str()), 0);
     EXPECT_EQ(readkey(a, "r2"), "r2");
 }
@@ -204,7 +204,7 @@ TEST_F(HandlesTest, CloseOfAnUnreopenableFileStillLeavesTheList) {
     ASSERT_EQ(vfhlimbo(&a.cb), 0);
     ASSERT_EQ(std::remove(dat.c_str()), 0);
     EXPECT_EQ(a.op(VN_OP_CLOSE), -1);
-    EXPECT_EQ(a.cb.status, VN_E_DATOPEN);
+    EXPECT_EQ(+a.cb.status, VN_E_DATOPEN);
     EXPECT_EQ(fhnode(&a.cb), nullptr);
-    EXPECT_EQ(a.cb.items, nullptr);
+    EXPECT_EQ(+a.cb.items, nullptr);
 }

@@ -2,6 +2,7 @@
 // process refuses another's rewrite but not its read, a file lock held in
 // one process makes another's write give up, and four processes appending
 // to one indexed file lose nothing.
+#include <cstdio>
 #include <cstring>
 #include <string>
 #include <vector>
@@ -42,8 +43,7 @@ TEST_F(EngineTest, RecordLockedInAnotherProcess) {
         childinit();
         Block c(dat);
         if (c.op(VN_OP_OPEN) != 0) return 1;
-        c.cb.datpos = 32;
-        c.cb.state |= VN_ST_CURRENT;
+        c.at(32);
         if (c.op(VN_OP_RLOCK) != 0) return 2;
         sig.childsays();
         sig.childhears();
@@ -56,12 +56,11 @@ TEST_F(EngineTest, RecordLockedInAnotherProcess) {
     ASSERT_EQ(b.readat(32), 0) << int(b.cb.status);
     EXPECT_EQ(b.buf[0], ' ');
     EXPECT_EQ(b.record().substr(0, 8), "record 1");
-    b.cb.datpos = 32;
-    b.cb.state |= VN_ST_CURRENT;
+    b.at(32);
     EXPECT_EQ(b.write("rewritten"), -1);
-    EXPECT_EQ(b.cb.status, VN_C_RLOCKED);
+    EXPECT_EQ(+b.cb.status, VN_C_RLOCKED);
     EXPECT_EQ(b.op(VN_OP_RLOCK), -1);
-    EXPECT_EQ(b.cb.status, VN_C_RLOCKED);
+    EXPECT_EQ(+b.cb.status, VN_C_RLOCKED);
     // The other record is free.
     b.cb.datpos = 64;
     EXPECT_EQ(b.op(VN_OP_RLOCK), 0);
@@ -69,7 +68,7 @@ TEST_F(EngineTest, RecordLockedInAnotherProcess) {
     EXPECT_EQ(coretest::waitexit(child), 0);
     // Gone with its process: the record is readable as it stands now.
     ASSERT_EQ(b.readat(32), -1);
-    EXPECT_EQ(b.cb.status, VN_C_DELETED);
+    EXPECT_EQ(+b.cb.status, VN_C_DELETED);
     EXPECT_EQ(coretest::readfile(dat).substr(32, 9), "Drecord 1");
 }
 
@@ -91,11 +90,11 @@ TEST_F(EngineTest, FileLockHeldInAnotherProcess) {
     b.cb.flockretry = 3;
     b.cb.datpos = 96;
     EXPECT_EQ(b.write("new record"), -1);
-    EXPECT_EQ(b.cb.status, VN_C_FLOCKED);
-    EXPECT_EQ(b.cb.flocked, 0);
+    EXPECT_EQ(+b.cb.status, VN_C_FLOCKED);
+    EXPECT_EQ(+b.cb.flocked, 0);
     Block late(dat);
     EXPECT_EQ(late.op(VN_OP_OPEN), -1);  // reading the header needs the lock
-    EXPECT_EQ(late.cb.status, VN_C_FLOCKED);
+    EXPECT_EQ(+late.cb.status, VN_C_FLOCKED);
     sig.parentsays();
     EXPECT_EQ(coretest::waitexit(child), 0);
     b.cb.datpos = 96;
@@ -127,7 +126,7 @@ TEST_F(EngineTest, FourProcessesAppendToOneIndexedFile) {
 
     Block b(dat);
     ASSERT_EQ(b.op(VN_OP_OPEN), 0) << int(b.cb.status);
-    EXPECT_EQ(b.cb.nrecs, 1u + kProcs * kEach);
+    EXPECT_EQ(+b.cb.nrecs, 1u + kProcs * kEach);
     EXPECT_EQ(coretest::readfile(dat).size(), 32u * (1 + kProcs * kEach));
     for (int p = 0; p < kProcs; p++) {
         for (int i = 0; i < kEach; i++) {

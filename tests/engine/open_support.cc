@@ -84,9 +84,13 @@ int32_t Block::write(const char* record) {
     return op(VN_OP_WRITE);
 }
 
-int32_t Block::readat(int32_t pos) {
+void Block::at(int32_t pos) {
     cb.datpos = pos;
     cb.state |= VN_ST_CURRENT;
+}
+
+int32_t Block::readat(int32_t pos) {
+    at(pos);
     return op(VN_OP_READ);
 }
 

@@ -43,7 +43,8 @@ struct Block {
     Block& operator=(const Block&) = delete;
     int32_t op(int opcode);             // filehandler with opcode
     int32_t write(const char* record);  // fills recbuf then operation 5
-    int32_t readat(int32_t pos);        // sets datpos, current bit, op 4
+    void at(int32_t pos);               // makes the record at pos current
+    int32_t readat(int32_t pos);        // at(pos), then operation 4
     void setnet(const char* name);      // operation 12, asserts success
     std::string record() const;         // recbuf as text without the newline
     char buf[512];                      // record buffer for the block

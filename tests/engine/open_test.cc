@@ -18,11 +18,11 @@ namespace {
 // An open that must fail: status, nothing entered, definition dropped.
 void expectrefused(Block& b, int opcode, int status) {
     EXPECT_EQ(b.op(opcode), -1);
-    EXPECT_EQ(b.cb.status, status);
+    EXPECT_EQ(+b.cb.status, status);
     EXPECT_EQ(fhnode(&b.cb), nullptr);
-    EXPECT_EQ(b.cb.items, nullptr);
-    EXPECT_EQ(b.cb.datfd, 0u);
-    EXPECT_EQ(b.cb.idxfd, 0u);
+    EXPECT_EQ(+b.cb.items, nullptr);
+    EXPECT_EQ(+b.cb.datfd, 0u);
+    EXPECT_EQ(+b.cb.idxfd, 0u);
 }
 
 }  // namespace
@@ -33,15 +33,15 @@ TEST_F(EngineTest, CreateWritesHeaderRecordAndIndexPage) {
     Block b(dat);
     b.cb.state = VN_ST_CURRENT;
     ASSERT_EQ(b.op(VN_OP_CREATE), 0) << int(b.cb.status);
-    EXPECT_EQ(b.cb.reclen, 32);
-    EXPECT_EQ(b.cb.nrecs, 1u);
-    EXPECT_EQ(b.cb.datpos, 32);
-    EXPECT_EQ(b.cb.nettype, 1);
-    EXPECT_EQ(b.cb.state & (VN_ST_CURRENT | VN_ST_DIRTY), VN_ST_DIRTY);
+    EXPECT_EQ(+b.cb.reclen, 32);
+    EXPECT_EQ(+b.cb.nrecs, 1u);
+    EXPECT_EQ(+b.cb.datpos, 32);
+    EXPECT_EQ(+b.cb.nettype, 1);
+    EXPECT_EQ(+b.cb.state & (VN_ST_CURRENT | VN_ST_DIRTY), VN_ST_DIRTY);
     EXPECT_STREQ(b.cb.idxname, tmp.path("new.idx").c_str());
     EXPECT_STREQ(b.cb.fidname, tmp.path("new.fid").c_str());
-    ASSERT_NE(b.cb.work, nullptr);
-    for (int i = 0; i < 257; i++) ASSERT_EQ(b.cb.work[i], 0);
+    ASSERT_NE(+b.cb.work, nullptr);
+    for (int i = 0; i < 257; i++) ASSERT_EQ(+b.cb.work[i], 0);
     ASSERT_NE(fhnode(&b.cb), nullptr);
     EXPECT_EQ(fhnode(&b.cb)->mode, OF_OPEN);
     EXPECT_EQ(readfile(dat), " 00000001" + std::string(22, ' ') + "\n");
@@ -49,11 +49,11 @@ TEST_F(EngineTest, CreateWritesHeaderRecordAndIndexPage) {
     ASSERT_EQ(idx.size(), 384u);  // one page for a 10-byte key
     EXPECT_EQ(idx.substr(0, 4), std::string("TKF\0", 4));
     EXPECT_EQ(b.op(VN_OP_READ), -1);  // nothing to read yet
-    EXPECT_EQ(b.cb.status, VN_C_NOREC);
+    EXPECT_EQ(+b.cb.status, VN_C_NOREC);
     EXPECT_EQ(b.op(VN_OP_CLOSE), 0);
     EXPECT_EQ(fhnode(&b.cb), nullptr);
-    EXPECT_EQ(b.cb.items, nullptr);
-    EXPECT_EQ(b.cb.index, nullptr);
+    EXPECT_EQ(+b.cb.items, nullptr);
+    EXPECT_EQ(+b.cb.index, nullptr);
 }
 
 TEST_F(EngineTest, CreateReplacesOldData) {
@@ -74,13 +74,13 @@ TEST_F(EngineTest, OpenReadsHeader) {
     Block b(dat);
     b.cb.fflags = VN_FF_NOKEY;  // deferred index loading is cleared again
     ASSERT_EQ(b.op(VN_OP_OPEN), 0) << int(b.cb.status);
-    EXPECT_EQ(b.cb.nrecs, 4u);
-    EXPECT_EQ(b.cb.datpos, 32);
+    EXPECT_EQ(+b.cb.nrecs, 4u);
+    EXPECT_EQ(+b.cb.datpos, 32);
     EXPECT_TRUE(b.cb.state & VN_ST_CURRENT);
     EXPECT_FALSE(b.cb.fflags & VN_FF_NOKEY);
-    EXPECT_EQ(b.cb.curkey, 0);
-    EXPECT_EQ(b.cb.flocked, 0);
-    EXPECT_EQ(b.cb.nettype, 1);
+    EXPECT_EQ(+b.cb.curkey, 0);
+    EXPECT_EQ(+b.cb.flocked, 0);
+    EXPECT_EQ(+b.cb.nettype, 1);
     ASSERT_EQ(b.op(VN_OP_CLOSE), 0);
 
     // A 'V' in the header makes the file variable-length whatever the
@@ -156,12 +156,12 @@ TEST_F(EngineTest, SequentialFileHasNoStructure) {
     std::strcpy(b.cb.fidname, "*SEQ");
     b.cb.reclen = 4;
     ASSERT_EQ(b.op(VN_OP_OPEN), 0) << int(b.cb.status);
-    EXPECT_EQ(b.cb.datpos, 0);
-    EXPECT_EQ(b.cb.nitems, 0);
+    EXPECT_EQ(+b.cb.datpos, 0);
+    EXPECT_EQ(+b.cb.nitems, 0);
     EXPECT_EQ(b.op(VN_OP_END), 0);
-    EXPECT_EQ(b.cb.datpos, 12);
+    EXPECT_EQ(+b.cb.datpos, 12);
     EXPECT_EQ(b.op(VN_OP_SETKEY), -1);
-    EXPECT_EQ(b.cb.status, VN_C_NOTAPPLY);
+    EXPECT_EQ(+b.cb.status, VN_C_NOTAPPLY);
     EXPECT_EQ(b.op(VN_OP_CLOSE), 0);
     EXPECT_EQ(readfile(dat), "hello world\n");
 }
@@ -172,22 +172,22 @@ TEST_F(EngineTest, SetKeyChecksAndSelects) {
     ASSERT_EQ(b.op(VN_OP_OPEN), 0) << int(b.cb.status);
     b.cb.reqkey = 2;
     EXPECT_EQ(b.op(VN_OP_SETKEY), -1);
-    EXPECT_EQ(b.cb.status, VN_E_KEYNO);
+    EXPECT_EQ(+b.cb.status, VN_E_KEYNO);
     b.cb.reqkey = -1;
     EXPECT_EQ(b.op(VN_OP_SETKEY), -1);
-    EXPECT_EQ(b.cb.status, VN_E_KEYNO);
+    EXPECT_EQ(+b.cb.status, VN_E_KEYNO);
     b.cb.reqkey = 0;
     ASSERT_EQ(b.op(VN_OP_SETKEY), 0);
     EXPECT_TRUE(b.cb.fflags & VN_FF_NOKEY);
-    EXPECT_EQ(b.cb.curkey, 0);
+    EXPECT_EQ(+b.cb.curkey, 0);
     // Key 1 is selected: the current record's key, last byte raised by one.
     std::memset(b.buf, ' ', 32);
     std::memcpy(b.buf + 1, "ABCDEFGHIJ", 10);
     b.cb.reqkey = 1;
     ASSERT_EQ(b.op(VN_OP_SETKEY), 0);
     EXPECT_FALSE(b.cb.fflags & VN_FF_NOKEY);
-    EXPECT_EQ(b.cb.curkey, 0);
-    ASSERT_NE(b.cb.index, nullptr);
+    EXPECT_EQ(+b.cb.curkey, 0);
+    ASSERT_NE(+b.cb.index, nullptr);
     EXPECT_EQ(std::string(b.cb.index->keybuf, 10), "ABCDEFGHIK");
     b.cb.mflags = VN_MF_STAY;
     ASSERT_EQ(b.op(VN_OP_SETKEY), 0);
@@ -202,14 +202,29 @@ TEST_F(EngineTest, EndPositions) {
     b.setnet("SINGLE");
     b.cb.nrecs = 5;  // unshared: the count in the block is the one used
     ASSERT_EQ(b.op(VN_OP_END), 0);
-    EXPECT_EQ(b.cb.datpos, 160);
+    EXPECT_EQ(+b.cb.datpos, 160);
     EXPECT_TRUE(b.cb.state & VN_ST_CURRENT);
     b.cb.state |= VN_ST_THREAD;
     EXPECT_EQ(b.op(VN_OP_END), -1);
-    EXPECT_EQ(b.cb.status, VN_C_NOTAPPLY);
+    EXPECT_EQ(+b.cb.status, VN_C_NOTAPPLY);
     b.cb.state &= ~VN_ST_THREAD;
     b.cb.reqkey = 0;
     ASSERT_EQ(b.op(VN_OP_SETKEY), 0);
     ASSERT_EQ(b.op(VN_OP_END), 0);  // physical order: the data file's end
-    EXPECT_EQ(b.cb.datpos, 32);
+    EXPECT_EQ(+b.cb.datpos, 32);
+}
+
+TEST_F(EngineTest, OverlongNamesAreRefusedNotOverrun) {
+    Block b("");
+    std::memset(b.cb.datname, 'a', sizeof b.cb.datname);  // no terminator
+    expectrefused(b, VN_OP_OPEN, VN_E_FIDOPEN);
+    std::memset(b.cb.fidname, 0, sizeof b.cb.fidname);
+    expectrefused(b, VN_OP_CREATE, VN_E_FIDOPEN);
+    EXPECT_EQ(+b.cb.idxname[0], '\0');
+
+    // A 258-character name leaves no room for the companion's extension.
+    std::string longname = tmp.path(std::string(258 - tmp.path("").size(), 'n'));
+    ASSERT_EQ(longname.size(), 258u);
+    Block c(longname);
+    expectrefused(c, VN_OP_OPEN, VN_E_FIDOPEN);
 }
