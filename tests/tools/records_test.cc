@@ -1,0 +1,276 @@
+// records_test.cc - load, dump, get and delete against a simple model of
+// the file: random customers with repeated codes (a repeated primary key
+// rewrites the record), a thread of the large amounts, and deletions, for
+// fixed- and variable-length records.
+#include <algorithm>
+#include <map>
+#include <random>
+
+#include "fidtext.h"
+#include "tooltest.h"
+
+namespace {
+
+const unsigned CODELEN = 8, NAMELEN = 12, TAGLEN = 5;
+
+struct Row {
+    std::string code, name, amount, tags[3];
+};
+
+std::string cut(const std::string& s, size_t n) {
+    std::string v = s.substr(0, n);
+    v.erase(v.find_last_not_of(' ') + 1);
+    return v;
+}
+
+// Bytes a variable-length record takes: status byte, four length digits,
+// each field without its trailing blanks and a tab after a shortened one
+// (the link item is kept whole and comes last), and the newline.
+size_t packedlen(const Row& r) {
+    size_t n = 5 + 7 + 4 + 1;
+    auto field = [&n](const std::string& v, size_t len) {
+        size_t used = cut(v, len).size();
+        n += used + (used < len ? 1 : 0);
+    };
+    field(r.code, CODELEN);
+    field(r.name, NAMELEN);
+    for (const std::string& t : r.tags) field(t, TAGLEN);
+    return n;
+}
+
+// What the file should hold: records in physical order, the thread newest
+// first, the deleted codes.  In a variable-length file a rewrite of
+// another length deletes the old record and adds the new one at the end.
+struct Model {
+    bool variable = false;
+    std::vector<Row> rows;
+    std::vector<bool> deleted;
+    std::vector<std::string> thread;  // codes
+
+    static bool inthread(const Row& r) { return std::stol(r.amount) > 500; }
+    int find(const std::string& code) const {
+        for (size_t i = 0; i < rows.size(); ++i)
+            if (!deleted[i] && rows[i].code == code) return static_cast<int>(i);
+        return -1;
+    }
+    void unlink(const std::string& code) {
+        thread.erase(std::remove(thread.begin(), thread.end(), code), thread.end());
+    }
+    void write(const Row& r) {
+        int at = find(r.code);
+        if (at >= 0 && variable && packedlen(rows[at]) != packedlen(r)) {
+            remove(r.code);
+            at = -1;
+        }
+        bool was = at >= 0 && inthread(rows[at]);
+        if (at < 0) {
+            rows.push_back(r);
+            deleted.push_back(false);
+        } else {
+            rows[at] = r;
+        }
+        if (inthread(r) && !was) thread.insert(thread.begin(), r.code);
+        if (!inthread(r) && was) unlink(r.code);
+    }
+    // The CSV dump lines of the records not deleted, in physical order.
+    std::vector<std::string> active() const;
+    void remove(const std::string& code) {
+        deleted[find(code)] = true;
+        unlink(code);
+    }
+};
+
+std::string pad(const std::string& s, size_t n) { return (s + std::string(n, ' ')).substr(0, n); }
+
+// The CSV line dump writes for a row (values cut to their items).
+std::string dumpline(const Row& r) {
+    std::string s = r.code + "," + cut(r.name, NAMELEN) + "," + r.amount;
+    for (const std::string& t : r.tags) s += "," + cut(t, TAGLEN);
+    return s;
+}
+
+std::vector<std::string> Model::active() const {
+    std::vector<std::string> out;
+    for (size_t i = 0; i < rows.size(); ++i)
+        if (!deleted[i]) out.push_back(dumpline(rows[i]));
+    return out;
+}
+
+class Records : public ToolTest, public testing::WithParamInterface<unsigned> {
+protected:
+    void SetUp() override {
+        ToolTest::SetUp();
+        // Items start at 4: a variable-length record keeps its length there.
+        std::vector<TItem> items{{"CODE", 'C', 'L', 4, CODELEN, 1},
+                                 {"NAME", 'C', 'L', 12, NAMELEN, 1},
+                                 {"AMOUNT", 'N', 'R', 24, 7, 1},
+                                 {"TAGS", 'C', 'L', 31, TAGLEN, 3},
+                                 {"LINK", 'C', 'L', 46, 4, 1}};
+        std::vector<TKey> keys{{"CODE", {{4, CODELEN, 0}}}, {"NAME", {{12, NAMELEN, 0}}}};
+        write("c.txt", textfid(50, GetParam(), items, keys, {"LINK, AMOUNT > 500"}));
+        ASSERT_EQ(velnor({"fid", "compile", "c.txt", "c.fid"}).code, 0);
+    }
+
+    std::vector<Row> randomrows(unsigned n, unsigned seed) {
+        std::mt19937 rng(seed);
+        auto word = [&](int lo, int hi) {
+            static const char chars[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789";
+            std::string s;
+            int len = lo + static_cast<int>(rng() % (hi - lo + 1));
+            for (int i = 0; i < len; ++i) s += chars[rng() % 36];
+            return s;
+        };
+        std::vector<Row> rows;
+        for (unsigned i = 0; i < n; ++i) {
+            Row r;
+            // One in five codes repeats an earlier one: a rewrite.
+            r.code = !rows.empty() && rng() % 5 == 0 ? rows[rng() % rows.size()].code : word(1, 8);
+            r.name = word(1, 6) + (rng() % 2 ? " " + word(1, 8) : "");
+            r.amount = std::to_string(rng() % 1000);
+            for (std::string& t : r.tags) t = rng() % 3 ? word(0, 7) : "";
+            rows.push_back(r);
+        }
+        return rows;
+    }
+
+    std::string csv(const std::vector<Row>& rows) {
+        std::string s = "CODE,NAME,AMOUNT,TAGS[1],TAGS[2],TAGS[3]\n";
+        for (const Row& r : rows)
+            s += r.code + "," + r.name + "," + r.amount + "," + r.tags[0] + "," + r.tags[1] + "," +
+                 r.tags[2] + "\n";
+        return s;
+    }
+
+    // The data lines of a CSV dump.
+    std::vector<std::string> dump(std::vector<std::string> args) {
+        std::vector<std::string> all{"dump", "c.dat", "--format", "csv", "--items",
+                                     "CODE,NAME,AMOUNT,TAGS"};
+        all.insert(all.end(), args.begin(), args.end());
+        RunResult r = velnor(all);
+        EXPECT_EQ(r.code, 0) << r.err;
+        std::vector<std::string> l = lines(r.out);
+        if (!l.empty()) l.erase(l.begin());
+        return l;
+    }
+};
+
+}  // namespace
+
+TEST_P(Records, LoadDumpGetDeleteFollowTheModel) {
+    Model m;
+    m.variable = GetParam() == 1;
+    std::vector<Row> rows = randomrows(400, 7 + GetParam());
+    for (const Row& r : rows) m.write(r);
+    write("in.csv", csv(rows));
+    RunResult load = velnor({"load", "c.dat", "--csv", "in.csv", "--create"});
+    ASSERT_EQ(load.code, 0) << load.err;
+    EXPECT_NE(load.out.find("Loaded 400 records"), std::string::npos) << load.out;
+    EXPECT_NE(load.err.find("longer than their items and were cut"), std::string::npos);
+    EXPECT_EQ(load.err.find('\r'), std::string::npos) << "progress drawn off a terminal";
+
+    // Physical order.
+    EXPECT_EQ(dump({}), m.active());
+
+    // Key 1 and key 2 order: the padded key bytes, the primary key appended.
+    std::vector<Row> live;
+    for (size_t i = 0; i < m.rows.size(); ++i)
+        if (!m.deleted[i]) live.push_back(m.rows[i]);
+    std::vector<std::string> want;
+    auto bykey1 = [](const Row& a, const Row& b) { return pad(a.code, CODELEN) < pad(b.code, CODELEN); };
+    auto bykey2 = [](const Row& a, const Row& b) {
+        return pad(a.name, NAMELEN) + pad(a.code, CODELEN) < pad(b.name, NAMELEN) + pad(b.code, CODELEN);
+    };
+    std::sort(live.begin(), live.end(), bykey1);
+    want.clear();
+    for (const Row& r : live) want.push_back(dumpline(r));
+    EXPECT_EQ(dump({"--key", "1"}), want);
+    std::sort(live.begin(), live.end(), bykey2);
+    want.clear();
+    for (const Row& r : live) want.push_back(dumpline(r));
+    EXPECT_EQ(dump({"--key", "2"}), want);
+
+    // The thread, newest first.
+    std::vector<std::string> got;
+    for (const std::string& l : dump({"--thread", "1"})) got.push_back(l.substr(0, l.find(',')));
+    EXPECT_EQ(got, m.thread);
+
+    // Prefix lookups by name, exact lookups by code.
+    for (int i = 0; i < 6; ++i) {
+        const Row& pick = live[(i * 61) % live.size()];
+        std::string prefix = pick.name.substr(0, 1 + i % 3);
+        want.clear();
+        for (const Row& r : live)
+            if (pad(r.name, NAMELEN).compare(0, prefix.size(), prefix) == 0) want.push_back(dumpline(r));
+        RunResult get = velnor({"get", "c.dat", "--key", "2", prefix, "--format", "csv", "--items",
+                                "CODE,NAME,AMOUNT,TAGS"});
+        ASSERT_EQ(get.code, 0) << get.err;
+        std::vector<std::string> l = lines(get.out);
+        l.erase(l.begin());
+        EXPECT_EQ(l, want) << prefix;
+        RunResult exact = velnor({"get", "c.dat", pick.code, "--exact", "--format", "csv",
+                                  "--items", "CODE,NAME,AMOUNT,TAGS"});
+        ASSERT_EQ(exact.code, 0) << exact.err;
+        EXPECT_EQ(lines(exact.out).at(1), dumpline(m.rows[m.find(pick.code)]));
+        EXPECT_EQ(lines(exact.out).size(), 2u);
+    }
+
+    // Deletions: gone from every order and from the thread, marked D in place.
+    std::vector<std::string> gone;
+    for (size_t i = 0; i < m.rows.size() && gone.size() < 12; i += 23) gone.push_back(m.rows[i].code);
+    gone.push_back(m.thread.front());
+    for (const std::string& code : gone) {
+        if (m.find(code) < 0) continue;
+        RunResult d = velnor({"delete", "c.dat", code});
+        ASSERT_EQ(d.code, 0) << code << ": " << d.err;
+        EXPECT_EQ(d.out, "Deleted 1 record.\n");
+        m.remove(code);
+    }
+    RunResult again = velnor({"delete", "c.dat", gone[0]});
+    EXPECT_EQ(again.code, 1);
+    EXPECT_NE(again.err.find("no record whose key 1 is"), std::string::npos) << again.err;
+    RunResult nomatch = velnor({"get", "c.dat", gone[0], "--exact"});
+    EXPECT_EQ(nomatch.code, 1);
+    EXPECT_TRUE(nomatch.out.empty()) << nomatch.out;
+
+    std::vector<std::string> withmarks;
+    long ndeleted = 0;
+    for (size_t i = 0; i < m.rows.size(); ++i) {
+        withmarks.push_back((m.deleted[i] ? "D," : ",") + dumpline(m.rows[i]));
+        ndeleted += m.deleted[i];
+    }
+    EXPECT_EQ(dump({}), m.active());
+    EXPECT_EQ(dump({"--deleted"}), withmarks);
+    got.clear();
+    for (const std::string& l : dump({"--thread", "1"})) got.push_back(l.substr(0, l.find(',')));
+    EXPECT_EQ(got, m.thread);
+
+    RunResult info = velnor({"info", "c.dat"});
+    ASSERT_EQ(info.code, 0) << info.err;
+    std::string counts = "Records: " + std::to_string(m.rows.size()) + " in the header count; " +
+                         std::to_string(m.rows.size() - ndeleted) + " active, " +
+                         std::to_string(ndeleted) + " deleted";
+    EXPECT_NE(info.out.find(counts), std::string::npos) << info.out;
+    EXPECT_NE(info.out.find("Indexed on 2 keys."), std::string::npos) << info.out;
+    EXPECT_EQ(info.out.find("Variable-length records.") != std::string::npos, GetParam() == 1);
+}
+
+TEST_P(Records, AppendingLoadsAddToTheFile) {
+    Model m;
+    m.variable = GetParam() == 1;
+    std::vector<Row> first = randomrows(50, 1), second = randomrows(50, 2);
+    for (const Row& r : first) m.write(r);
+    for (const Row& r : second) m.write(r);
+    write("a.csv", csv(first));
+    write("b.csv", csv(second));
+    ASSERT_EQ(velnor({"load", "c.dat", "--csv", "a.csv", "--create"}).code, 0);
+    RunResult twice = velnor({"load", "c.dat", "--csv", "b.csv", "--create"});
+    EXPECT_EQ(twice.code, 1) << "--create must not replace a file";
+    EXPECT_NE(twice.err.find("already exists"), std::string::npos) << twice.err;
+    ASSERT_EQ(velnor({"load", "c.dat", "--csv", "b.csv", "--network", "ibmnet"}).code, 0);
+    EXPECT_EQ(dump({}), m.active());
+}
+
+INSTANTIATE_TEST_SUITE_P(FixedAndVariable, Records, testing::Values(0u, 1u),
+                         [](const testing::TestParamInfo<unsigned>& p) {
+                             return p.param ? "Variable" : "Fixed";
+                         });
