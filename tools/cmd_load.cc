@@ -93,11 +93,11 @@ long runload(const LoadOptions& opt, std::FILE* out) {
         Definition def(opt.file.fid.empty() ? derivedname(opt.file.path, ".fid") : opt.file.fid);
         mapheader(header, def.cb(), csv.path);
     }
+    long rows = checkrows(csv, header.size());
     RecordFile f(opt.file, opt.create);
     FHCB* cb = f.cb();
     if (cb->nitems == 0) fail(f.path(), "the file has no definition to name items by");
     std::vector<Column> map = mapheader(header, cb, csv.path);
-    long rows = checkrows(csv, map.size());
 
     bool keyed = cb->nkeys > 0;
     if (!keyed) {
