@@ -33,15 +33,6 @@ protected:
     }
 };
 
-TEST_F(PageCacheTest, StartsEmptyAndStops) {
-    EXPECT_EQ(pgcache.capacity, PGCACHE_SLOTS);
-    EXPECT_EQ(pgcache.used, 0);
-    ASSERT_NE(pgcache.slots, nullptr);
-    pgcachefree();
-    EXPECT_EQ(pgcache.slots, nullptr);
-    EXPECT_EQ(pgcacheinit(), 0);
-}
-
 TEST_F(PageCacheTest, APageReadTwiceComesFromTheDiskOnce) {
     IdxFile f(path("a.idx"), {{{5, 0}}});
     ASSERT_EQ(f.create(), 0);
