@@ -144,6 +144,13 @@ OpenFile* fhnode(const FHCB* cb) {
 }
 
 int32_t fhenter(FHCB* cb, uint32_t openflags) {
+    // A block opened again without a close keeps its one node.
+    if (OpenFile* node = fhnode(cb)) {
+        node->mode = OF_OPEN;
+        node->openflags = openflags;
+        node->age = 0;
+        return 0;
+    }
     OpenFile* node = nullptr;
     if (openfiles != nullptr) node = static_cast<OpenFile*>(globalmalloc(sizeof(OpenFile)));
     if (node == nullptr) {
