@@ -67,8 +67,9 @@ void abandon(FHCB* cb, bool loaded) {
 }
 
 // Opens an existing file once read-write, then once read-only (a read-only
-// file is then used in read-only mode), then through the handle cache.
-int32_t openexisting(FHCB* cb, const char* path, uint32_t* flags) {
+// file keeps the read-only flags for its reopening), then through the
+// handle cache.
+int32_t openexisting(const char* path, uint32_t* flags) {
     int32_t h = osopen(path, *flags, 0);
     if (h >= 1) return h;
     if (*flags & VN_O_RDWR) {
@@ -76,7 +77,6 @@ int32_t openexisting(FHCB* cb, const char* path, uint32_t* flags) {
         h = osopen(path, rdonly, 0);
         if (h >= 1) {
             *flags = rdonly;
-            cb->mflags |= VN_MF_READONLY;
             return h;
         }
     }
@@ -211,7 +211,7 @@ int32_t fhopenfiles(FHCB* cb) {
     cb->datfd = 0;
     cb->idxfd = 0;
     if (!(cb->fflags & VN_FF_NODATA)) {
-        int32_t h = openexisting(cb, cb->datname, &flags);
+        int32_t h = openexisting(cb->datname, &flags);
         if (h < 1) {
             cb->status = VN_E_DATOPEN;
             return -1;

@@ -2,6 +2,7 @@
 // file, the state an open leaves, and refusal of missing, mismatched and
 // damaged files with the right status and nothing left behind.
 #include <cstring>
+#include <filesystem>
 
 #include "engine/engine.h"
 #include "engine/handles.h"
@@ -227,4 +228,20 @@ TEST_F(EngineTest, OverlongNamesAreRefusedNotOverrun) {
     ASSERT_EQ(longname.size(), 258u);
     Block c(longname);
     expectrefused(c, VN_OP_OPEN, VN_E_FIDOPEN);
+}
+
+TEST_F(EngineTest, ReadOnlyDataFileOpensForReading) {
+    std::string dat = makefile("ro", false);
+    std::string rec = " " + std::string(30, 'r') + "\n";
+    writefile(dat, " 00000002" + std::string(22, ' ') + "\n" + rec);
+    std::filesystem::permissions(dat, std::filesystem::perms::owner_read | std::filesystem::perms::group_read,
+                                 std::filesystem::perm_options::replace);
+    Block b(dat);
+    ASSERT_EQ(b.op(VN_OP_OPEN), 0) << int(b.cb.status);
+    ASSERT_EQ(b.readat(32), 0) << int(b.cb.status);
+    EXPECT_EQ(b.record(), std::string(30, 'r'));
+    ASSERT_EQ(vfhlimbo(&b.cb), 0);
+    ASSERT_EQ(b.readat(32), 0) << int(b.cb.status);  // reopened read-only again
+    ASSERT_EQ(b.op(VN_OP_CLOSE), 0);
+    std::filesystem::permissions(dat, std::filesystem::perms::owner_all, std::filesystem::perm_options::replace);
 }
