@@ -161,6 +161,31 @@ TEST_F(Layout, ShorterVariableRewriteLeavesDeletedCopyAndAppends) {
     EXPECT_EQ(g.rec().substr(4, 12), "A1        AL");
 }
 
+TEST_F(Layout, SequentialFileWithoutDefinitionIsPlainPieces) {
+    File f(tmp.path("plain.txt"));
+    std::strcpy(f.cb.fidname, "*SEQ");
+    f.cb.reclen = 6;
+    ASSERT_EQ(f.create(), 0) << int(f.cb.status);
+    for (const char* piece : {"abcde\n", "fghij\n", "klmno\n"}) {
+        std::memcpy(f.buf.data(), piece, 6);
+        ASSERT_EQ(f.op(VN_OP_WRITE), 0) << int(f.cb.status);
+    }
+    EXPECT_EQ(+f.cb.datpos, 18);
+    EXPECT_EQ(bytes(f.cb.datname), "abcde\nfghij\nklmno\n");
+    f.cb.datpos = 6;
+    f.cb.state |= VN_ST_CURRENT;  // as open leaves it
+    ASSERT_EQ(f.read(), 0) << int(f.cb.status);
+    EXPECT_EQ(std::string(f.buf.data(), 6), "fghij\n");
+    EXPECT_EQ(+f.cb.datpos, 12);
+    ASSERT_EQ(f.op(VN_OP_BACKSP), 0);
+    ASSERT_EQ(f.op(VN_OP_BACKSP), 0);
+    EXPECT_EQ(+f.cb.datpos, 0);
+    EXPECT_EQ(f.op(VN_OP_BACKSP), -1);
+    EXPECT_EQ(f.cb.status, VN_C_NOREC);
+    EXPECT_EQ(f.posn("x"), -1);
+    EXPECT_EQ(f.cb.status, VN_C_NOTAPPLY);
+}
+
 TEST_F(Layout, HashedFileWritesAndFindsByKey) {
     Def d = people(2);
     d.hashrecs = 281;
