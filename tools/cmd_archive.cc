@@ -1,6 +1,7 @@
 // cmd_archive.cc - velnor archive add|extract|list|delete: a front over the
 // library's archiver, with its listing and messages on the terminal, its
 // overwrite question asked there, and a progress line while it works.
+#include <cctype>
 #include <csignal>
 #include <cstring>
 #include <filesystem>
@@ -127,6 +128,16 @@ void runarchive(const ArchiveOptions& opt, std::FILE* out) {
         std::filesystem::create_directories(opt.target, ec);
         if (ec) fail(opt.target, "cannot make the folder: " + ec.message());
     }
+    // The archiver lowers every name; say so where that changes one.
+    auto lowered = [](std::string s) {
+        for (char& c : s) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+        return s;
+    };
+    std::vector<std::string> names = opt.files;
+    names.push_back(opt.archive);
+    for (const std::string& name : names)
+        if (lowered(name) != name)
+            warn("the archiver takes names in lower case: " + name + " is used as " + lowered(name));
     ProgressBar bar(opt.action == "list" ? "" : opt.archive);
     run = Run{};
     run.out = out;
