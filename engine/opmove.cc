@@ -135,7 +135,7 @@ void opposn(FHCB* cb) {
     }
     if (cb->fflags & VN_FF_HASHED)
         posnhash(cb);
-    else if (activekey(cb) && cb->index)
+    else if (activekey(cb) && cb->index && cb->curkey >= 0 && cb->curkey < nindexes(cb))
         posnkey(cb);
     else if (cb->state & VN_ST_THREAD)
         posnthread(cb);

@@ -22,7 +22,7 @@ void eachfield(const FHCB* cb, F&& f) {
             int32_t start = it.offset + k * it.length;
             int32_t end = start + it.length;
             if (end > last) end = last;
-            if (end <= cursor) continue;
+            if (end <= cursor || start >= end) continue;
             if (start < cursor) start = cursor;
             const bool lastfield = (i == cb->nitems - 1) && (k == it.occurs - 1);
             f(it, start, end, lastfield);

@@ -95,3 +95,25 @@ TEST_F(Damage, PackedRecordWithoutTabsOrNewlineStaysInItsFields) {
 
 }  // namespace
 }  // namespace rectest
+
+namespace rectest {
+namespace {
+
+TEST_F(Damage, ItemsOverlappingOrPastTheRecordPackSafely) {
+    Def d = people(1);
+    d.items.push_back({"OVER", 'C', 8, 12});    // overlaps ID and NAME
+    d.items.push_back({"PAST", 'C', 29, 40});   // runs past the record
+    File f(define("o", d));
+    if (f.create() != 0) return;  // a loader may refuse such a definition
+    f.set("");
+    f.put(f.cb.items[0].offset, "A1");
+    f.put(f.cb.items[1].offset, "ALICE");
+    ASSERT_EQ(f.op(VN_OP_WRITE), 0) << int(f.cb.status);
+    ASSERT_EQ(f.posn("A1"), 0);
+    ASSERT_EQ(f.read(), 0) << int(f.cb.status);
+    EXPECT_EQ(f.rec().substr(4, 15), "A1        ALICE");
+    EXPECT_EQ(f.buf[f.cb.reclen - 1], '\n');
+}
+
+}  // namespace
+}  // namespace rectest
