@@ -67,11 +67,11 @@ int32_t idxdelete(FHCB* cb, int index, uint32_t pos) {
     if (shared && hdrread(cb, 0) < 0) return -1;
     c.page = 0;
     int32_t r = btfind(cb, index, SRCH_EQUAL, false);
-    if (r < 0) return -1;
+    if (r < 0) return btstatus(cb, -1);
     if (r == 0 || pgptr(c.img, c.slot) != pos) {
         cb->status = VN_E_INDEX;
         return -1;
     }
     r = removeat(cb, index);
-    return idxsync(cb, r);
+    return btstatus(cb, idxsync(cb, r));
 }

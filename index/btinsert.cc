@@ -119,7 +119,7 @@ int32_t idxinsert(FHCB* cb, int index, uint32_t pos) {
     if (st->root[index]) {
         bool resume = !shared && c.page != 0 && pgisleaf(c.img);
         int32_t r = btfind(cb, index, SRCH_NEXT, resume);
-        if (r < 0) return -1;
+        if (r < 0) return btstatus(cb, -1);
         if (r > 0) {
             slot = c.slot;
             c.atend = 0;
@@ -128,7 +128,7 @@ int32_t idxinsert(FHCB* cb, int index, uint32_t pos) {
         }
     } else {
         uint32_t page = pagenew(cb, index);
-        if (page == 0) return -1;
+        if (page == 0) return btstatus(cb, -1);
         st->root[index] = page;
         st->dirty = 1;
         memset(c.img, 0, st->pagesize);
@@ -140,5 +140,5 @@ int32_t idxinsert(FHCB* cb, int index, uint32_t pos) {
         c.slot = 0;
     }
     int32_t r = insertat(cb, index, slot, pos, reinterpret_cast<const uint8_t*>(st->keybuf));
-    return idxsync(cb, r);
+    return btstatus(cb, idxsync(cb, r));
 }

@@ -24,6 +24,11 @@ inline int32_t btcorrupt(FHCB* cb) {
     return -1;
 }
 
+// An operation that failed in the page cache reports the cache's cause
+// (23 read, 24 write, 30 lock), so the failure is never mistaken for
+// success.  Passes r on.
+int32_t btstatus(FHCB* cb, int32_t r);
+
 // Fills the key buffer with the lowest or highest key of index.
 void keylimit(FHCB* cb, int index, bool highest);
 

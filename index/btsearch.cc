@@ -169,6 +169,11 @@ int32_t btfind(FHCB* cb, int index, int mode, bool resume) {
     }
 }
 
+int32_t btstatus(FHCB* cb, int32_t r) {
+    if (r < 0 && cb->status == 0) cb->status = static_cast<uint8_t>(cacheerror ? cacheerror : VN_E_IDXWRITE);
+    return r;
+}
+
 int32_t idxsearch(FHCB* cb, int index, int mode) {
     IdxState* st = cb->index;
     IdxCursor* c = &st->cursor[index];
@@ -180,7 +185,7 @@ int32_t idxsearch(FHCB* cb, int index, int mode) {
     if (shared && hdrread(cb, 0) < 0) return -1;
     bool resume = !shared && c->page != 0 && pgisleaf(c->img);
     int32_t r = btfind(cb, index, mode, resume);
-    if (r <= 0) return r;
+    if (r <= 0) return btstatus(cb, r);
     unsigned k = st->keylen[index];
     memcpy(st->keybuf, pgkey(c->img, c->cap, k, c->slot), k);
     st->keybuf[k] = 0;

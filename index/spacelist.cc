@@ -4,6 +4,7 @@
 // index 0.
 #include <cstring>
 
+#include "index/btint.h"
 #include "index/idxfile.h"
 #include "index/idxpage.h"
 #include "index/pagecache.h"
@@ -21,9 +22,7 @@ unsigned spacecount(const IdxState* st, const uint8_t* img) {
     return n < spacecap(st) ? n : spacecap(st);
 }
 
-}  // namespace
-
-int32_t spaceadd(FHCB* cb, uint32_t pos, uint16_t len) {
+int32_t addentry(FHCB* cb, uint32_t pos, uint16_t len) {
     IdxState* st = cb->index;
     IdxCursor& c = st->cursor[0];
     uint8_t* img = c.img;
@@ -53,6 +52,10 @@ int32_t spaceadd(FHCB* cb, uint32_t pos, uint16_t len) {
     if (idxsync(cb, 0) < 0) return -1;
     return pgwrite(cb, 0, page);
 }
+
+}  // namespace
+
+int32_t spaceadd(FHCB* cb, uint32_t pos, uint16_t len) { return btstatus(cb, addentry(cb, pos, len)); }
 
 uint32_t spacetake(FHCB* cb, uint16_t len) {
     IdxState* st = cb->index;

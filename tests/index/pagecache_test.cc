@@ -153,7 +153,7 @@ TEST_F(PageCacheTest, AShortReadIsRetriedAHundredTimesWithOneReopen) {
     EXPECT_EQ(idxsearch(&f.cb, 0, SRCH_EQUAL), -1);
     EXPECT_EQ(pgdiskreads, 100u);
     EXPECT_EQ(cacheerror, VN_E_IDXREAD);
-    EXPECT_EQ(f.cb.status, 0);  // the cache sets no status
+    EXPECT_EQ(f.cb.status, VN_E_IDXREAD);
     // The handle it reopened is live.
     EXPECT_EQ(osseek(static_cast<int32_t>(f.cb.idxfd), 0, 0), 0);
     char magic[4];
