@@ -15,7 +15,9 @@ int32_t filelock(FHCB* cb, uint16_t tries);
 void fileunlock(FHCB* cb);
 // 1 when another handle holds the record at datpos locked, else 0.
 int32_t recprobe(FHCB* cb);
-// True when this block takes OS byte locks at all.
+// True when this block goes through the lock routines at all (a network
+// type, neither exclusive nor read-only); dlock reaches the OS only for
+// network types 1 and 2.
 bool locking(const FHCB* cb);
 
 #endif
