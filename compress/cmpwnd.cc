@@ -64,16 +64,18 @@ void cmpwndopen() {
 }
 
 void cmpwndclose() {
-    for (int32_t i = 0; i < 50000; i++) {
-        uipump();
-    }
+    uidrain(50000);
     uidestroy(window);
     window = nullptr;
 }
 
 void cmpfield(int32_t field, const char* text) {
-    std::snprintf(fields[field], kFieldSize[field], "%s", text);
-    uiinvalidate(window, 0, 10, 224, 60);
+    char now[80];
+    std::snprintf(now, kFieldSize[field], "%s", text);
+    if (std::strcmp(now, fields[field]) != 0) {  // the same text needs no repaint
+        std::strcpy(fields[field], now);
+        uiinvalidate(window, 0, 10, 224, 60);
+    }
     if (progresshook != nullptr) {
         progresshook(field, fields[field]);
     }

@@ -17,9 +17,11 @@ enum {
 // Clears the stop flag and the fields, registers the class once, creates
 // and shows the window and pumps.
 void cmpwndopen();
-// Pumps 50000 times and destroys the window.
+// Pumps until the queue is empty (at most 50000 messages) and destroys
+// the window.
 void cmpwndclose();
-// Sets a field (cut to its size), repaints it and pumps.
+// Sets a field (cut to its size); a changed field is repainted and the
+// queue pumped.  The progress hook sees every setting.
 void cmpfield(int32_t field, const char* text);
 // Sets a field from a printf format.
 void cmpfieldf(int32_t field, const char* format, ...) __attribute__((format(printf, 2, 3)));

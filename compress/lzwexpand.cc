@@ -182,10 +182,12 @@ inline int32_t putstring(Expander& e, uint8_t* o, uint32_t code, uint32_t next, 
     return o[0] | (len + extra) << 8;
 }
 
-// Marks every string code as not yet placed in the output.
+// Empties every string code: not yet placed in the output, and linked to
+// byte 0, so that a damaged stream naming a code not yet made decodes the
+// same whatever earlier extractions left in the table.
 void forgetpositions(uint32_t maxcode) {
     for (uint32_t i = 256; i < maxcode; i++) {
-        dict[i].pos = -1;
+        dict[i] = DictEntry{0, -1, 1};
     }
 }
 

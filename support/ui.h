@@ -57,6 +57,10 @@ void uiinvalidate(void* window, int32_t left, int32_t top, int32_t right, int32_
 // Removes and dispatches every message waiting for the calling thread.
 void uipump();
 
+// The same, but stops after most messages even if more keep arriving: the
+// cost follows what is waiting, with a bound.
+void uidrain(int32_t most);
+
 // The default procedure for messages a window does not handle.
 intptr_t uidefault(void* window, uint32_t message, uintptr_t wparam, intptr_t lparam);
 

@@ -18,6 +18,8 @@ void uiinvalidate(void*, int32_t, int32_t, int32_t, int32_t) {}
 
 void uipump() {}
 
+void uidrain(int32_t) {}
+
 intptr_t uidefault(void*, uint32_t, uintptr_t, intptr_t) { return 0; }
 
 int32_t uiask(const char*, const char*) { return 0; }

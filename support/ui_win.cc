@@ -81,6 +81,14 @@ void uipump() {
     }
 }
 
+void uidrain(int32_t most) {
+    MSG msg;
+    for (int32_t i = 0; i < most && PeekMessageA(&msg, nullptr, 0, 0, PM_REMOVE); i++) {
+        TranslateMessage(&msg);
+        DispatchMessageA(&msg);
+    }
+}
+
 intptr_t uidefault(void* window, uint32_t message, uintptr_t wparam, intptr_t lparam) {
     return DefWindowProcA(static_cast<HWND>(window), message, wparam, lparam);
 }
