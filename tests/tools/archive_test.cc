@@ -1,6 +1,6 @@
 // archive_test.cc - velnor archive: files in and out byte for byte, with
-// and without a password, the listing, deletion, the overwrite question
-// off a terminal, and damaged or foreign archives.
+// and without a password, the listing, deletion, and damaged or foreign
+// archives.
 #include <random>
 
 #include "tooltest.h"
@@ -85,22 +85,6 @@ TEST_F(Archive, DeleteTakesOnlyTheNamedEntriesOut) {
     EXPECT_EQ(list.out.find("noise.bin"), std::string::npos);
     EXPECT_NE(list.out.find("text.txt"), std::string::npos);
     EXPECT_EQ(archive({"delete", "a.cmp"}).code, 2) << "delete needs names";
-}
-
-TEST_F(Archive, ExtractingOverAFileNeedsOverwriteWithoutATerminal) {
-    ASSERT_EQ(archive({"add", "a.cmp", "text.txt"}).code, 0);
-    write("text.txt", "changed");
-    RunResult refused = archive({"extract", "a.cmp"});
-    EXPECT_EQ(refused.code, 1);
-    EXPECT_NE(refused.err.find("--overwrite"), std::string::npos) << refused.err;
-    EXPECT_EQ(read("text.txt"), "changed");
-    // Typed answers are not taken from a pipe either.
-    RunResult piped = velnor({"archive", "extract", "a.cmp"}, "y\n");
-    EXPECT_EQ(piped.code, 1);
-    EXPECT_EQ(read("text.txt"), "changed");
-    RunResult over = archive({"extract", "a.cmp", "--overwrite"});
-    EXPECT_EQ(over.code, 0) << over.err;
-    EXPECT_EQ(read("text.txt"), files_[2].second);
 }
 
 TEST_F(Archive, DamagedForeignAndMissingArchivesFail) {

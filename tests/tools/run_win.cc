@@ -8,11 +8,15 @@
 
 namespace {
 
+// The program's text output, its line ends made plain "\n" again.
 std::string slurp(const std::filesystem::path& p) {
     std::ifstream in(p, std::ios::binary);
     std::stringstream s;
     s << in.rdbuf();
-    return s.str();
+    std::string text = s.str(), plain;
+    for (size_t i = 0; i < text.size(); ++i)
+        if (!(text[i] == '\r' && i + 1 < text.size() && text[i + 1] == '\n')) plain += text[i];
+    return plain;
 }
 
 std::string quoted(const std::string& s) { return "\"" + s + "\""; }
@@ -33,10 +37,11 @@ RunResult runprogram(const std::string& exe, const std::vector<std::string>& arg
     std::filesystem::path base = dir.string() + "-io";
     std::filesystem::create_directories(base);
     std::ofstream(base / "in", std::ios::binary) << input;
-    std::string cmd = "cd /d " + quoted(dir.string()) + " && " + quoted(native(exe));
+    std::string cmd = "cd /d " + quoted(native(dir.string())) + " && " + quoted(native(exe));
     for (const std::string& a : args) cmd += " " + quoted(a);
-    cmd += " <" + quoted((base / "in").string()) + " >" + quoted((base / "out").string()) +
-           " 2>" + quoted((base / "err").string());
+    cmd += " <" + quoted(native((base / "in").string())) + " >" +
+           quoted(native((base / "out").string())) + " 2>" +
+           quoted(native((base / "err").string()));
     RunResult r;
     r.code = std::system(("\"" + cmd + "\"").c_str());
     r.out = slurp(base / "out");

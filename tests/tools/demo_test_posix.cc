@@ -1,5 +1,7 @@
-// demo_test.cc - velnor demo runs through in a folder of its own, again
-// in the same folder, and never empties a folder it did not make.
+// demo_test_posix.cc - velnor demo runs through in a folder of its own,
+// again in the same folder, and never empties a folder it did not make.
+// (Under the Windows emulator the command interpreter that starts the
+// program cannot redirect the demo's output, so this runs natively only.)
 #include "tooltest.h"
 
 TEST_F(ToolTest, DemoRunsThroughAndRestoresIdenticalFiles) {
