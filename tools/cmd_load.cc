@@ -83,6 +83,8 @@ long runload(const LoadOptions& opt, std::FILE* out) {
     {
         CsvReader r(csv.in);
         if (!r.next(header)) fail(csv.path, "empty: no header row", EXIT_USAGE);
+        if (r.unterminated())
+            fail(csv.path, "line 1: a quoted field is not closed", EXIT_USAGE);
         std::rewind(csv.in);
     }
     if (opt.create) {
