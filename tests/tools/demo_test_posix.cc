@@ -1,7 +1,6 @@
 // demo_test_posix.cc - velnor demo runs through in a folder of its own,
 // again in the same folder, and never empties a folder it did not make.
-// (Under the Windows emulator the command interpreter that starts the
-// program cannot redirect the demo's output, so this runs natively only.)
+// (The demo's tour is checked in the native build.)
 #include "tooltest.h"
 
 TEST_F(ToolTest, DemoRunsThroughAndRestoresIdenticalFiles) {

@@ -34,7 +34,10 @@ std::string native(std::string path) {
 
 RunResult runprogram(const std::string& exe, const std::vector<std::string>& args,
                      const std::filesystem::path& dir, const std::string& input) {
-    std::filesystem::path base = dir.string() + "-io";
+    // Fresh capture files each run: the emulator may still hold the last
+    // run's files open for a moment after it ends.
+    static unsigned runs = 0;
+    std::filesystem::path base = dir.string() + "-io" + std::to_string(++runs);
     std::filesystem::create_directories(base);
     std::ofstream(base / "in", std::ios::binary) << input;
     std::string cmd = "cd /d " + quoted(native(dir.string())) + " && " + quoted(native(exe));
