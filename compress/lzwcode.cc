@@ -1,7 +1,7 @@
 // lzwcode.cc - the coder: LZW over the source file in 2048-byte blocks with
 // an open-addressed hash table sized to the code width, a first-block test
 // that narrows the width or stores the file, and codes packed through a
-// 64-bit accumulator into an 8192-byte output buffer.
+// 64-bit accumulator that forms four bytes at a time.
 #include <cstdlib>
 #include <cstring>
 
@@ -19,6 +19,9 @@ struct CoderSlot {
     int32_t code;
 };
 
+// Bytes of coded output gathered before they are written to the archive.
+constexpr int32_t kOutBuf = 65536;
+
 struct Coder {
     int32_t arc;        // archive stream
     int32_t bits;       // code width
@@ -27,17 +30,17 @@ struct Coder {
     int32_t maxcode;    // 2^bits - 1, the end code
     int32_t next;       // next free code
     CoderSlot* slot;    // the hash table
-    uint64_t acc;       // bits not yet formed into completed bytes
+    uint64_t acc;       // bits not yet formed into bytes (the low nbits)
     int32_t nbits;      // number of them
-    int32_t outpos;     // completed bytes in out
+    int32_t outpos;     // bytes formed in out
     int64_t outtotal;   // bytes already written to the archive
     int32_t failed;     // a write to the archive failed
     uint8_t key8;       // password key
-    uint8_t out[CMP_OUTBUF];
+    uint8_t out[kOutBuf + 8];
     CmpBulkReader src;  // the source file
 };
 
-void flushout(Coder& c) {
+__attribute__((noinline)) void flushout(Coder& c) {
     if (c.outpos > 0 && cmpputblock(c.arc, c.out, c.outpos) != 0 && !c.failed) {
         c.failed = 1;
         cmperror(CMP_E_WRITE);
@@ -46,18 +49,44 @@ void flushout(Coder& c) {
     c.outpos = 0;
 }
 
-// Appends one code.  A byte is completed only when a later code needs room
-// beyond it, so the final byte of the stream is never completed.
+// Forms the four oldest of the nbits pending bits into bytes, scrambled.
+inline void formfour(uint8_t* o, uint64_t acc, int32_t nbits, uint8_t k) {
+    const uint32_t w = static_cast<uint32_t>(acc >> nbits);
+    o[0] = static_cast<uint8_t>((w >> 24) + k);
+    o[1] = static_cast<uint8_t>((w >> 16) + k);
+    o[2] = static_cast<uint8_t>((w >> 8) + k);
+    o[3] = static_cast<uint8_t>(w + k);
+}
+
+// Appends one code.  Bytes are formed four at a time once more than 40
+// bits wait; the pending bits then still hold more than a byte, so every
+// byte formed is one a later code has completed.
 inline void putcode(Coder& c, uint32_t v) {
     c.acc = (c.acc << c.bits) | v;
     c.nbits += c.bits;
-    while (c.nbits > 8) {
-        c.nbits -= 8;
-        c.out[c.outpos++] = static_cast<uint8_t>((c.acc >> c.nbits) + c.key8);
-        if (c.outpos == CMP_OUTBUF) {
+    if (c.nbits > 40) {
+        c.nbits -= 32;
+        formfour(c.out + c.outpos, c.acc, c.nbits, c.key8);
+        c.outpos += 4;
+        if (c.outpos >= kOutBuf) {
             flushout(c);
         }
     }
+}
+
+// Bytes completed so far when a byte is completed only as a later code
+// needs room beyond it: all but the last 1-8 pending bits.
+int64_t completed(const Coder& c) {
+    return c.outtotal + c.outpos + (c.nbits > 8 ? (c.nbits - 1) / 8 : 0);
+}
+
+// The end of the stream: forms the completed bytes, drops the last one.
+void finish(Coder& c) {
+    while (c.nbits > 8) {
+        c.nbits -= 8;
+        c.out[c.outpos++] = static_cast<uint8_t>((c.acc >> c.nbits) + c.key8);
+    }
+    flushout(c);
 }
 
 void clearkeys(Coder& c) {
@@ -78,36 +107,20 @@ void setwidth(Coder& c, int32_t bits) {
 }
 
 // Codes the n bytes at p, extending the string whose code is *prefix.
-// The packing state lives in locals while the block runs.
+// The table and packing state live in locals while the block runs.
 void codeblock(Coder& c, const uint8_t* p, int32_t n, int32_t* prefix) {
     CoderSlot* const slot = c.slot;
     const int32_t size = c.size;
     const int32_t shift = c.shift;
     const int32_t bits = c.bits;
     const int32_t maxcode = c.maxcode;
-    const uint8_t k = c.key8;
-    uint8_t* const out = c.out;
     uint64_t acc = c.acc;
     int32_t nbits = c.nbits;
-    int32_t outpos = c.outpos;
     int32_t next = c.next;
-    // A byte is completed only when a later code needs room beyond it.
-    auto put = [&](uint32_t v) {
-        acc = (acc << bits) | v;
-        nbits += bits;
-        while (nbits > 8) {
-            nbits -= 8;
-            out[outpos++] = static_cast<uint8_t>((acc >> nbits) + k);
-            if (outpos == CMP_OUTBUF) {
-                c.outpos = outpos;
-                flushout(c);
-                outpos = 0;
-            }
-        }
-    };
     int32_t ent = *prefix;
-    for (int32_t j = 0; j < n; j++) {
-        const int32_t ch = p[j];
+    const uint8_t* const end = p + n;
+    while (p < end) {
+        const int32_t ch = *p++;
         const int32_t fk = ent + (ch << 16);
         int32_t i = (ch << shift) ^ ent;
         int32_t key = slot[i].key;
@@ -118,36 +131,43 @@ void codeblock(Coder& c, const uint8_t* p, int32_t n, int32_t* prefix) {
         if (key != -1) {
             const int32_t step = i == 0 ? 1 : size - i;
             int32_t probes = size;  // a table whose size is not prime may cycle
-            for (;;) {
+            do {
                 i -= step;
-                if (i < 0) {
-                    i += size;
-                }
+                i += i < 0 ? size : 0;
                 key = slot[i].key;
-                if (key == fk || key <= 0 || --probes == 0) {
-                    break;
-                }
-            }
+            } while (key != fk && key > 0 && --probes != 0);
             if (key == fk) {
                 ent = slot[i].code;
                 continue;
             }
         }
-        put(static_cast<uint32_t>(ent));
+        acc = (acc << bits) | static_cast<uint32_t>(ent);
+        nbits += bits;
         ent = ch;
         if (next < maxcode) {
             slot[i].key = fk;
             slot[i].code = next++;
         } else {
-            put(LZW_CLEAR);
+            c.acc = acc;
+            c.nbits = nbits;
+            putcode(c, LZW_CLEAR);
+            acc = c.acc;
+            nbits = c.nbits;
             clearkeys(c);
             next = LZW_FIRST;
+        }
+        if (nbits > 40) {
+            nbits -= 32;
+            formfour(c.out + c.outpos, acc, nbits, c.key8);
+            c.outpos += 4;
+            if (c.outpos >= kOutBuf) {
+                flushout(c);
+            }
         }
     }
     *prefix = ent;
     c.acc = acc;
     c.nbits = nbits;
-    c.outpos = outpos;
     c.next = next;
 }
 
@@ -187,7 +207,7 @@ int32_t storefile(Coder& c, int32_t n, CmpHeader* h) {
 // The first-block test: 0 to go on coding, 1 to store the file, or the new
 // narrower width to restart the block with.
 int32_t firstblocktest(const Coder& c, int64_t in) {
-    const int64_t out = c.outtotal + c.outpos;
+    const int64_t out = completed(c);
     if (c.bits == 9 || in < CMP_INBUF) {
         return out >= in - 1 ? 1 : 0;
     }
@@ -239,7 +259,7 @@ int32_t codefile(Coder& c, int32_t n, CmpHeader* h) {
     }
     putcode(c, static_cast<uint32_t>(ent));
     putcode(c, static_cast<uint32_t>(c.maxcode));
-    flushout(c);
+    finish(c);
     if (c.failed) {
         return -1;
     }

@@ -2,11 +2,11 @@
 // stored entry) into the output stream, unscrambling with the password and
 // summing the check value of the bytes written.
 //
-// Each string is written straight from an earlier place in the output when
-// that place is still held (at least the last 512 KB are kept), and otherwise by
-// walking the dictionary chain through the decoding stack, which is also
-// the way every code of a damaged stream is decoded.
-#include <climits>
+// Output is decoded into one contiguous history.  Each dictionary entry
+// remembers where its string stands in that history, so a code is decoded
+// by copying its string from there; a string not held there (or any string
+// of a damaged stream) is decoded by walking its chain through the
+// decoding stack.  The 256 single bytes stand at the front of the history.
 #include <cstdlib>
 #include <cstring>
 
@@ -20,22 +20,23 @@ namespace {
 // Longest string a 15-bit dictionary can hold is below this.
 constexpr int32_t kStack = 32768;
 constexpr int32_t kTable = 32767;
-// Output kept for copying strings from: when it reaches kHistory bytes,
-// the last kKeep are moved to the front.
+// The history: the 256 single bytes, then the output.  When the output
+// reaches kHistory bytes, all but the last kKeep are dropped.
+constexpr int32_t kBytes = 256;
 constexpr int32_t kHistory = 4 << 20;
 constexpr int32_t kKeep = 512 << 10;
+// Strings are copied 16 bytes at a time, so the history has room to spare.
+constexpr int32_t kSlack = 2 * kStack + 32;
 
 // The dictionary: entry = prefix code | suffix byte << 16, the length of
-// the entry's string, and the output position where that string stands,
-// or -1 when its chain cannot be trusted (a damaged stream).
-// Positions are kept while the output stays below 2 GB.
+// the entry's string, and the index in the history where that string
+// stands, or -1 when it is not held there or its chain cannot be trusted.
 struct DictEntry {
     uint32_t link;
     int32_t pos;
     uint32_t len;
 };
 DictEntry dict[kTable];
-constexpr int64_t kPosLimit = INT32_MAX - 2 * kHistory;
 
 inline uint32_t prefixof(uint32_t code) { return dict[code].link & 0xFFFF; }
 inline uint8_t suffixof(uint32_t code) { return static_cast<uint8_t>(dict[code].link >> 16); }
@@ -50,11 +51,10 @@ struct Expander {
     uint16_t check;
     int64_t written;    // bytes written to the output file
     uint32_t size;
-    int64_t base;       // output position of hist[0]
     int32_t outpos;     // next free byte of hist
-    int32_t checked;    // bytes of hist summed and past their Stop test
-    int32_t flushed;    // bytes of hist already written
-    uint8_t hist[kHistory + 2 * kStack];
+    int32_t checked;    // end of the bytes of hist summed and past their Stop test
+    int32_t flushed;    // end of the bytes of hist already written
+    uint8_t hist[kBytes + kHistory + kSlack];
     uint8_t stack[kStack];
 };
 
@@ -101,9 +101,8 @@ void showout(const Expander& e) {
 }
 
 // Passes every full 8192-byte block of new output: tests Stop, sums it
-// and shows progress; the blocks are written 64 KB at a time.  Keeps the
-// last kKeep bytes of the history when it is full.  0, or -1.
-int32_t drainout(Expander& e) {
+// and shows progress; the blocks are written 64 KB at a time.  0, or -1.
+__attribute__((noinline)) int32_t drainout(Expander& e) {
     while (e.outpos - e.checked >= CMP_OUTBUF) {
         if (cmpstopped()) {
             return -1;
@@ -116,24 +115,28 @@ int32_t drainout(Expander& e) {
         }
         showout(e);
     }
-    if (e.outpos >= kHistory) {
-        if (flushchecked(e) != 0) {
-            return -1;
-        }
-        const int32_t shift = e.outpos - kKeep;
-        std::memmove(e.hist, e.hist + shift, e.outpos - shift);
-        e.base += shift;
-        e.outpos -= shift;
-        e.checked -= shift;
-        e.flushed -= shift;
-    }
     return 0;
+}
+
+// Drops all but the last kKeep bytes of output from the history (they have
+// been written) and moves the string positions with them.  The distance
+// moved.
+__attribute__((noinline)) int32_t slide(Expander& e, uint32_t maxcode) {
+    const int32_t shift = e.outpos - kBytes - kKeep;
+    std::memmove(e.hist + kBytes, e.hist + kBytes + shift, kKeep);
+    e.outpos -= shift;
+    e.checked -= shift;
+    e.flushed -= shift;
+    for (uint32_t i = 256; i < maxcode; i++) {
+        int32_t& pos = dict[i].pos;
+        pos = pos - shift >= kBytes ? pos - shift : -1;
+    }
+    return shift;
 }
 
 // Writes the string of code at o (with the byte last added in the
 // string-plus-first-byte case), walking the chain link by link through the
-// decoding stack.  Returns first byte | length << 8, or -1 when a link is
-// out of range.
+// decoding stack.  The length, or -1 when a link is out of range.
 int32_t slowstring(Expander& e, uint8_t* o, uint32_t code, uint32_t next, uint32_t old, uint8_t last) {
     int32_t sp = 0;
     if (code >= next) {
@@ -147,47 +150,31 @@ int32_t slowstring(Expander& e, uint8_t* o, uint32_t code, uint32_t next, uint32
         e.stack[sp++] = suffixof(code);
         code = prefixof(code);
     }
-    e.stack[sp++] = suffixof(code);
+    e.stack[sp++] = static_cast<uint8_t>(code);
     for (int32_t i = 0; i < sp; i++) {
         o[i] = e.stack[sp - 1 - i];
     }
-    return o[0] | sp << 8;
+    return sp;
 }
 
-// The same, copied from where the string stands earlier in the output
-// when it is still held there; otherwise the slow walk.
-inline int32_t putstring(Expander& e, uint8_t* o, uint32_t code, uint32_t next, uint32_t old,
-                         uint8_t last) {
-    uint32_t c = code;
-    int32_t extra = 0;
-    if (c >= next) {
-        c = old;
-        extra = 1;
-    }
-    int32_t len = 1;
-    if (c <= 255) {
-        o[0] = static_cast<uint8_t>(c);
-    } else if (dict[c].pos >= e.base) {
-        const uint8_t* from = e.hist + (dict[c].pos - e.base);
-        len = static_cast<int32_t>(dict[c].len);
-        for (int32_t i = 0; i < len; i += 8) {  // the string ends before o
-            std::memcpy(o + i, from + i, 8);
-        }
-    } else {
-        return slowstring(e, o, code, next, old, last);
-    }
-    if (extra) {
-        o[len] = last;
-    }
-    return o[0] | (len + extra) << 8;
+inline void copy16(uint8_t* to, const uint8_t* from) {
+    uint64_t a, b;
+    std::memcpy(&a, from, 8);
+    std::memcpy(&b, from + 8, 8);
+    std::memcpy(to, &a, 8);
+    std::memcpy(to + 8, &b, 8);
 }
 
-// Empties every string code: not yet placed in the output, and linked to
-// byte 0, so that a damaged stream naming a code not yet made decodes the
-// same whatever earlier extractions left in the table.
-void forgetpositions(uint32_t maxcode) {
+// Empties the string codes below maxcode: none is held in the history.
+// all resets their links too, so that a damaged stream naming a code not
+// yet made decodes the same whatever earlier entries left in the table.
+void forget(uint32_t maxcode, bool all) {
     for (uint32_t i = 256; i < maxcode; i++) {
-        dict[i] = DictEntry{0, -1, 1};
+        if (all) {
+            dict[i] = DictEntry{0, -1, 1};
+        } else {
+            dict[i].pos = -1;
+        }
     }
 }
 
@@ -202,13 +189,14 @@ int32_t decode(Expander& e) {
     int32_t pos = 0;
     int32_t len = 0;
     int32_t outpos = e.outpos;
+    int32_t drainat = e.checked + CMP_OUTBUF;
     // The next code, or the end code once the stored bytes run out.
-    auto getcode = [&]() -> uint32_t {
+    auto getcode = [&]() __attribute__((always_inline)) -> uint32_t {
         if (nbits < bits) {
             if (pos + 4 <= len) {
-                const uint8_t* p = cmpinbuf + pos;
-                acc = (acc << 32) | (static_cast<uint32_t>(p[0]) << 24 | static_cast<uint32_t>(p[1]) << 16 |
-                                     static_cast<uint32_t>(p[2]) << 8 | p[3]);
+                uint32_t w;
+                std::memcpy(&w, cmpinbuf + pos, 4);
+                acc = (acc << 32) | __builtin_bswap32(w);
                 pos += 4;
                 nbits += 32;
             } else {
@@ -229,69 +217,89 @@ int32_t decode(Expander& e) {
         return static_cast<uint32_t>(acc >> nbits) & endcode;
     };
     for (uint32_t i = 0; i < 256; i++) {
-        dict[i].link = i << 16;
-        dict[i].len = 1;
+        dict[i] = DictEntry{i << 16, static_cast<int32_t>(i), 1};
+        hist[i] = static_cast<uint8_t>(i);
     }
-    forgetpositions(maxcode);
+    forget(maxcode, true);
     uint32_t next = LZW_FIRST;
     uint32_t old = getcode();
     if (old >= endcode) {
         return 0;
     }
     uint8_t last = static_cast<uint8_t>(old);
-    int64_t oldstart = e.base + outpos;  // where the string of old stands
-    bool oldsure = old <= 255;           // and that it is the chain of old
+    int32_t oldstart = outpos;  // where the string of old stands
+    bool oldsure = old <= 255;  // and that it is the chain of old
     hist[outpos++] = last;
-    int32_t result = 0;
     for (;;) {
         uint32_t code = getcode();
-        if (code >= endcode) {
-            break;
-        }
-        if (code == LZW_CLEAR) {
-            for (uint32_t i = 0; i < 256; i++) {
-                dict[i].link = i << 16;
-            }
-            next = LZW_CLEAR;
-            forgetpositions(maxcode);
-            code = getcode();
+        if (code >= next || code == LZW_CLEAR) {
             if (code >= endcode) {
                 break;
             }
+            if (code == LZW_CLEAR) {
+                next = LZW_CLEAR;
+                forget(maxcode, false);
+                code = getcode();
+                if (code >= endcode) {
+                    break;
+                }
+            }
         }
-        const int64_t start = e.base + outpos;
+        const int32_t start = outpos;
         const bool codesure = code <= next;
-        const int32_t got = putstring(e, hist + outpos, code, next, old, last);
-        if (got < 0) {
-            cmperror(CMP_E_CORRUPT);
-            result = -1;
-            break;
-        }
-        last = static_cast<uint8_t>(got);
-        outpos += got >> 8;
-        if (outpos >= CMP_OUTBUF) {
-            e.outpos = outpos;
-            if (drainout(e) != 0) {
+        uint8_t* const o = hist + outpos;
+        const uint32_t c = code < next ? code : old;
+        const DictEntry& d = dict[c];
+        int32_t n;
+        if (d.pos >= 0) {
+            const uint8_t* from = hist + d.pos;  // the string ends before o
+            n = static_cast<int32_t>(d.len);
+            copy16(o, from);
+            for (int32_t i = 16; i < n; i += 16) {
+                copy16(o + i, from + i);
+            }
+            if (c != code) {
+                o[n++] = last;
+            }
+        } else {
+            n = slowstring(e, o, code, next, old, last);
+            if (n < 0) {
+                cmperror(CMP_E_CORRUPT);
+                e.outpos = outpos;
                 return -1;
             }
-            outpos = e.outpos;
         }
+        last = o[0];
+        outpos += n;
         if (next < maxcode) {
-            DictEntry& d = dict[next];
-            const DictEntry& o = dict[old];
-            d.link = old | static_cast<uint32_t>(last) << 16;
-            d.len = o.len + 1;
-            const bool sure = oldsure && next != LZW_CLEAR && (old <= 255 || o.pos >= 0) &&
-                              oldstart < kPosLimit;
-            d.pos = sure ? static_cast<int32_t>(oldstart) : -1;
+            DictEntry& nd = dict[next];
+            const DictEntry& od = dict[old];
+            nd.link = old | static_cast<uint32_t>(last) << 16;
+            nd.len = od.len + 1;
+            nd.pos = oldsure && od.pos >= 0 && next != LZW_CLEAR ? oldstart : -1;
             next++;
         }
         oldsure = codesure;
         oldstart = start;
         old = code;
+        if (outpos >= drainat) {
+            e.outpos = outpos;
+            if (drainout(e) != 0) {
+                return -1;
+            }
+            if (e.outpos >= kHistory) {
+                if (flushchecked(e) != 0) {
+                    return -1;
+                }
+                oldstart -= slide(e, maxcode);
+                oldsure = oldsure && oldstart >= kBytes;
+            }
+            outpos = e.outpos;
+            drainat = e.checked + CMP_OUTBUF;
+        }
     }
     e.outpos = outpos;
-    return result;
+    return 0;
 }
 
 int32_t unstore(Expander& e, uint32_t stored) {
@@ -345,10 +353,9 @@ int32_t cmpexpand(int32_t arc, int32_t out, const CmpHeader& h, uint16_t* check)
     e->check = 0;
     e->written = 0;
     e->size = h.size;
-    e->base = 0;
-    e->outpos = 0;
-    e->checked = 0;
-    e->flushed = 0;
+    e->outpos = kBytes;
+    e->checked = kBytes;
+    e->flushed = kBytes;
     int32_t r = 0;
     if (h.method == 1) {
         r = decode(*e);

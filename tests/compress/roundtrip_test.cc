@@ -38,6 +38,26 @@ TEST_F(RoundTrip, EverySizeKindAndPassword) {
     }
 }
 
+// Output of many megabytes, mixing long repeated strings, text and noise,
+// decodes strings that stand far back in earlier output and across the
+// points where the expander drops old output.
+TEST_F(RoundTrip, LongOutputMixingLongAndShortStrings) {
+    Bytes data;
+    for (uint32_t i = 0; data.size() < 9000000; i++) {
+        const Bytes part = i % 3 == 0   ? repetitive(700000 + i * 977, i)
+                           : i % 3 == 1 ? textlike(900000, i)
+                                        : incompressible(100000 + i, i);
+        data.insert(data.end(), part.begin(), part.end());
+    }
+    writefile("big.bin", data);
+    std::remove("arc.cmp");
+    ASSERT_EQ(run("-aqp\"pw\"", "arc", {"big.bin"}), 0);
+    std::remove("big.bin");
+    ASSERT_EQ(run("-xqop\"pw\"", "arc"), 0);
+    EXPECT_TRUE(cap.errors.empty());
+    EXPECT_TRUE(readfile("big.bin") == data);
+}
+
 // An empty file is coded from the shared buffer's first byte and comes
 // back as one byte that passes its check.
 TEST_F(RoundTrip, EmptyFileComesBackAsOneByte) {
