@@ -80,11 +80,11 @@ TEST_F(FidBinary, BytesOnDisk) {
 TEST_F(FidBinary, ThreadsLoadWithTheirLinkOffsets) {
     Def def;
     ASSERT_EQ(loadbytes(&def, threadedbinary()), 0);
-    EXPECT_EQ(def.cb.nthreads, 1);
+    EXPECT_EQ(+def.cb.nthreads, 1);
     EXPECT_EQ(def.cb.threads[0].thoff, 8 + 1);
     EXPECT_STREQ(def.cb.threads[0].expr, "QTY > 100");
     EXPECT_EQ(def.cb.threads[0].head, 0u);
-    EXPECT_EQ(def.cb.fflags & VN_FF_VARLEN, VN_FF_VARLEN);
+    EXPECT_EQ(+def.cb.fflags & VN_FF_VARLEN, VN_FF_VARLEN);
 }
 
 TEST_F(FidBinary, ThreadItemRules) {
@@ -96,18 +96,18 @@ TEST_F(FidBinary, ThreadItemRules) {
     std::string at7 = b;
     put16(&at7, link + 12, 7);
     EXPECT_EQ(loadbytes(&def, at7), -1);
-    EXPECT_EQ(def.cb.status, VN_E_THRFIRST8);
+    EXPECT_EQ(+def.cb.status, VN_E_THRFIRST8);
     std::string at8 = b;
     put16(&at8, link + 12, 8);
     EXPECT_EQ(loadbytes(&def, at8), 0);
     std::string short3 = b;
     put16(&short3, link + 14, 3);
     EXPECT_EQ(loadbytes(&def, short3), -1);
-    EXPECT_EQ(def.cb.status, VN_E_THRSHORT);
+    EXPECT_EQ(+def.cb.status, VN_E_THRSHORT);
     std::string unknown = b;
     unknown.replace(unknown.rfind("LINK"), 4, "LONK");
     EXPECT_EQ(loadbytes(&def, unknown), -1);
-    EXPECT_EQ(def.cb.status, VN_E_FIDREAD);
+    EXPECT_EQ(+def.cb.status, VN_E_FIDREAD);
     std::string padded = b;  // a name line cut at its first blank
     padded.replace(padded.rfind("LINK\r\n"), 6, "link junk\r\n");
     EXPECT_EQ(loadbytes(&def, padded), 0);
@@ -120,23 +120,23 @@ TEST_F(FidBinary, HeaderChecks) {
     std::string v607 = b;
     put16(&v607, 4, 607);
     EXPECT_EQ(loadbytes(&def, v607), -1);
-    EXPECT_EQ(def.cb.status, VN_E_FIDVERSION);
+    EXPECT_EQ(+def.cb.status, VN_E_FIDVERSION);
     std::string magic = b;
     magic[1] = 'X';
     EXPECT_EQ(loadbytes(&def, magic), -1);
-    EXPECT_EQ(def.cb.status, VN_E_FIDVERSION);
+    EXPECT_EQ(+def.cb.status, VN_E_FIDVERSION);
     std::string small = b;
     put16(&small, 6, 7);
     EXPECT_EQ(loadbytes(&def, small), -1);
-    EXPECT_EQ(def.cb.status, VN_E_RECLEN);
+    EXPECT_EQ(+def.cb.status, VN_E_RECLEN);
     std::string manykeys = b;
     manykeys[10] = static_cast<char>(200);
     EXPECT_EQ(loadbytes(&def, manykeys), -1);
-    EXPECT_EQ(def.cb.status, VN_E_FIDREAD);
+    EXPECT_EQ(+def.cb.status, VN_E_FIDREAD);
     std::string recno = b;
     recno[19] = 0x01;  // a bit from 7 upward means record numbers
     ASSERT_EQ(loadbytes(&def, recno), 0);
-    EXPECT_EQ(def.cb.fflags & VN_FF_RECNO, VN_FF_RECNO);
+    EXPECT_EQ(+def.cb.fflags & VN_FF_RECNO, VN_FF_RECNO);
     EXPECT_EQ(def.cb.keys[0].keylen, 13);
 }
 
@@ -147,15 +147,15 @@ TEST_F(FidBinary, DamagedKeyRecords) {
     std::string segs19 = b;
     segs19[keyat + 11] = 19;
     EXPECT_EQ(loadbytes(&def, segs19), -1);
-    EXPECT_EQ(def.cb.status, VN_E_FIDREAD);
+    EXPECT_EQ(+def.cb.status, VN_E_FIDREAD);
     std::string past = b;
     put16(&past, keyat + 12, 25);  // 8 bytes from 25 run past a 30-byte record
     EXPECT_EQ(loadbytes(&def, past), -1);
-    EXPECT_EQ(def.cb.status, VN_E_FIDREAD);
+    EXPECT_EQ(+def.cb.status, VN_E_FIDREAD);
     std::string hugeitems = b;
     put16(&hugeitems, 8, 65535);
     EXPECT_EQ(loadbytes(&def, hugeitems), -1);
-    EXPECT_EQ(def.cb.status, VN_E_FIDREAD);
+    EXPECT_EQ(+def.cb.status, VN_E_FIDREAD);
 }
 
 // Every prefix of a valid file fails with 7, or loads when only the tail
@@ -170,7 +170,7 @@ TEST_F(FidBinary, EveryTruncationIsRefusedOrHarmless) {
             EXPECT_EQ(r, 0) << n;
         } else {
             EXPECT_EQ(r, -1) << n;
-            EXPECT_EQ(def.cb.status, VN_E_FIDREAD) << n;
+            EXPECT_EQ(+def.cb.status, VN_E_FIDREAD) << n;
         }
     }
 }
@@ -184,7 +184,7 @@ TEST_F(FidBinary, TemporaryIndexSkipsTheKeyRecords) {
     ASSERT_EQ(loadbytes(&def, nokeys, VN_FF_TMPIDX), 0);
     EXPECT_EQ(def.cb.keys[0].nsegs, 2);
     EXPECT_EQ(def.cb.keys[0].keylen, 5 + 8 + 4);
-    EXPECT_EQ(def.cb.nthreads, 1);
+    EXPECT_EQ(+def.cb.nthreads, 1);
 }
 
 // Random definitions survive text -> tables -> binary -> tables and
@@ -222,7 +222,7 @@ TEST_F(FidBinary, RandomDamageLoadsSafelyOrNotAtAll) {
         if (loadbytes(&def, b) != 0) continue;
         const FHCB& cb = def.cb;
         for (int i = 0; i < cb.nitems; ++i)
-            ASSERT_LE(cb.items[i].offset + cb.items[i].length * cb.items[i].occurs, cb.reclen - 1);
+            ASSERT_LE(cb.items[i].offset + cb.items[i].length * cb.items[i].occurs, +cb.reclen - 1);
         std::string rec(cb.reclen + 8u, ' ');
         def.cb.recbuf = rec.data();
         char key[300];
@@ -238,9 +238,9 @@ TEST_F(FidBinary, WritersRefuseWhatTheirFormCannotHold) {
     ASSERT_EQ(fidaddthread(&def.cb, "LINK", "QTY > 1"), 0);
     EXPECT_EQ(savefidtext(&def.cb, dir.path("t.fid").c_str()), -1);  // threads
     EXPECT_EQ(fidaddthread(&def.cb, "CODE", "1"), -1);
-    EXPECT_EQ(def.cb.status, VN_E_THRFIRST8);
+    EXPECT_EQ(+def.cb.status, VN_E_THRFIRST8);
     EXPECT_EQ(fidaddthread(&def.cb, "NOPE", "1"), -1);
-    EXPECT_EQ(def.cb.status, VN_E_FIDREAD);
+    EXPECT_EQ(+def.cb.status, VN_E_FIDREAD);
     EXPECT_EQ(fidaddthread(&def.cb, "LINK", std::string(56, 'x').c_str()), -1);
     Def longname;
     ASSERT_EQ(longname.loadtext(dir, "TKF FID v7.0\nRecLen=20\nNItems=1\nItem=ELEVENCHARS,'C','L',0,4,1,0,\n"), 0);

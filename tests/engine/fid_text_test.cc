@@ -41,9 +41,9 @@ class FidText : public ::testing::Test {
 TEST_F(FidText, LoadsItemsKeysAndAdjustsKeyLengths) {
     ASSERT_EQ(load(kBase), 0);
     const FHCB& cb = def.cb;
-    EXPECT_EQ(cb.reclen, 42);
-    EXPECT_EQ(cb.nitems, 4);
-    EXPECT_EQ(cb.nkeys, 2);
+    EXPECT_EQ(+cb.reclen, 42);
+    EXPECT_EQ(+cb.nitems, 4);
+    EXPECT_EQ(+cb.nkeys, 2);
     EXPECT_STREQ(cb.items[2].name, "AMOUNT");
     EXPECT_EQ(cb.items[2].type, 'N');
     EXPECT_EQ(cb.items[2].just, 'R');
@@ -52,7 +52,7 @@ TEST_F(FidText, LoadsItemsKeysAndAdjustsKeyLengths) {
     EXPECT_EQ(cb.keys[0].keylen, 6);       // the first key keeps its length
     EXPECT_EQ(cb.keys[1].keylen, 20 + 6);  // secondary keys carry the primary
     EXPECT_EQ(cb.keys[1].seg[0].segflags, 4);
-    EXPECT_EQ(cb.nthreads, 0);
+    EXPECT_EQ(+cb.nthreads, 0);
     EXPECT_EQ(cb.threads, nullptr);
 }
 
@@ -60,7 +60,7 @@ TEST_F(FidText, RecordNumbersAddFiveToEveryKey) {
     std::string t = kBase;
     t.replace(t.find("Flags = 0"), 9, "Flags = 131");
     ASSERT_EQ(load(t), 0);
-    EXPECT_EQ(def.cb.fflags & (VN_FF_RECNO | VN_FF_HASHED | VN_FF_VARLEN), VN_FF_RECNO | VN_FF_VARLEN | VN_FF_HASHED);
+    EXPECT_EQ(+def.cb.fflags & (VN_FF_RECNO | VN_FF_HASHED | VN_FF_VARLEN), VN_FF_RECNO | VN_FF_VARLEN | VN_FF_HASHED);
     EXPECT_EQ(def.cb.keys[0].keylen, 11);
     EXPECT_EQ(def.cb.keys[1].keylen, 25);
 }
@@ -69,11 +69,11 @@ TEST_F(FidText, RecordLengthLimitAndKeywordSpelling) {
     EXPECT_EQ(load("TKF FID v7.0\nRecLen = 7\n"), -1);
     EXPECT_EQ(status(), VN_E_RECLEN);
     EXPECT_EQ(load("TKF FID v7.0\nRecLen = 8\nNItems = 0\n"), 0);
-    EXPECT_EQ(def.cb.reclen, 10);
+    EXPECT_EQ(+def.cb.reclen, 10);
     EXPECT_EQ(load("TKF FID v7.0\nreclen = 12\n"), 0);
-    EXPECT_EQ(def.cb.reclen, 14);
+    EXPECT_EQ(+def.cb.reclen, 14);
     EXPECT_EQ(load("TKF FID v7.0\r\nRECLEN   12\r\n"), 0);
-    EXPECT_EQ(def.cb.reclen, 14);
+    EXPECT_EQ(+def.cb.reclen, 14);
     // No record length at all is a record below the minimum.
     EXPECT_EQ(load("TKF FID v7.0\nNItems = 0\n"), -1);
     EXPECT_EQ(status(), VN_E_RECLEN);
@@ -94,7 +94,7 @@ TEST_F(FidText, CommaQuirksOfItemLines) {
 TEST_F(FidText, UnreadableFiles) {
     Def missing;
     EXPECT_EQ(missing.load(dir.path("none.fid")), -1);
-    EXPECT_EQ(missing.cb.status, VN_E_FIDOPEN);
+    EXPECT_EQ(+missing.cb.status, VN_E_FIDOPEN);
     EXPECT_EQ(load("TKF FID v6.0\nRecLen=20\n"), -1);
     EXPECT_EQ(status(), VN_E_FIDVERSION);
     EXPECT_EQ(load(""), -1);
@@ -150,7 +150,7 @@ TEST_F(FidText, MoreKeysThanOneIndexFileHolds) {
 
 TEST_F(FidText, ThreadCountsOfTheTextFormAreNotKept) {
     ASSERT_EQ(load("TKF FID v7.0\nRecLen=20\nNThreads=2\nThread=X,Y\nNItems=0\n"), 0);
-    EXPECT_EQ(def.cb.nthreads, 0);
+    EXPECT_EQ(+def.cb.nthreads, 0);
     EXPECT_EQ(def.cb.threads, nullptr);
 }
 
@@ -202,7 +202,7 @@ TEST_F(FidText, TemporaryIndexExpression) {
     std::strcpy(def.work, "  -code +NAME ");
     ASSERT_EQ(load(kBase, VN_FF_TMPIDX), 0);
     const FidKey& k = def.cb.keys[0];
-    EXPECT_EQ(def.cb.nkeys, 1);
+    EXPECT_EQ(+def.cb.nkeys, 1);
     EXPECT_EQ(k.name, nullptr);
     ASSERT_EQ(k.nsegs, 2);
     EXPECT_EQ(k.seg[0].segoff, 0);

@@ -54,7 +54,7 @@ TEST(HashShared, RecordLockedElsewhereReadsAsActive) {
     HashFile h(dir, 100);
     h.cb().nettype = 1;
     h.cb().flockretry = 1;
-    ASSERT_EQ(h.write("K1", "kept"), 0) << int(h.cb().status);
+    ASSERT_EQ(h.write("K1", "kept"), 0) << int(+h.cb().status);
     uint32_t pos = static_cast<uint32_t>(h.cb().datpos);
     ASSERT_EQ(h.remove("K1"), 0);
     EXPECT_EQ(h.find("K1"), 0);
@@ -79,9 +79,9 @@ TEST(HashShared, FileLockHeldElsewhereGivesL) {
         Locker other(h.datname, 0);
         ASSERT_TRUE(other.locked);
         EXPECT_EQ(h.find("K1"), -1);
-        EXPECT_EQ(h.cb().status, VN_C_FLOCKED);
+        EXPECT_EQ(+h.cb().status, VN_C_FLOCKED);
         EXPECT_EQ(h.write("K2", "b"), -1);
-        EXPECT_EQ(h.cb().status, VN_C_FLOCKED);
+        EXPECT_EQ(+h.cb().status, VN_C_FLOCKED);
     }
     EXPECT_EQ(h.find("K1"), 1);
     EXPECT_EQ(h.write("K2", "b"), 0);

@@ -29,8 +29,8 @@ TEST(HashClasses, SizesAndFileLengths) {
     for (auto r : rows) {
         TempDir dir;
         HashFile h(dir, r.recs);
-        EXPECT_EQ(h.cb().hashrecs, r.size) << r.recs;
-        EXPECT_EQ(hshclass(h.cb().hashstate), r.cls) << r.recs;
+        EXPECT_EQ(+h.cb().hashrecs, r.size) << r.recs;
+        EXPECT_EQ(hshclass(+h.cb().hashstate), r.cls) << r.recs;
         std::string bytes = readfile(h.hshname);
         EXPECT_EQ(bytes.size(), 16 + (r.size + 31) / 32 * 32 * 4) << r.recs;
         EXPECT_EQ(bytes.substr(0, 4), std::string("TKF\0", 4));
@@ -87,26 +87,26 @@ TEST(HashOpen, HeaderChecks) {
     };
     patch(4, 0x61);  // version 1377
     EXPECT_EQ(hshopen(&cb), -1);
-    EXPECT_EQ(cb.status, VN_E_HSHVERSION);
+    EXPECT_EQ(+cb.status, VN_E_HSHVERSION);
     patch(4, 0x60);
     patch(6, 9);  // key length 9
     EXPECT_EQ(hshopen(&cb), -1);
-    EXPECT_EQ(cb.status, VN_E_HSHFID);
+    EXPECT_EQ(+cb.status, VN_E_HSHFID);
     patch(6, 8);
     EXPECT_EQ(hshopen(&cb), 0);
     cb.hashrecs = 2000;  // a definition asking for another table size
     EXPECT_EQ(hshopen(&cb), -1);
-    EXPECT_EQ(cb.status, VN_E_HSHFID);
+    EXPECT_EQ(+cb.status, VN_E_HSHFID);
     cb.hashrecs = 601;
     std::filesystem::resize_file(h.hshname, 10);
     EXPECT_EQ(hshopen(&cb), -1);
-    EXPECT_EQ(cb.status, VN_E_HSHREAD);
+    EXPECT_EQ(+cb.status, VN_E_HSHREAD);
     int8_t nkeys = cb.nkeys;
     cb.nkeys = 0;
     EXPECT_EQ(hshopen(&cb), -1);
-    EXPECT_EQ(cb.status, VN_C_HSHNOKEY);
+    EXPECT_EQ(+cb.status, VN_C_HSHNOKEY);
     EXPECT_EQ(hshcreate(&cb), -1);
-    EXPECT_EQ(cb.status, VN_C_HSHNOKEY);
+    EXPECT_EQ(+cb.status, VN_C_HSHNOKEY);
     cb.nkeys = nkeys;
 }
 
@@ -158,14 +158,14 @@ TEST(HashModel, RandomOperationsAgreeWithAMap) {
             if (it != model.end()) {
                 EXPECT_EQ(pos, it->second.pos) << k;
             } else {
-                EXPECT_EQ(pos, static_cast<int32_t>((h.cb().nrecs - 1) * h.cb().reclen));
+                EXPECT_EQ(pos, static_cast<int32_t>((+h.cb().nrecs - 1) * +h.cb().reclen));
             }
             model[k] = {pos, rest, false};
         } else if (what == 1) {
             int32_t r = h.remove(k);
             if (it == model.end()) {
                 EXPECT_EQ(r, -1) << k;
-                EXPECT_EQ(h.cb().status, VN_C_NOTFOUND);
+                EXPECT_EQ(+h.cb().status, VN_C_NOTFOUND);
             } else {
                 EXPECT_EQ(r, 0) << k;  // a deleted record still answers its key
                 it->second.deleted = true;
@@ -175,15 +175,15 @@ TEST(HashModel, RandomOperationsAgreeWithAMap) {
             bool present = it != model.end() && !it->second.deleted;
             ASSERT_EQ(r, present ? 1 : 0) << k;
             if (present) {
-                EXPECT_EQ(h.cb().datpos, it->second.pos);
+                EXPECT_EQ(+h.cb().datpos, it->second.pos);
                 std::string rest = it->second.rest;
                 rest.resize(12, ' ');
                 EXPECT_EQ(h.rest(), rest);
             }
         }
     }
-    EXPECT_EQ(std::filesystem::file_size(h.datname), h.cb().nrecs * h.cb().reclen);
-    EXPECT_EQ(h.cb().nrecs, model.size() + 1);
+    EXPECT_EQ(std::filesystem::file_size(h.datname), +h.cb().nrecs * +h.cb().reclen);
+    EXPECT_EQ(+h.cb().nrecs, model.size() + 1);
 }
 
 TEST(HashModel, RewriteAfterDeleteReusesThePosition) {
@@ -197,10 +197,10 @@ TEST(HashModel, RewriteAfterDeleteReusesThePosition) {
     EXPECT_EQ(data[pos], 'D');
     EXPECT_EQ(h.find("K1"), 0);
     ASSERT_EQ(h.write("K1", "again"), 0);
-    EXPECT_EQ(h.cb().datpos, pos);
+    EXPECT_EQ(+h.cb().datpos, pos);
     EXPECT_EQ(h.find("K1"), 1);
     EXPECT_EQ(h.rest(), "again       ");
-    EXPECT_EQ(std::filesystem::file_size(h.datname), 3u * h.cb().reclen);
+    EXPECT_EQ(std::filesystem::file_size(h.datname), 3u * +h.cb().reclen);
 }
 
 // A table whose every slot points at a record of another key gives 39
@@ -217,10 +217,10 @@ TEST(HashModel, FullTableGivesStatus39) {
     osseek(fd, 16, 0);
     ASSERT_EQ(oswrite(fd, slots.data(), static_cast<uint32_t>(slots.size())), static_cast<int32_t>(slots.size()));
     EXPECT_EQ(h.find("STRANGER"), -1);
-    EXPECT_EQ(h.cb().status, VN_E_HSHFULL);
+    EXPECT_EQ(+h.cb().status, VN_E_HSHFULL);
     EXPECT_EQ(h.find("OCCUPANT"), 1);
     EXPECT_EQ(h.write("NEWCOMER", "y"), -1);
-    EXPECT_EQ(h.cb().status, VN_E_HSHFULL);
+    EXPECT_EQ(+h.cb().status, VN_E_HSHFULL);
 }
 
 TEST(HashModel, ShortRecordGivesStatus3) {
@@ -229,7 +229,7 @@ TEST(HashModel, ShortRecordGivesStatus3) {
     ASSERT_EQ(h.write("K1", "first"), 0);
     std::filesystem::resize_file(h.datname, h.cb().reclen + 5u);
     EXPECT_EQ(h.find("K1"), -1);
-    EXPECT_EQ(h.cb().status, VN_E_DATREAD);
+    EXPECT_EQ(+h.cb().status, VN_E_DATREAD);
 }
 
 }  // namespace

@@ -79,7 +79,7 @@ TEST_F(Thread, ItemsNumericByTypeAndTextOtherwise) {
 TEST_F(Thread, BadExpressionsGiveStatus44) {
     for (const char* bad : {"A <= B", "A >= B", "A <> B", "NOSUCH > 1", "(1 + 2", "* 2", "", "1 + "}) {
         EXPECT_TRUE(std::isnan(num(bad))) << bad;
-        EXPECT_EQ(def.cb.status, VN_E_THREXPR) << bad;
+        EXPECT_EQ(+def.cb.status, VN_E_THREXPR) << bad;
     }
     std::string deep(5000, '(');
     EXPECT_TRUE(std::isnan(num(deep.c_str())));
@@ -128,7 +128,7 @@ TEST_F(Thread, ThreadTestOfADefinitionsThreads) {
     EXPECT_EQ(threadtest(&t.cb, rec.c_str(), 0), 1);
     EXPECT_EQ(threadtest(&t.cb, rec.c_str(), 1), 0);  // not a number counts as zero
     EXPECT_EQ(threadtest(&t.cb, rec.c_str(), 2), -1);
-    EXPECT_EQ(t.cb.status, VN_E_THREXPR);
+    EXPECT_EQ(+t.cb.status, VN_E_THREXPR);
     EXPECT_EQ(threadtest(&t.cb, rec.c_str(), 3), -1);
     record(" 000050.0");
     EXPECT_EQ(threadtest(&t.cb, rec.c_str(), 0), 0);

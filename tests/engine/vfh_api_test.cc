@@ -75,32 +75,32 @@ TEST_F(VfhApi, OpenOfMissingFilesLeavesNoBuffer) {
     std::remove(dir.path("f.fid").c_str());
     EXPECT_EQ(vfhopen(&cb), -1);
     EXPECT_TRUE(cb.status == VN_E_DATOPEN || cb.status == VN_E_FIDOPEN);
-    EXPECT_EQ(cb.recbuf, nullptr);
+    EXPECT_EQ(+cb.recbuf, nullptr);
 }
 
 TEST_F(VfhApi, MakeGivesABlankRecordBufferAndDefaults) {
     name(fidfor(0));
-    ASSERT_EQ(vfhmake(&cb), 0) << int(cb.status);
-    ASSERT_NE(cb.recbuf, nullptr);
-    EXPECT_EQ(cb.reclen, 26);
-    EXPECT_EQ(std::string(cb.recbuf, 25), std::string(25, ' '));
+    ASSERT_EQ(vfhmake(&cb), 0) << int(+cb.status);
+    ASSERT_NE(+cb.recbuf, nullptr);
+    EXPECT_EQ(+cb.reclen, 26);
+    EXPECT_EQ(std::string(+cb.recbuf, 25), std::string(25, ' '));
     EXPECT_EQ(cb.recbuf[25], '\n');
     EXPECT_EQ(cb.recbuf[26], '\0');
-    EXPECT_EQ(cb.flockretry, 100);
-    EXPECT_EQ(cb.rlockretry, 1);
-    EXPECT_EQ(cb.nettype, 1);
+    EXPECT_EQ(+cb.flockretry, 100);
+    EXPECT_EQ(+cb.rlockretry, 1);
+    EXPECT_EQ(+cb.nettype, 1);
     EXPECT_EQ(vfhread(&cb, 1), -1);  // nothing to read in a new file
-    EXPECT_EQ(cb.status, VN_C_NOREC);
-    EXPECT_EQ(cb.mflags & (VN_MF_STAY | VN_MF_EXACT), VN_MF_STAY);
+    EXPECT_EQ(+cb.status, VN_C_NOREC);
+    EXPECT_EQ(+cb.mflags & (VN_MF_STAY | VN_MF_EXACT), VN_MF_STAY);
     cb.mflags |= VN_MF_DESCEND;
     vfhposn(&cb, 1);
-    EXPECT_EQ(cb.mflags & (VN_MF_STAY | VN_MF_EXACT | VN_MF_DESCEND),
+    EXPECT_EQ(+cb.mflags & (VN_MF_STAY | VN_MF_EXACT | VN_MF_DESCEND),
               VN_MF_STAY | VN_MF_EXACT | VN_MF_DESCEND);
     vfhread(&cb, 0);
     vfhposn(&cb, 0);
-    EXPECT_EQ(cb.mflags & (VN_MF_STAY | VN_MF_EXACT), 0);
+    EXPECT_EQ(+cb.mflags & (VN_MF_STAY | VN_MF_EXACT), 0);
     EXPECT_EQ(vfhclose(&cb), 0);
-    EXPECT_EQ(cb.recbuf, nullptr);
+    EXPECT_EQ(+cb.recbuf, nullptr);
 }
 
 
@@ -111,8 +111,8 @@ class VfhFiles : public VfhApi, public ::testing::WithParamInterface<int> {};
 TEST_P(VfhFiles, RandomWritesAndReadsAgreeWithAMap) {
     int flags = GetParam();
     name(fidfor(flags));
-    ASSERT_EQ(vfhmake(&cb), 0) << int(cb.status);
-    ASSERT_EQ(vfhsetkey(&cb, 1), 0) << int(cb.status);
+    ASSERT_EQ(vfhmake(&cb), 0) << int(+cb.status);
+    ASSERT_EQ(vfhsetkey(&cb, 1), 0) << int(+cb.status);
     std::mt19937 rng(static_cast<unsigned>(flags) + 1);
     std::map<std::string, std::string> model;
     for (int step = 0; step < 600; ++step) {
@@ -124,23 +124,23 @@ TEST_P(VfhFiles, RandomWritesAndReadsAgreeWithAMap) {
         int what = rng() % 4;
         if (what < 2) {
             std::string value = std::to_string(rng() % 100000);
-            ASSERT_EQ(put(code, value), 0) << int(cb.status) << " step " << step;
+            ASSERT_EQ(put(code, value), 0) << int(+cb.status) << " step " << step;
             model[code] = std::string(16 - value.size(), ' ') + value;
         } else if (what == 2 && model.count(code)) {
             vfhitemset(&cb, "CODE", 0, code.c_str());
-            ASSERT_EQ(vfhdelete(&cb), 0) << int(cb.status);
+            ASSERT_EQ(vfhdelete(&cb), 0) << int(+cb.status);
             model.erase(code);
         } else {
             std::string value;
             int32_t r = get(code, &value);
-            ASSERT_EQ(r, model.count(code) ? 1 : 0) << code << " status " << int(cb.status) << " step " << step;
+            ASSERT_EQ(r, model.count(code) ? 1 : 0) << code << " status " << int(+cb.status) << " step " << step;
             if (r == 1) {
                 EXPECT_EQ(value, model[code]);
             }
         }
         if (step == 300) {
             ASSERT_EQ(vfhclose(&cb), 0);
-            ASSERT_EQ(vfhopen(&cb), 0) << int(cb.status);
+            ASSERT_EQ(vfhopen(&cb), 0) << int(+cb.status);
             ASSERT_EQ(vfhsetkey(&cb, 1), 0);
         }
     }

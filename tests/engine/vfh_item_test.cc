@@ -60,7 +60,7 @@ TEST_F(VfhItem, GetKeepsBlanksAndChecksOccurrences) {
     EXPECT_EQ(vfhitemget(&def.cb, "many", 0, dest), -1);
     EXPECT_EQ(vfhitemset(&def.cb, "MANY", 3, "x"), -1);
     EXPECT_STREQ(dest, "untouched");
-    EXPECT_EQ(vfhitemoffset(&def.cb, "MANY"), def.cb.recbuf + 11);
+    EXPECT_EQ(vfhitemoffset(&def.cb, "MANY"), +def.cb.recbuf + 11);
     EXPECT_EQ(vfhitemoffset(&def.cb, "NONE"), nullptr);
     EXPECT_EQ(body().find_first_not_of(' ', 18), std::string::npos);  // nothing else moved
 }
