@@ -12,13 +12,6 @@
 
 namespace {
 
-// One hash slot: the pair's key (prefix + byte * 65536, -1 when empty) and
-// the code of its string, side by side so that a probe touches one line.
-struct CoderSlot {
-    int32_t key;
-    int32_t code;
-};
-
 // Bytes of coded output gathered before they are written to the archive.
 constexpr int32_t kOutBuf = 65536;
 
@@ -27,9 +20,12 @@ struct Coder {
     int32_t bits;       // code width
     int32_t size;       // hash table size
     int32_t shift;      // hash shift
+    int32_t guard;      // the size is not prime: probes are bounded
     int32_t maxcode;    // 2^bits - 1, the end code
     int32_t next;       // next free code
-    CoderSlot* slot;    // the hash table
+    int32_t* key;       // the hash table: pair keys (prefix + byte * 65536, -1 empty)
+    uint16_t* code;     // and the codes of their strings; apart, so that the
+                        // keys a probe passes lie close together
     uint64_t acc;       // bits not yet formed into bytes (the low nbits)
     int32_t nbits;      // number of them
     int32_t outpos;     // bytes formed in out
@@ -90,13 +86,23 @@ void finish(Coder& c) {
 }
 
 void clearkeys(Coder& c) {
-    std::memset(c.slot, 0xFF, sizeof(CoderSlot) * c.size);  // every key -1
+    std::memset(c.key, 0xFF, sizeof(int32_t) * c.size);  // every key -1
     c.next = LZW_FIRST;
+}
+
+bool isprime(int32_t n) {
+    for (int32_t d = 2; d * d <= n; d++) {
+        if (n % d == 0) {
+            return false;
+        }
+    }
+    return n > 1;
 }
 
 void setwidth(Coder& c, int32_t bits) {
     c.bits = bits;
     c.size = lzwtablesize(bits);
+    c.guard = !isprime(c.size);
     c.shift = lzwshift(bits);
     c.maxcode = (1 << bits) - 1;
     c.acc = 0;
@@ -107,9 +113,13 @@ void setwidth(Coder& c, int32_t bits) {
 }
 
 // Codes the n bytes at p, extending the string whose code is *prefix.
-// The table and packing state live in locals while the block runs.
+// The table and packing state live in locals while the block runs.  Only
+// a table whose size is not prime can send a probe round a cycle of full
+// slots; guard bounds the probes for those.
+template <bool guard>
 void codeblock(Coder& c, const uint8_t* p, int32_t n, int32_t* prefix) {
-    CoderSlot* const slot = c.slot;
+    int32_t* const keys = c.key;
+    uint16_t* const codes = c.code;
     const int32_t size = c.size;
     const int32_t shift = c.shift;
     const int32_t bits = c.bits;
@@ -123,21 +133,21 @@ void codeblock(Coder& c, const uint8_t* p, int32_t n, int32_t* prefix) {
         const int32_t ch = *p++;
         const int32_t fk = ent + (ch << 16);
         int32_t i = (ch << shift) ^ ent;
-        int32_t key = slot[i].key;
+        int32_t key = keys[i];
         if (key == fk) {
-            ent = slot[i].code;
+            ent = codes[i];
             continue;
         }
         if (key != -1) {
             const int32_t step = i == 0 ? 1 : size - i;
-            int32_t probes = size;  // a table whose size is not prime may cycle
+            int32_t probes = size;
             do {
                 i -= step;
                 i += i < 0 ? size : 0;
-                key = slot[i].key;
-            } while (key != fk && key > 0 && --probes != 0);
+                key = keys[i];
+            } while (key != fk && key > 0 && (!guard || --probes != 0));
             if (key == fk) {
-                ent = slot[i].code;
+                ent = codes[i];
                 continue;
             }
         }
@@ -145,8 +155,8 @@ void codeblock(Coder& c, const uint8_t* p, int32_t n, int32_t* prefix) {
         nbits += bits;
         ent = ch;
         if (next < maxcode) {
-            slot[i].key = fk;
-            slot[i].code = next++;
+            keys[i] = fk;
+            codes[i] = static_cast<uint16_t>(next++);
         } else {
             c.acc = acc;
             c.nbits = nbits;
@@ -169,6 +179,14 @@ void codeblock(Coder& c, const uint8_t* p, int32_t n, int32_t* prefix) {
     c.acc = acc;
     c.nbits = nbits;
     c.next = next;
+}
+
+void code(Coder& c, const uint8_t* p, int32_t n, int32_t* prefix) {
+    if (c.guard) {
+        codeblock<true>(c, p, n, prefix);
+    } else {
+        codeblock<false>(c, p, n, prefix);
+    }
 }
 
 void showblock(int64_t in, uint32_t size) {
@@ -230,7 +248,7 @@ int32_t codefile(Coder& c, int32_t n, CmpHeader* h) {
         if (n <= 0) {
             break;
         }
-        codeblock(c, cmpinbuf + 1, n - 1, &ent);
+        code(c, cmpinbuf + 1, n - 1, &ent);
         check = cmpsum(check, cmpinbuf + 1, n - 1);
         int32_t t = firstblocktest(c, in);
         if (t == 1) {
@@ -255,7 +273,7 @@ int32_t codefile(Coder& c, int32_t n, CmpHeader* h) {
         }
         in += n;
         check = cmpsum(check, cmpinbuf, n);
-        codeblock(c, cmpinbuf, n, &ent);
+        code(c, cmpinbuf, n, &ent);
     }
     putcode(c, static_cast<uint32_t>(ent));
     putcode(c, static_cast<uint32_t>(c.maxcode));
@@ -302,9 +320,10 @@ int32_t cmpcompress(int32_t arc, const char* path, CmpHeader* h) {
     Coder* c = static_cast<Coder*>(std::malloc(sizeof(Coder)));
     const int32_t bits = lzwwidth(h->size);
     const int32_t size = lzwtablesize(bits);
-    CoderSlot* slot = static_cast<CoderSlot*>(std::malloc(sizeof(CoderSlot) * size));
+    int32_t* key = static_cast<int32_t*>(std::malloc(sizeof(int32_t) * size));
+    uint16_t* code = static_cast<uint16_t*>(std::malloc(sizeof(uint16_t) * size));
     int32_t result = -1;
-    if (c == nullptr || slot == nullptr) {
+    if (c == nullptr || key == nullptr || code == nullptr) {
         cmperror(CMP_E_MEMORY);
     } else {
         int32_t src = fastopen(path, VN_O_BINARY | VN_O_SHARE, 0);
@@ -312,7 +331,8 @@ int32_t cmpcompress(int32_t arc, const char* path, CmpHeader* h) {
             cmperror(CMP_E_OPEN);
         } else {
             c->arc = arc;
-            c->slot = slot;
+            c->key = key;
+            c->code = code;
             c->failed = 0;
             c->key8 = cmpopt.key;
             setwidth(*c, bits);
@@ -323,7 +343,8 @@ int32_t cmpcompress(int32_t arc, const char* path, CmpHeader* h) {
             fastclose(src);
         }
     }
-    std::free(slot);
+    std::free(code);
+    std::free(key);
     std::free(c);
     return result;
 }

@@ -28,18 +28,19 @@ constexpr int32_t kKeep = 512 << 10;
 // Strings are copied 16 bytes at a time, so the history has room to spare.
 constexpr int32_t kSlack = 2 * kStack + 32;
 
-// The dictionary: entry = prefix code | suffix byte << 16, the length of
-// the entry's string, and the index in the history where that string
-// stands, or -1 when it is not held there or its chain cannot be trusted.
-struct DictEntry {
-    uint32_t link;
+// The dictionary, in two tables: each entry's link (prefix code | suffix
+// byte << 16), walked only for strings not held in the history, and where
+// its string stands: the index in the history (-1 when it is not held
+// there or its chain cannot be trusted) and its length.
+struct DictString {
     int32_t pos;
     uint32_t len;
 };
-DictEntry dict[kTable];
+uint32_t links[kTable];
+DictString strs[kTable];
 
-inline uint32_t prefixof(uint32_t code) { return dict[code].link & 0xFFFF; }
-inline uint8_t suffixof(uint32_t code) { return static_cast<uint8_t>(dict[code].link >> 16); }
+inline uint32_t prefixof(uint32_t code) { return links[code] & 0xFFFF; }
+inline uint8_t suffixof(uint32_t code) { return static_cast<uint8_t>(links[code] >> 16); }
 
 struct Expander {
     int32_t arc;
@@ -128,7 +129,7 @@ __attribute__((noinline)) int32_t slide(Expander& e, uint32_t maxcode) {
     e.checked -= shift;
     e.flushed -= shift;
     for (uint32_t i = 256; i < maxcode; i++) {
-        int32_t& pos = dict[i].pos;
+        int32_t& pos = strs[i].pos;
         pos = pos - shift >= kBytes ? pos - shift : -1;
     }
     return shift;
@@ -171,9 +172,10 @@ inline void copy16(uint8_t* to, const uint8_t* from) {
 void forget(uint32_t maxcode, bool all) {
     for (uint32_t i = 256; i < maxcode; i++) {
         if (all) {
-            dict[i] = DictEntry{0, -1, 1};
+            links[i] = 0;
+            strs[i] = DictString{-1, 1};
         } else {
-            dict[i].pos = -1;
+            strs[i].pos = -1;
         }
     }
 }
@@ -217,7 +219,8 @@ int32_t decode(Expander& e) {
         return static_cast<uint32_t>(acc >> nbits) & endcode;
     };
     for (uint32_t i = 0; i < 256; i++) {
-        dict[i] = DictEntry{i << 16, static_cast<int32_t>(i), 1};
+        links[i] = i << 16;
+        strs[i] = DictString{static_cast<int32_t>(i), 1};
         hist[i] = static_cast<uint8_t>(i);
     }
     forget(maxcode, true);
@@ -227,8 +230,8 @@ int32_t decode(Expander& e) {
         return 0;
     }
     uint8_t last = static_cast<uint8_t>(old);
-    int32_t oldstart = outpos;  // where the string of old stands
-    bool oldsure = old <= 255;  // and that it is the chain of old
+    // Where the string of old stands when it is the chain of old, else -1.
+    int32_t oldstart = old <= 255 ? outpos : -1;
     hist[outpos++] = last;
     for (;;) {
         uint32_t code = getcode();
@@ -238,6 +241,7 @@ int32_t decode(Expander& e) {
             }
             if (code == LZW_CLEAR) {
                 next = LZW_CLEAR;
+                oldstart = -1;  // entry 256 is never a string
                 forget(maxcode, false);
                 code = getcode();
                 if (code >= endcode) {
@@ -245,11 +249,10 @@ int32_t decode(Expander& e) {
                 }
             }
         }
-        const int32_t start = outpos;
-        const bool codesure = code <= next;
+        const int32_t start = code <= next ? outpos : -1;
         uint8_t* const o = hist + outpos;
         const uint32_t c = code < next ? code : old;
-        const DictEntry& d = dict[c];
+        const DictString d = strs[c];
         int32_t n;
         if (d.pos >= 0) {
             const uint8_t* from = hist + d.pos;  // the string ends before o
@@ -272,14 +275,11 @@ int32_t decode(Expander& e) {
         last = o[0];
         outpos += n;
         if (next < maxcode) {
-            DictEntry& nd = dict[next];
-            const DictEntry& od = dict[old];
-            nd.link = old | static_cast<uint32_t>(last) << 16;
-            nd.len = od.len + 1;
-            nd.pos = oldsure && od.pos >= 0 && next != LZW_CLEAR ? oldstart : -1;
+            const DictString od = strs[old];
+            links[next] = old | static_cast<uint32_t>(last) << 16;
+            strs[next] = DictString{od.pos >= 0 ? oldstart : -1, od.len + 1};
             next++;
         }
-        oldsure = codesure;
         oldstart = start;
         old = code;
         if (outpos >= drainat) {
@@ -291,8 +291,8 @@ int32_t decode(Expander& e) {
                 if (flushchecked(e) != 0) {
                     return -1;
                 }
-                oldstart -= slide(e, maxcode);
-                oldsure = oldsure && oldstart >= kBytes;
+                const int32_t shift = slide(e, maxcode);
+                oldstart = oldstart - shift >= kBytes ? oldstart - shift : -1;
             }
             outpos = e.outpos;
             drainat = e.checked + CMP_OUTBUF;
