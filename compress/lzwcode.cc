@@ -20,6 +20,7 @@ struct Coder {
     int32_t bits;       // code width
     int32_t size;       // hash table size
     int32_t shift;      // hash shift
+    int32_t hash[256];  // each byte shifted left by it
     int32_t guard;      // the size is not prime: probes are bounded
     int32_t maxcode;    // 2^bits - 1, the end code
     int32_t next;       // next free code
@@ -104,6 +105,9 @@ void setwidth(Coder& c, int32_t bits) {
     c.size = lzwtablesize(bits);
     c.guard = !isprime(c.size);
     c.shift = lzwshift(bits);
+    for (int32_t b = 0; b < 256; b++) {
+        c.hash[b] = b << c.shift;
+    }
     c.maxcode = (1 << bits) - 1;
     c.acc = 0;
     c.nbits = 0;
@@ -121,7 +125,7 @@ void codeblock(Coder& c, const uint8_t* p, int32_t n, int32_t* prefix) {
     int32_t* const keys = c.key;
     uint16_t* const codes = c.code;
     const int32_t size = c.size;
-    const int32_t shift = c.shift;
+    const int32_t* const hash = c.hash;
     const int32_t bits = c.bits;
     const int32_t maxcode = c.maxcode;
     uint64_t acc = c.acc;
@@ -132,7 +136,7 @@ void codeblock(Coder& c, const uint8_t* p, int32_t n, int32_t* prefix) {
     while (p < end) {
         const int32_t ch = *p++;
         const int32_t fk = ent + (ch << 16);
-        int32_t i = (ch << shift) ^ ent;
+        int32_t i = hash[ch] ^ ent;
         int32_t key = keys[i];
         if (key == fk) {
             ent = codes[i];
