@@ -1,6 +1,6 @@
 // pagecache.cc - the library-wide write-back cache of index pages: 128
-// slots found by a linear scan that ages every other page, the oldest
-// page evicted when the table is full, and per-file flushes.
+// slots found through a hash of (file, page), aged by a lookup clock, the
+// oldest page evicted when the table is full, and per-file flushes.
 #include "index/pagecache.h"
 
 #include <cstring>
@@ -12,15 +12,69 @@
 PageCache pgcache = {0, 0, nullptr};
 int32_t cacheerror = 0;
 uint32_t pgdiskreads = 0;
+uint32_t pgclock = 0;
 
 namespace {
 
-enum { READTRIES = 100, RETRYWAIT = 50 };
+enum { READTRIES = 100, RETRYWAIT = 50, HASHSIZE = 256 };
+
+// Open-addressed table of the occupied slots below used, by (file, page):
+// slot number, or -1 for an empty entry.  At most 128 of its 256 entries are
+// taken, so probe runs stay short.
+int16_t hashed[HASHSIZE];
+
+uint32_t hashof(uint32_t file, uint32_t page) {
+    return ((page * 0x9E3779B1u) ^ (file * 0x85EBCA77u)) >> 24;
+}
+
+void hashclear() { memset(hashed, 0xFF, sizeof hashed); }
+
+void hashadd(int32_t slot) {
+    const PageSlot& s = pgcache.slots[slot];
+    uint32_t h = hashof(s.file, s.page);
+    while (hashed[h] >= 0) h = (h + 1) % HASHSIZE;
+    hashed[h] = static_cast<int16_t>(slot);
+}
+
+// Entry of (file, page), or -1.
+int32_t hashfind(uint32_t file, uint32_t page) {
+    for (uint32_t h = hashof(file, page);; h = (h + 1) % HASHSIZE) {
+        const int16_t i = hashed[h];
+        if (i < 0) return -1;
+        const PageSlot& s = pgcache.slots[i];
+        if (s.file == file && s.page == page) return static_cast<int32_t>(h);
+    }
+}
+
+// Takes an occupied slot out of the table, shifting later entries of its
+// probe run back so that no lookup stops short of them.
+void hashdrop(int32_t slot) {
+    const PageSlot& s = pgcache.slots[slot];
+    uint32_t h = hashof(s.file, s.page);
+    while (hashed[h] != slot) {
+        if (hashed[h] < 0) return;
+        h = (h + 1) % HASHSIZE;
+    }
+    hashed[h] = -1;
+    for (uint32_t j = (h + 1) % HASHSIZE; hashed[j] >= 0; j = (j + 1) % HASHSIZE) {
+        const PageSlot& t = pgcache.slots[hashed[j]];
+        const uint32_t home = hashof(t.file, t.page);
+        // The entry at j may move to the hole at h unless its home lies
+        // cyclically in (h, j].
+        const bool stays = h < j ? (home > h && home <= j) : (home > h || home <= j);
+        if (stays) continue;
+        hashed[h] = hashed[j];
+        hashed[j] = -1;
+        h = j;
+    }
+}
 
 int32_t pageoffset(uint32_t page, uint32_t size) { return static_cast<int32_t>(page * size); }
 
 // Frees a slot's block and marks the slot free.
-void dropslot(PageSlot& s) {
+void dropslot(int32_t slot) {
+    PageSlot& s = pgcache.slots[slot];
+    if (s.file != 0) hashdrop(slot);
     if (s.block) globalhfree(s.block);
     memset(&s, 0, sizeof s);
 }
@@ -30,6 +84,8 @@ void dropslot(PageSlot& s) {
 int32_t evict(int slot, uint16_t size) {
     PageSlot& s = pgcache.slots[slot];
     if (s.dirty && pgwriteback(slot) < 0) return -1;
+    hashdrop(slot);
+    s.file = 0;
     if (s.block && s.size != size) {
         globalhfree(s.block);
         s.block = nullptr;
@@ -51,28 +107,25 @@ int32_t pgcacheinit() {
         return -1;
     }
     pgcache.used = 0;
+    hashclear();
     return 0;
 }
 
 void pgcachefree() {
     pgcache.used = 0;
+    hashclear();
     globalsettle();
     if (pgcache.slots) globalmfree(pgcache.slots);
     pgcache.slots = nullptr;
 }
 
 int32_t pglookup(uint32_t file, uint32_t page) {
-    int32_t found = -1;
-    for (int32_t i = 0; i < pgcache.used; i++) {
-        PageSlot& s = pgcache.slots[i];
-        if (s.file == 0) continue;
-        if (found < 0 && s.file == file && s.page == page) {
-            s.age = 0;
-            found = i;
-        } else {
-            s.age++;
-        }
-    }
+    pgclock++;
+    if (pgcache.used == 0) return -1;
+    const int32_t h = hashfind(file, page);
+    if (h < 0) return -1;
+    const int32_t found = hashed[h];
+    pgcache.slots[found].age.stamp = pgclock;
     return found;
 }
 
@@ -120,13 +173,14 @@ int32_t pgput(FHCB* cb, int index, uint32_t page, int look) {
         s->file = cb->idxfd;
         s->page = page;
         s->size = size;
-        s->age = 0;
+        s->age.stamp = pgclock;
         s->dirty = 0;
+        hashadd(slot);
     }
     PageSlot& s = pgcache.slots[slot];
     uint8_t* dst = static_cast<uint8_t*>(globalhlock(s.block));
     if (!dst) {
-        dropslot(s);
+        dropslot(slot);
         cacheerror = VN_E_IDXLOCK;
         return -1;
     }
@@ -201,7 +255,7 @@ int32_t pgflush(FHCB* cb) {
                 cacheerror = VN_E_IDXWRITE;
                 r = -1;
             }
-            dropslot(s);
+            dropslot(i);
         }
         while (pgcache.used > 0 && pgcache.slots[pgcache.used - 1].file == 0) pgcache.used--;
     }

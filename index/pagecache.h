@@ -10,12 +10,29 @@
 
 enum { PGCACHE_SLOTS = 128 };
 
+// Lookups made so far; wraps at 2^32.
+extern uint32_t pgclock;
+
+// A slot's age: the lookups since the page was last used.  It is kept as the
+// clock reading at that use, so a lookup ages every page at once; reading it
+// gives the difference mod 65536, exactly what a 16-bit counter bumped on
+// every lookup would hold, wrap included (2^16 divides 2^32).  Setting it
+// moves the stamp so that the age reads back as the value set.
+struct SlotAge {
+    uint32_t stamp;
+    operator uint16_t() const { return static_cast<uint16_t>(pgclock - stamp); }
+    SlotAge& operator=(uint16_t age) {
+        stamp = pgclock - age;
+        return *this;
+    }
+};
+
 struct PageSlot {
     uint32_t page;   // page number in its file
     void* block;     // moveable block of size bytes, or null
     uint32_t file;   // OS handle of the index file; 0 = free slot
     uint16_t size;   // page size of that file
-    uint16_t age;    // lookups since the page was last used
+    SlotAge age;     // lookups since the page was last used
     uint8_t dirty;   // the copy differs from the disk
 };
 
@@ -37,8 +54,8 @@ extern uint32_t pgdiskreads;
 int32_t pgcacheinit();
 // Drops the slot table; every file must have been flushed before.
 void pgcachefree();
-// Slot of (file, page), or -1.  Ages every other occupied slot by one and
-// makes the found one's age 0.
+// Slot of (file, page), or -1, found through a hash of the occupied slots.
+// Ages every other occupied slot by one and makes the found one's age 0.
 int32_t pglookup(uint32_t file, uint32_t page);
 // Copies the image of cursor index into a slot for page and returns the
 // slot, or -1.  With look clear the caller knows the page is not cached.
