@@ -26,16 +26,14 @@ bool ishex(const char* s, int n) {
 }
 
 int32_t readat(FHCB* cb, int32_t pos, void* buf, int32_t len) {
-    const int32_t fd = static_cast<int32_t>(cb->datfd);
-    if (osseek(fd, pos, 0) != pos) return -1;
-    return osread(fd, buf, static_cast<uint32_t>(len));
+    if (pos < 0) return -1;
+    return osreadat(static_cast<int32_t>(cb->datfd), buf, static_cast<uint32_t>(len), static_cast<uint32_t>(pos));
 }
 
 }  // namespace
 
 int32_t writeat(FHCB* cb, int32_t pos, const void* buf, int32_t len) {
-    const int32_t fd = static_cast<int32_t>(cb->datfd);
-    if (osseek(fd, pos, 0) != pos || oswrite(fd, buf, static_cast<uint32_t>(len)) != len) {
+    if (pos < 0 || oswriteat(static_cast<int32_t>(cb->datfd), buf, static_cast<uint32_t>(len), static_cast<uint32_t>(pos)) != len) {
         cb->status = VN_E_DATWRITE;
         return -1;
     }

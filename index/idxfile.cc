@@ -65,13 +65,11 @@ void spanput(const IdxState* st, uint8_t* h) {
 }
 
 bool readat(int32_t fd, uint32_t off, void* buf, uint32_t n) {
-    return osseek(fd, static_cast<int32_t>(off), 0) == static_cast<int32_t>(off) &&
-           osread(fd, buf, n) == static_cast<int32_t>(n);
+    return osreadat(fd, buf, n, off) == static_cast<int32_t>(n);
 }
 
 bool writeat(int32_t fd, uint32_t off, const void* buf, uint32_t n) {
-    return osseek(fd, static_cast<int32_t>(off), 0) == static_cast<int32_t>(off) &&
-           oswrite(fd, buf, n) == static_cast<int32_t>(n);
+    return oswriteat(fd, buf, n, off) == static_cast<int32_t>(n);
 }
 
 void freestate(IdxState* st) {

@@ -210,7 +210,7 @@ int32_t pgread(FHCB* cb, int index, uint32_t page) {
     for (int attempt = 0; attempt < READTRIES && !ok; attempt++) {
         int32_t fd = static_cast<int32_t>(cb->idxfd);
         pgdiskreads++;
-        ok = osseek(fd, off, 0) == off && osread(fd, img, size) == static_cast<int32_t>(size);
+        ok = osreadat(fd, img, size, static_cast<uint32_t>(off)) == static_cast<int32_t>(size);
         if (ok) break;
         if (attempt == 0) {
             // Another process may hold a stale view: take a fresh handle.
@@ -236,8 +236,7 @@ int32_t pgwrite(FHCB* cb, int index, uint32_t page) {
     IdxState* st = cb->index;
     int32_t fd = static_cast<int32_t>(cb->idxfd);
     int32_t off = pageoffset(page, st->pagesize);
-    if (osseek(fd, off, 0) != off ||
-        oswrite(fd, st->cursor[index].img, st->pagesize) != st->pagesize) {
+    if (oswriteat(fd, st->cursor[index].img, st->pagesize, static_cast<uint32_t>(off)) != st->pagesize) {
         cacheerror = VN_E_IDXWRITE;
         return -1;
     }
@@ -272,7 +271,7 @@ int32_t pgwriteback(int slot) {
     }
     int32_t fd = static_cast<int32_t>(s.file);
     int32_t off = pageoffset(s.page, s.size);
-    bool ok = osseek(fd, off, 0) == off && oswrite(fd, src, s.size) == s.size;
+    bool ok = oswriteat(fd, src, s.size, static_cast<uint32_t>(off)) == s.size;
     globalhunlock(s.block);
     if (!ok) {
         cacheerror = VN_E_IDXWRITE;

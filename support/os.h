@@ -27,6 +27,12 @@ int32_t osopen(const char* path, uint32_t flags, uint32_t perm);
 int32_t osclose(int32_t h);                             // 0, or -1
 int32_t osread(int32_t h, void* buf, uint32_t count);   // bytes, 0 at end, -1
 int32_t oswrite(int32_t h, const void* buf, uint32_t count);  // bytes, or -1
+// Read and write at a given offset from the start, without a separate seek:
+// bytes (0 at end for a read), or -1.  The file position afterwards is not
+// defined (POSIX leaves it alone, Windows moves it past the bytes), so a
+// caller that relies on the position seeks itself.
+int32_t osreadat(int32_t h, void* buf, uint32_t count, uint32_t offset);
+int32_t oswriteat(int32_t h, const void* buf, uint32_t count, uint32_t offset);
 int32_t osflush(int32_t h);  // direct face: nonzero on success; runtime face: 0
 // New position from the start, or -1 (0xFFFFFFFF).  origin: 0 start,
 // 1 current, 2 end.

@@ -94,6 +94,22 @@ int32_t oswrite(int32_t h, const void* buf, uint32_t count) {
     return n < 0 ? -1 : static_cast<int32_t>(n);
 }
 
+int32_t osreadat(int32_t h, void* buf, uint32_t count, uint32_t offset) {
+    ssize_t n;
+    do {
+        n = pread(h, buf, static_cast<size_t>(clampcount(count)), static_cast<off_t>(offset));
+    } while (n < 0 && errno == EINTR);
+    return n < 0 ? -1 : static_cast<int32_t>(n);
+}
+
+int32_t oswriteat(int32_t h, const void* buf, uint32_t count, uint32_t offset) {
+    ssize_t n;
+    do {
+        n = pwrite(h, buf, static_cast<size_t>(clampcount(count)), static_cast<off_t>(offset));
+    } while (n < 0 && errno == EINTR);
+    return n < 0 ? -1 : static_cast<int32_t>(n);
+}
+
 int32_t osflush(int32_t h) {
     if (iomode != 9) return 0;
     return fsync(h) == 0 ? 1 : 0;

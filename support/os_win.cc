@@ -76,6 +76,39 @@ int32_t oswrite(int32_t h, const void* buf, uint32_t count) {
     return WriteFile(tohandle(h), buf, count, &n, nullptr) ? static_cast<int32_t>(n) : -1;
 }
 
+namespace {
+
+OVERLAPPED at(uint32_t offset) {
+    OVERLAPPED o = {};
+    o.Offset = offset;
+    return o;
+}
+
+}  // namespace
+
+int32_t osreadat(int32_t h, void* buf, uint32_t count, uint32_t offset) {
+    if (count > INT32_MAX) count = INT32_MAX;
+    if (!direct()) {
+        if (_lseek(h, static_cast<long>(offset), SEEK_SET) != static_cast<long>(offset)) return -1;
+        return _read(h, buf, count);
+    }
+    DWORD n = 0;
+    OVERLAPPED o = at(offset);
+    if (ReadFile(tohandle(h), buf, count, &n, &o)) return static_cast<int32_t>(n);
+    return GetLastError() == ERROR_HANDLE_EOF ? 0 : -1;
+}
+
+int32_t oswriteat(int32_t h, const void* buf, uint32_t count, uint32_t offset) {
+    if (count > INT32_MAX) count = INT32_MAX;
+    if (!direct()) {
+        if (_lseek(h, static_cast<long>(offset), SEEK_SET) != static_cast<long>(offset)) return -1;
+        return _write(h, buf, count);
+    }
+    DWORD n = 0;
+    OVERLAPPED o = at(offset);
+    return WriteFile(tohandle(h), buf, count, &n, &o) ? static_cast<int32_t>(n) : -1;
+}
+
 int32_t osflush(int32_t h) { return direct() ? (FlushFileBuffers(tohandle(h)) ? 1 : 0) : 0; }
 
 int32_t osseek(int32_t h, int32_t offset, int32_t origin) {
