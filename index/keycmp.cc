@@ -31,15 +31,19 @@ double partnum(const char* p, unsigned n) {
     return textnum(buf);
 }
 
-int partcmp(const char* a, const char* b, unsigned n, unsigned flags) {
+// Number and integer parts, kept out of line so that the text and byte
+// comparisons in the search loop need no stack for their buffers.
+[[gnu::noinline]] int numpartcmp(const char* a, const char* b, unsigned n, unsigned flags) {
     if (flags & SEG_NUMERIC) return sign(numcmp(partnum(a, n), partnum(b, n)));
-    if (flags & SEG_INTEGER) {
-        int32_t x = partint(a, n), y = partint(b, n);
-        if (x == y) return 0;
-        // The difference is taken in 32 bits and may wrap.
-        int32_t d = static_cast<int32_t>(static_cast<uint32_t>(x) - static_cast<uint32_t>(y));
-        return d < 1 ? -1 : 1;
-    }
+    int32_t x = partint(a, n), y = partint(b, n);
+    if (x == y) return 0;
+    // The difference is taken in 32 bits and may wrap.
+    int32_t d = static_cast<int32_t>(static_cast<uint32_t>(x) - static_cast<uint32_t>(y));
+    return d < 1 ? -1 : 1;
+}
+
+int partcmp(const char* a, const char* b, unsigned n, unsigned flags) {
+    if (flags & (SEG_NUMERIC | SEG_INTEGER)) return numpartcmp(a, b, n, flags);
     if (flags & SEG_BINARY) return sign(memcmp(a, b, n));
     if (flags & SEG_CASE) return sign(strncmp(a, b, n));
     return sign(casencmp(a, b, static_cast<int32_t>(n)));

@@ -136,12 +136,15 @@ int32_t pgput(FHCB* cb, int index, uint32_t page, int look) {
     int32_t slot = look ? pglookup(cb->idxfd, page) : -1;
     if (slot < 0) {
         int32_t freeslot = -1, victim = -1;
+        uint16_t oldest = 0;
         for (int32_t i = 0; i < pgcache.used; i++) {
             const PageSlot& s = pgcache.slots[i];
+            const uint16_t age = static_cast<uint16_t>(pgclock - s.age.stamp);
             if (s.file == 0) {
                 if (freeslot < 0) freeslot = i;
-            } else if (victim < 0 || s.age >= pgcache.slots[victim].age) {
+            } else if (victim < 0 || age >= oldest) {
                 victim = i;
+                oldest = age;
             }
         }
         bool fresh = false;
