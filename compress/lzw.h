@@ -29,6 +29,7 @@ int32_t cmpcompress(int32_t arc, const char* path, CmpHeader* h);
 // *check receives the sum of the bytes written.  Method 1 is decoded,
 // method 0 copied, any other writes nothing.  0, or -1 after reporting
 // error 3 or 7, or when stopped; the caller then deletes the output.
+// The archive is read ahead past the entry: the caller seeks it again.
 int32_t cmpexpand(int32_t arc, int32_t out, const CmpHeader& h, uint16_t* check);
 
 #endif

@@ -43,7 +43,6 @@ inline uint32_t prefixof(uint32_t code) { return links[code] & 0xFFFF; }
 inline uint8_t suffixof(uint32_t code) { return static_cast<uint8_t>(links[code] >> 16); }
 
 struct Expander {
-    int32_t arc;
     int32_t out;
     uint32_t left;      // stored bytes not yet loaded
     int32_t bits;
@@ -57,13 +56,14 @@ struct Expander {
     int32_t flushed;    // end of the bytes of hist already written
     uint8_t hist[kBytes + kHistory + kSlack];
     uint8_t stack[kStack];
+    CmpBulkReader src;  // the archive, read ahead in large pieces
 };
 
 // Loads the next input block into the shared buffer: the bytes loaded,
 // or 0 once the stored bytes are used up.
 int32_t refill(Expander& e) {
     int32_t want = e.left < static_cast<uint32_t>(CMP_INBUF) ? static_cast<int32_t>(e.left) : CMP_INBUF;
-    int32_t got = want > 0 ? fastread(e.arc, cmpinbuf, want) : 0;
+    int32_t got = want > 0 ? cmpreadblock(&e.src, cmpinbuf, want) : 0;
     if (got <= 0) {
         e.left = 0;
         return 0;
@@ -305,7 +305,7 @@ int32_t decode(Expander& e) {
 int32_t unstore(Expander& e, uint32_t stored) {
     while (stored > 0) {
         int32_t want = stored < static_cast<uint32_t>(CMP_INBUF) ? static_cast<int32_t>(stored) : CMP_INBUF;
-        int32_t got = fastread(e.arc, cmpinbuf, want);
+        int32_t got = cmpreadblock(&e.src, cmpinbuf, want);
         if (got <= 0) {
             break;
         }
@@ -344,7 +344,7 @@ int32_t cmpexpand(int32_t arc, int32_t out, const CmpHeader& h, uint16_t* check)
         cmperror(CMP_E_MEMORY);
         return -1;
     }
-    e->arc = arc;
+    cmpreaderinit(&e->src, arc);
     e->out = out;
     e->left = h.stored;
     e->bits = h.bits;
