@@ -33,7 +33,8 @@ export PKG_CONFIG_PATH=$work/prefix/lib/pkgconfig
 cc -o "$work/consumer-pc" tests/build/consumer/main.c $(pkg-config --cflags --libs velnor)
 LD_LIBRARY_PATH=$work/prefix/lib "$work/consumer-pc"
 
-if [ -f build-win32/velnor.dll ]; then
+if [ -f build-win32/build.ninja ]; then
+  cmake --build build-win32 -j2
   cmake --install build-win32 --prefix "$work/win32"
   for f in bin/velnor.dll lib/libvelnor.dll.a lib/velnor.def include/velnor.h; do
     [ -e "$work/win32/$f" ] || { echo "not installed by the Windows build: $f"; exit 1; }
