@@ -85,10 +85,10 @@ int32_t parseoptions(const char* options, CmpRun& run) {
     return ops;
 }
 
-void addspec(CmpRun& run, const char* spec) {
-    if (run.nspecs < CMP_MAXSPECS && *spec) {
+void addpattern(CmpRun& run, const char* pattern) {
+    if (run.nspecs < CMP_MAXSPECS && *pattern) {
         char* d = cmpspecs[run.nspecs++];
-        std::snprintf(d, CMP_PATHMAX + 1, "%s", spec);
+        std::snprintf(d, CMP_PATHMAX + 1, "%s", pattern);
         lowername(d);
     }
 }
@@ -97,29 +97,29 @@ void addspec(CmpRun& run, const char* spec) {
 // list file name.  0, or -2 when a list file cannot be opened.
 int32_t collectspecs(CmpRun& run, int32_t nspecs, char** specs) {
     for (int32_t i = 0; i < nspecs && specs != nullptr; i++) {
-        const char* spec = specs[i];
-        if (spec == nullptr) {
+        const char* pattern = specs[i];
+        if (pattern == nullptr) {
             continue;
         }
-        if (spec[0] != '@') {
-            addspec(run, spec);
+        if (pattern[0] != '@') {
+            addpattern(run, pattern);
             continue;
         }
-        int32_t s = fastopen(spec + 1, 0, 0);
+        int32_t s = fastopen(pattern + 1, 0, 0);
         if (s < 0) {
             char text[CMP_PATHMAX + 48];
-            std::snprintf(text, sizeof text, "Error: Unable to open list file: %s\r\n", spec + 1);
+            std::snprintf(text, sizeof text, "Error: Unable to open list file: %s\r\n", pattern + 1);
             cmpreport(text);
             return -2;
         }
         char line[66];
         while (fastgets(s, line, 65) != nullptr) {
-            addspec(run, line);
+            addpattern(run, line);
         }
         fastclose(s);
     }
     if (run.nspecs == 0) {
-        addspec(run, "*.*");
+        addpattern(run, "*.*");
     }
     return 0;
 }

@@ -18,7 +18,7 @@ int32_t cmpdirlen(const char* path) {
     return n;
 }
 
-static int32_t addnode(CmpFileList* list, const char* spec, int32_t dirlen, const char* found,
+static int32_t addnode(CmpFileList* list, const char* pattern, int32_t dirlen, const char* found,
                        uint32_t size, const uint8_t* dt) {
     char name[13];
     std::snprintf(name, sizeof name, "%s", found);
@@ -31,7 +31,7 @@ static int32_t addnode(CmpFileList* list, const char* spec, int32_t dirlen, cons
         return -1;
     }
     CmpNode& n = list->nodes[list->count++];
-    std::snprintf(n.path, sizeof n.path, "%.*s%s", static_cast<int>(dirlen), spec, found);
+    std::snprintf(n.path, sizeof n.path, "%.*s%s", static_cast<int>(dirlen), pattern, found);
     std::memcpy(n.name, name, sizeof name);
     std::memcpy(n.datetime, dt, 6);
     n.size = size;
@@ -46,13 +46,13 @@ int32_t cmpbuildlist(CmpFileList* list, char (*specs)[CMP_PATHMAX + 1], int32_t 
         return -1;
     }
     for (int32_t i = 0; i < nspecs; i++) {
-        const char* spec = specs[i];
-        const int32_t dirlen = cmpdirlen(spec);
+        const char* pattern = specs[i];
+        const int32_t dirlen = cmpdirlen(pattern);
         uint32_t size = 0;
         uint8_t dt[6] = {};
-        for (char* found = cfindfirst(spec, 0, &size, dt); found != nullptr;
+        for (char* found = cfindfirst(pattern, 0, &size, dt); found != nullptr;
              found = cfindnext(&size, dt)) {
-            if (addnode(list, spec, dirlen, found, size, dt) != 0) {
+            if (addnode(list, pattern, dirlen, found, size, dt) != 0) {
                 return -1;
             }
         }

@@ -9,7 +9,7 @@ constexpr int32_t CMP_PATHMAX = 260;
 constexpr int32_t CMP_MAXNODES = 4000;
 
 struct CmpNode {
-    char path[CMP_PATHMAX + 1];  // directory of the specification + name
+    char path[CMP_PATHMAX + 1];  // directory of the pattern + name
     char name[13];               // lower case, cut to 12
     uint8_t datetime[6];
     uint32_t size;
@@ -20,7 +20,7 @@ struct CmpFileList {
     int32_t count;
 };
 
-// Fills list with the plain files every specification finds, skipping a
+// Fills list with the plain files every pattern finds, skipping a
 // name already listed.  0, or -1 after reporting error 1 (no memory, or the
 // list reaching CMP_MAXNODES).
 int32_t cmpbuildlist(CmpFileList* list, char (*specs)[CMP_PATHMAX + 1], int32_t nspecs);

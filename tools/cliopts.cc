@@ -5,12 +5,12 @@
 
 namespace vtool {
 
-void fileoptions(CLI::App* sub, OpenSpec& spec) {
-    sub->add_option("FILE", spec.path, "Data file")->required();
-    sub->add_option("--fid", spec.fid, "Definition file (default: FILE with the extension .fid)");
-    sub->add_option("--index", spec.index,
+void fileoptions(CLI::App* sub, OpenSpec& target) {
+    sub->add_option("FILE", target.path, "Data file")->required();
+    sub->add_option("--fid", target.fid, "Definition file (default: FILE with the extension .fid)");
+    sub->add_option("--index", target.index,
                     "Index or hash file (default: FILE with the extension .idx or .hsh)");
-    sub->add_option("--network", spec.network,
+    sub->add_option("--network", target.network,
                     "Network type: SINGLE (default) for files no one else has open; IBMNET, "
                     "MSNET or NETWARE (locks) and the other names when the files are shared "
                     "with running applications")

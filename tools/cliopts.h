@@ -9,8 +9,8 @@
 
 namespace vtool {
 
-// FILE, --fid, --index and --network, filling spec.
-void fileoptions(CLI::App* sub, OpenSpec& spec);
+// FILE, --fid, --index and --network, filling target.
+void fileoptions(CLI::App* sub, OpenSpec& target);
 // --format text|csv|json into format.
 void formatoption(CLI::App* sub, Format& format);
 

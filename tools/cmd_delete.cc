@@ -32,12 +32,12 @@ long rundelete(const OpenSpec& file, const std::string& value, std::FILE* out) {
 }
 
 void adddelete(CLI::App& app) {
-    auto spec = std::make_shared<OpenSpec>();
+    auto target = std::make_shared<OpenSpec>();
     auto value = std::make_shared<std::string>();
     CLI::App* sub = app.add_subcommand("delete", "Delete the record whose primary key is VALUE");
-    fileoptions(sub, *spec);
+    fileoptions(sub, *target);
     sub->add_option("VALUE", *value, "Primary key value (key 1)")->required();
-    sub->callback([spec, value] { rundelete(*spec, *value, stdout); });
+    sub->callback([target, value] { rundelete(*target, *value, stdout); });
 }
 
 }  // namespace vtool

@@ -27,11 +27,11 @@ void runinfo(const OpenSpec& file, std::FILE* out) {
 }
 
 void addinfo(CLI::App& app) {
-    auto spec = std::make_shared<OpenSpec>();
+    auto target = std::make_shared<OpenSpec>();
     CLI::App* sub = app.add_subcommand(
         "info", "Show a record file's definition (items, keys, threads), its type and counts");
-    fileoptions(sub, *spec);
-    sub->callback([spec] { runinfo(*spec, stdout); });
+    fileoptions(sub, *target);
+    sub->callback([target] { runinfo(*target, stdout); });
 }
 
 }  // namespace vtool

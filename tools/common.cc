@@ -67,14 +67,14 @@ void setname(char (&field)[261], const std::string& name) {
 
 }  // namespace
 
-RecordFile::RecordFile(const OpenSpec& spec, bool create) : spec_(spec) {
-    setname(cb_.datname, spec.path);
-    setname(cb_.fidname, spec.fid);
-    setname(cb_.idxname, spec.index);
+RecordFile::RecordFile(const OpenSpec& target, bool create) : spec_(target) {
+    setname(cb_.datname, target.path);
+    setname(cb_.fidname, target.fid);
+    setname(cb_.idxname, target.index);
     if ((create ? vfhmake(&cb_) : vfhopen(&cb_)) != 0) fail_status();
     open_ = true;
     // The network type comes after the open, which always starts shared.
-    std::snprintf(cb_.work, 257, "%s", spec.network.c_str());
+    std::snprintf(cb_.work, 257, "%s", target.network.c_str());
     cb_.opcode = VN_OP_NETTYPE;
     if (filehandler(&cb_) != 0) {
         // The destructor does not run for a half-made object: close here.
@@ -83,7 +83,7 @@ RecordFile::RecordFile(const OpenSpec& spec, bool create) : spec_(spec) {
         vfhclose(&cb_);
         cb_.status = status;
         if (cb_.status == VN_C_NETNAME)
-            fail(spec.network, "unknown network type (status " + std::to_string(cb_.status) + ")",
+            fail(target.network, "unknown network type (status " + std::to_string(cb_.status) + ")",
                  EXIT_USAGE);
         fail_status();
     }

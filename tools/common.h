@@ -56,7 +56,7 @@ struct OpenSpec {
 class RecordFile {
 public:
     // Opens the file, or with create makes it new from its definition.
-    RecordFile(const OpenSpec& spec, bool create = false);
+    RecordFile(const OpenSpec& target, bool create = false);
     ~RecordFile();
     RecordFile(const RecordFile&) = delete;
     RecordFile& operator=(const RecordFile&) = delete;
@@ -64,7 +64,7 @@ public:
     FHCB* cb() { return &cb_; }
     const FHCB* cb() const { return &cb_; }
     const std::string& path() const { return spec_.path; }
-    const OpenSpec& spec() const { return spec_; }
+    const OpenSpec& target() const { return spec_; }
 
     // Reports the block's current status against the file it concerns and
     // throws.

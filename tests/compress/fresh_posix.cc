@@ -23,8 +23,8 @@ TEST(FreshChild, DISABLED_CompressEmptyFile) {
         GTEST_SKIP();
     }
     ASSERT_EQ(chdir(dir), 0);
-    char spec[] = "empty";
-    char* specs[] = {spec};
+    char pattern[] = "empty";
+    char* specs[] = {pattern};
     ASSERT_EQ(compress_files("-a", "fresh", 1, specs), 0);
 }
 
