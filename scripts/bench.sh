@@ -1,0 +1,58 @@
+#!/bin/bash
+# bench.sh - builds the benchmarks natively (optimised) and runs them.
+#   bash scripts/bench.sh                 index, engine and compress, full size
+#   bash scripts/bench.sh engine 100000   one benchmark with its arguments
+#   bash scripts/bench.sh callgrind       instructions per operation of the
+#                                         index and engine hot paths
+# Installs whatever is missing first.  Each benchmark prints its own figures
+# and the ratio to the peers it runs in the same process.
+set -euo pipefail
+root=$(cd "$(dirname "$0")/.." && pwd)
+cd "$root"
+bash scripts/deps.sh all
+dir=build-bench
+cmake -S . -B "$dir" -G Ninja -DCMAKE_BUILD_TYPE=Release -DVELNOR_TESTS=OFF -DVELNOR_TOOLS=OFF \
+  -DVELNOR_BENCH=ON >/dev/null
+cmake --build "$dir" -j2 --target index_bench engine_bench compress_bench
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+run() {
+  local name=$1
+  shift
+  echo "=== $name $*"
+  (cd "$work" && "$root/$dir/bench/$name/${name}_bench" "$@")
+}
+
+# callgrind: counts instructions, which stay the same from run to run on a
+# busy machine, unlike times.
+per_op() {
+  local name=$1 count=$2
+  shift 2
+  local out=$work/$name.cg
+  (cd "$work" && valgrind --tool=callgrind --callgrind-out-file="$out" \
+    "$root/$dir/bench/$name/${name}_bench" "$count" "$@" >/dev/null 2>&1)
+  local total
+  total=$(callgrind_annotate "$out" 2>/dev/null | awk '/PROGRAM TOTALS/ {gsub(",", "", $1); print $1}')
+  echo "$name $count $*: $total instructions in all, $((total / count)) per record (all steps of the run)"
+}
+
+case ${1:-all} in
+  all)
+    run index
+    run engine
+    run compress
+    ;;
+  callgrind)
+    per_op index 100000
+    per_op engine 10000 single
+    ;;
+  index | engine | compress)
+    name=$1
+    shift
+    run "$name" "$@"
+    ;;
+  *)
+    echo "usage: $0 [all|callgrind|index|engine|compress [arguments]]" >&2
+    exit 2
+    ;;
+esac
