@@ -65,8 +65,20 @@ int32_t idxdelete(FHCB* cb, int index, uint32_t pos) {
     IdxCursor& c = st->cursor[index];
     bool shared = isshared(cb);
     if (shared && hdrread(cb, 0) < 0) return -1;
-    c.page = 0;
-    int32_t r = btfind(cb, index, SRCH_EQUAL, false);
+    // Unshared, a search may resume in the leaf the cursor holds.  Only an
+    // entry that is neither alone nor last in its leaf is taken from such a
+    // search, since removing it never touches the path above the leaf;
+    // anything else is searched again from the root.
+    int32_t r = 0;
+    if (!shared && c.page != 0 && pgisleaf(c.img)) {
+        r = btfind(cb, index, SRCH_EQUAL, true);
+        if (r < 0) return btstatus(cb, -1);
+        if (r > 0 && !(c.slot + 1 < c.img[PG_COUNT] && pgptr(c.img, c.slot) == pos)) r = 0;
+    }
+    if (r == 0) {
+        c.page = 0;
+        r = btfind(cb, index, SRCH_EQUAL, false);
+    }
     if (r < 0) return btstatus(cb, -1);
     if (r == 0 || pgptr(c.img, c.slot) != pos) {
         cb->status = VN_E_INDEX;
