@@ -90,6 +90,7 @@ void afteroperation(FHCB* cb) {
 }  // namespace
 
 extern "C" VELNOR_API int32_t VELNOR_CALL filehandler(FHCB* cb) {
+    if (cb == nullptr) return -1;  // no block to report a status in
     cb->status = 0;
     if (cb->opcode == VN_OP_INIT) {
         // Counted even when the initialisation failed.

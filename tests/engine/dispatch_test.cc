@@ -36,6 +36,10 @@ TEST(Dispatch, OperationsBeforeStartGiveTwelve) {
     EXPECT_EQ(+cb.status, VN_E_NOINIT);
 }
 
+TEST(Dispatch, NullBlockIsRefused) {
+    EXPECT_EQ(filehandler(nullptr), -1);
+}
+
 TEST(Dispatch, StartAndStopAreCountedAsymmetrically) {
     coretest::TempDir tmp;
     std::string dat = tmp.path("a.dat");
