@@ -5,6 +5,7 @@
 
 #include <cstdint>
 
+#include "index/definition.h"
 #include "velnor.h"
 
 struct OpenFile;
@@ -48,10 +49,5 @@ int32_t readrec(FHCB* cb, char* buf);
 // in the open-file list.  0, or -1 with status 1, 21 (31 hashed) or 9 and no
 // handle left open.  Loads neither the index nor the hash header.
 int32_t fhopenfiles(FHCB* cb);
-
-// Shared: nettype non-zero and not exclusive.
-inline bool isshared(const FHCB* cb) {
-    return cb->nettype != 0 && !(cb->mflags & VN_MF_EXCLUSIVE);
-}
 
 #endif

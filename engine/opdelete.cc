@@ -2,6 +2,7 @@
 // then move on from it.
 #include "engine/engine.h"
 #include "engine/handles.h"
+#include "engine/hashrec.h"
 #include "engine/lock.h"
 #include "engine/record.h"
 #include "index/btree.h"

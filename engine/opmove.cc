@@ -6,10 +6,11 @@
 #include "engine/engine.h"
 #include "engine/fid.h"
 #include "engine/handles.h"
+#include "engine/hashrec.h"
+#include "engine/record.h"
 #include "index/btree.h"
 #include "index/hash.h"
 #include "index/idxfile.h"
-#include "engine/record.h"
 
 namespace {
 

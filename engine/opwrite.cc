@@ -8,6 +8,7 @@
 #include "engine/engine.h"
 #include "engine/fid.h"
 #include "engine/handles.h"
+#include "engine/hashrec.h"
 #include "engine/lock.h"
 #include "engine/record.h"
 #include "index/btree.h"

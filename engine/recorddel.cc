@@ -4,9 +4,9 @@
 #include "engine/engine.h"
 #include "engine/fid.h"
 #include "engine/record.h"
+#include "engine/thread.h"
 #include "index/btree.h"
 #include "index/idxfile.h"
-#include "index/thread.h"
 
 int32_t removerec(FHCB* cb, int32_t pos, int32_t len, char* rec) {
     bool changed = false;

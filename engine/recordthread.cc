@@ -6,7 +6,7 @@
 #include "engine/engine.h"
 #include "engine/fid.h"
 #include "engine/record.h"
-#include "index/thread.h"
+#include "engine/thread.h"
 
 namespace {
 

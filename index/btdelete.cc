@@ -4,9 +4,9 @@
 // the nearest ancestor that steers by it.
 #include <cstring>
 
-#include "engine/engine.h"
 #include "index/btint.h"
 #include "index/btree.h"
+#include "index/definition.h"
 #include "index/idxfile.h"
 #include "index/idxpage.h"
 #include "index/pagecache.h"

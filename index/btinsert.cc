@@ -5,9 +5,9 @@
 #include <cstring>
 #include <utility>
 
-#include "engine/engine.h"
 #include "index/btint.h"
 #include "index/btree.h"
+#include "index/definition.h"
 #include "index/idxfile.h"
 #include "index/idxpage.h"
 #include "index/pagecache.h"

@@ -4,9 +4,9 @@
 // neighbouring leaf when the answer lies beyond the current one.
 #include <cstring>
 
-#include "engine/engine.h"
 #include "index/btint.h"
 #include "index/btree.h"
+#include "index/definition.h"
 #include "index/idxfile.h"
 #include "index/idxpage.h"
 #include "index/pagecache.h"

@@ -32,19 +32,10 @@ int32_t hshcreate(FHCB* cb);
 // Reads and checks the header of the open hash file (idxfd); sets hashrecs
 // to the table size and the class.  0, or -1 with status 102, 33, 36, 37, 9.
 int32_t hshopen(FHCB* cb);
-// Looks up the key buffer: the slot number, with HS_FOUND set when it
-// holds the key's record (read into recbuf, datpos at it), or clear when it
-// is the empty slot where the key belongs.  -1 with status 3, or 39 when a
-// probe has visited more slots than the table holds.
-int32_t hshprobe(FHCB* cb);
-// Finds key buffer's record; a deleted one counts as not found.  0 (see
-// HS_FOUND), or -1.
-int32_t hshread(FHCB* cb);
-// Stores recbuf under its key 0: a new key takes the end of the data file,
-// a known one (even deleted) is overwritten in place.  0, or -1.
-int32_t hshwrite(FHCB* cb);
-// Marks the record whose key 0 is in recbuf deleted.  0, or -1 (100 when
-// the key is not there).
-int32_t hshdelete(FHCB* cb);
+// The record position held in table slot slot: 0 for an empty slot, and 0
+// too when the slot cannot be read (past the end of a short file).
+uint32_t hshslotread(FHCB* cb, uint32_t slot);
+// Stores pos in table slot slot.  0, or -1 with status VN_E_HSHWRITE.
+int32_t hshslotwrite(FHCB* cb, uint32_t slot, uint32_t pos);
 
 #endif

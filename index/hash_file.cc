@@ -1,11 +1,13 @@
 // hash_file.cc - the hash file itself: its 16-byte header ("TKF", 0,
 // version 1376, key length, table size), the table of u32 record positions
-// behind it, the size classes and the hash function.
+// behind it, the size classes and the hash function.  The records the
+// table points at are the engine's business.
 #include <cstring>
 
-#include "engine/fid.h"
+#include "index/definition.h"
 #include "index/hash.h"
 #include "index/idxfile.h"
+#include "index/lebytes.h"
 #include "support/os.h"
 
 namespace {
@@ -14,15 +16,6 @@ enum { NCLASS = 11, KEYBUFLEN = 257 };
 constexpr uint32_t ZEROBLOCK = 4096;
 const uint32_t classsize[NCLASS] = {281,   601,   1501,  2801,   5003,  9001,
                                     18013, 35023, 72089, 144203, 288359};
-
-void put16(unsigned char* p, uint32_t v) {
-    p[0] = static_cast<unsigned char>(v);
-    p[1] = static_cast<unsigned char>(v >> 8);
-}
-uint32_t get16(const unsigned char* p) { return p[0] | p[1] << 8u; }
-uint32_t get32(const unsigned char* p) {
-    return get16(p) | get16(p + 2) << 16;
-}
 
 int32_t fail(FHCB* cb, uint8_t status) {
     cb->status = status;
@@ -113,11 +106,10 @@ int32_t hshcreate(FHCB* cb) {
     int32_t h = osopen(cb->idxname, VN_O_RDWR | VN_O_CREAT | VN_O_TRUNC | VN_O_BINARY, 0777);
     if (h < 1) return fail(cb, VN_E_HSHCREATE);
     uint32_t t = settable(cb);
-    unsigned char hdr[HSH_HDRSIZE] = {'T', 'K', 'F', 0};
-    put16(hdr + 4, HSH_VERSION);
-    put16(hdr + 6, key0len(cb));
-    put16(hdr + 8, t);
-    put16(hdr + 10, t >> 16);
+    uint8_t hdr[HSH_HDRSIZE] = {'T', 'K', 'F', 0};
+    putle16(hdr + 4, HSH_VERSION);
+    putle16(hdr + 6, static_cast<uint16_t>(key0len(cb)));
+    putle32(hdr + 8, t);
     bool ok = oswrite(h, hdr, HSH_HDRSIZE) == HSH_HDRSIZE && writetable(h, t);
     osclose(h);
     if (!ok) {
@@ -130,12 +122,27 @@ int32_t hshcreate(FHCB* cb) {
 int32_t hshopen(FHCB* cb) {
     if (cb->nkeys < 1 || cb->keys == nullptr) return fail(cb, VN_C_HSHNOKEY);
     int32_t h = static_cast<int32_t>(cb->idxfd);
-    unsigned char hdr[HSH_HDRSIZE];
+    uint8_t hdr[HSH_HDRSIZE];
     if (osseek(h, 0, 0) != 0 || osread(h, hdr, HSH_HDRSIZE) != HSH_HDRSIZE)
         return fail(cb, VN_E_HSHREAD);
-    if (std::memcmp(hdr, "TKF", 3) != 0 || get16(hdr + 4) != HSH_VERSION)
+    if (std::memcmp(hdr, "TKF", 3) != 0 || getle16(hdr + 4) != HSH_VERSION)
         return fail(cb, VN_E_HSHVERSION);
     uint32_t t = settable(cb);
-    if (get16(hdr + 6) != key0len(cb) || get32(hdr + 8) != t) return fail(cb, VN_E_HSHFID);
+    if (getle16(hdr + 6) != key0len(cb) || getle32(hdr + 8) != t) return fail(cb, VN_E_HSHFID);
     return keystate(cb, key0len(cb));
+}
+
+uint32_t hshslotread(FHCB* cb, uint32_t slot) {
+    uint8_t b[4];
+    uint32_t off = HSH_HDRSIZE + 4 * slot;
+    if (osreadat(static_cast<int32_t>(cb->idxfd), b, 4, off) != 4) return 0;
+    return getle32(b);
+}
+
+int32_t hshslotwrite(FHCB* cb, uint32_t slot, uint32_t pos) {
+    uint8_t b[4];
+    putle32(b, pos);
+    uint32_t off = HSH_HDRSIZE + 4 * slot;
+    if (oswriteat(static_cast<int32_t>(cb->idxfd), b, 4, off) != 4) return fail(cb, VN_E_HSHWRITE);
+    return 0;
 }

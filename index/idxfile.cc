@@ -4,9 +4,8 @@
 
 #include <cstring>
 
-#include "engine/fid.h"
+#include "index/definition.h"
 #include "index/idxpage.h"
-#include "engine/engine.h"
 #include "index/pagecache.h"
 #include "support/os.h"
 

@@ -5,8 +5,8 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "engine/fid.h"
 #include "index/btint.h"
+#include "index/definition.h"
 #include "index/idxfile.h"
 #include "support/numconv.h"
 

@@ -10,7 +10,7 @@
 
 #include "common.h"
 #include "engine/fid.h"
-#include "index/thread.h"
+#include "engine/thread.h"
 
 namespace vtool {
 

@@ -1,6 +1,7 @@
 // hash_support.cc - a hashed file driven straight through the hash layer.
 #include "hash_support.h"
 
+#include "engine/hashrec.h"
 #include "index/hash.h"
 #include "index/idxfile.h"
 #include "support/os.h"

@@ -6,7 +6,7 @@
 #include <cstring>
 
 #include "fid_support.h"
-#include "index/thread.h"
+#include "engine/thread.h"
 
 using namespace fidtest;
 

@@ -2,7 +2,7 @@
 // recursive descent.  Every operator takes the whole rest of the expression
 // as its right operand, so all operators have one precedence and group from
 // the right: "2 * 3 + 4" is 2 * (3 + 4).
-#include "index/thread.h"
+#include "engine/thread.h"
 
 #include <cctype>
 #include <cmath>

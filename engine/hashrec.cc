@@ -1,12 +1,13 @@
-// hash.cc - finding, writing and deleting the records of a hashed file by
-// their primary key through the hash table (open addressing, double
+// hashrec.cc - finding, writing and deleting the records of a hashed file
+// by their primary key through the hash table (open addressing, double
 // hashing; a deleted record keeps its slot so probe chains stay whole).
-#include "index/hash.h"
+#include "engine/hashrec.h"
 
 #include "engine/engine.h"
-#include "engine/fid.h"
+#include "engine/keys.h"
 #include "engine/lock.h"
 #include "index/btree.h"
+#include "index/hash.h"
 #include "index/idxfile.h"
 #include "support/os.h"
 
@@ -20,26 +21,6 @@ int32_t fail(FHCB* cb, uint8_t status) {
 }
 
 int32_t dat(const FHCB* cb) { return static_cast<int32_t>(cb->datfd); }
-
-// The record position in slot s, 0 for an empty slot or one past the end
-// of the file.
-uint32_t readslot(FHCB* cb, uint32_t s) {
-    unsigned char b[4];
-    int32_t h = static_cast<int32_t>(cb->idxfd);
-    if (osseek(h, static_cast<int32_t>(HSH_HDRSIZE + 4 * s), 0) < 0 || osread(h, b, 4) != 4)
-        return 0;
-    return b[0] | b[1] << 8 | b[2] << 16 | static_cast<uint32_t>(b[3]) << 24;
-}
-
-int32_t writeslot(FHCB* cb, uint32_t s, uint32_t pos) {
-    unsigned char b[4] = {static_cast<unsigned char>(pos), static_cast<unsigned char>(pos >> 8),
-                          static_cast<unsigned char>(pos >> 16),
-                          static_cast<unsigned char>(pos >> 24)};
-    int32_t h = static_cast<int32_t>(cb->idxfd);
-    if (osseek(h, static_cast<int32_t>(HSH_HDRSIZE + 4 * s), 0) < 0 || oswrite(h, b, 4) != 4)
-        return fail(cb, VN_E_HSHWRITE);
-    return 0;
-}
 
 // Reads the record at datpos into recbuf.  A record another process holds
 // locked is read from its second byte on, its status byte taken as blank.
@@ -85,7 +66,7 @@ int32_t hshprobe(FHCB* cb) {
             cb->datpos = saved;
             return fail(cb, VN_E_HSHFULL);
         }
-        uint32_t pos = readslot(cb, static_cast<uint32_t>(slot));
+        uint32_t pos = hshslotread(cb, static_cast<uint32_t>(slot));
         if (pos == 0) {
             cb->datpos = saved;
             return static_cast<int32_t>(slot);
@@ -137,7 +118,7 @@ int32_t hshwrite(FHCB* cb) {
     if (!(cb->hashstate & HS_FOUND)) {
         cb->datpos = static_cast<int32_t>(cb->nrecs * cb->reclen);
         cb->nrecs++;
-        if (writeslot(cb, static_cast<uint32_t>(slot), static_cast<uint32_t>(cb->datpos)) != 0 ||
+        if (hshslotwrite(cb, static_cast<uint32_t>(slot), static_cast<uint32_t>(cb->datpos)) != 0 ||
             (isshared(cb) && writehdrcount(cb) != 0)) {
             unlock(cb);
             return -1;
