@@ -24,6 +24,7 @@ void engineinit(FHCB* cb) {
         cb->status = VN_E_MEMORY;
         return;
     }
+    pgsetreopen(lruopen);
     if (pgcacheinit() != 0) {
         globalmfree(openfiles);
         openfiles = nullptr;

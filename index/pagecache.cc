@@ -5,7 +5,6 @@
 
 #include <cstring>
 
-#include "engine/handles.h"
 #include "index/idxfile.h"
 #include "support/os.h"
 
@@ -15,6 +14,9 @@ uint32_t pgdiskreads = 0;
 uint32_t pgclock = 0;
 
 namespace {
+
+// Reopens an index file after a failed page read; see pgsetreopen.
+PgReopenFn pgreopen = osopen;
 
 enum { READTRIES = 100, RETRYWAIT = 50, HASHSIZE = 256 };
 
@@ -219,7 +221,7 @@ int32_t pgread(FHCB* cb, int index, uint32_t page) {
             // Another process may hold a stale view: take a fresh handle.
             uint32_t flags = fshare(cb->idxname, VN_O_BINARY | VN_O_RDWR);
             osclose(fd);
-            cb->idxfd = static_cast<uint32_t>(lruopen(cb->idxname, flags, 0));
+            cb->idxfd = static_cast<uint32_t>(pgreopen(cb->idxname, flags, 0));
         }
         if (attempt + 1 < READTRIES) osbusywait(RETRYWAIT);
     }
@@ -283,3 +285,5 @@ int32_t pgwriteback(int slot) {
     s.dirty = 0;
     return 0;
 }
+
+void pgsetreopen(PgReopenFn fn) { pgreopen = fn != nullptr ? fn : osopen; }

@@ -50,6 +50,14 @@ extern int32_t cacheerror;
 // Page reads that reached the file (each attempt counts); for tests.
 extern uint32_t pgdiskreads;
 
+// How a page read that failed once takes a fresh handle on its index file:
+// a handle (below 1 on failure) for path opened with the OS open flags and
+// permission given.  The engine installs its handle cache's open here at
+// start-up, so a reopen can park another file when handles run short; null
+// (and the default) is a plain osopen.
+using PgReopenFn = int32_t (*)(const char* path, uint32_t flags, uint32_t perm);
+void pgsetreopen(PgReopenFn fn);
+
 // Starts the cache with 128 free slots.  0, or -1 (cacheerror 9).
 int32_t pgcacheinit();
 // Drops the slot table; every file must have been flushed before.
