@@ -29,7 +29,7 @@ std::vector<Column> columns(const FHCB* cb) {
         const FidItem& it = cb->items[i];
         for (unsigned k = 0; k < it.occurs; ++k) {
             std::string name = it.name;
-            if (it.occurs > 1) name += "[" + std::to_string(k + 1) + "]";
+            if (it.occurs > 1) name.append("[").append(std::to_string(k + 1)).append("]");
             unsigned off = it.offset + k * it.length;
             // Nothing outside the record buffer is ever shown.
             if (off >= cb->reclen) break;

@@ -169,7 +169,10 @@ void writesamplecsv(std::FILE* out, unsigned count, uint64_t seed) {
                                        &c.city,   &c.state,    &c.zip,       &c.phone,
                                        &c.credit, &c.balance,  &c.since,     &c.notes};
         std::string line;
-        for (const std::string* f : fields) line += (line.empty() ? "" : ",") + csvfield(*f);
+        for (const std::string* f : fields) {
+            if (!line.empty()) line += ',';
+            line += csvfield(*f);
+        }
         std::fprintf(out, "%s\n", line.c_str());
     }
 }
