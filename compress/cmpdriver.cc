@@ -1,5 +1,5 @@
 // cmpdriver.cc - compress_files and compress_file_list: options, the
-// specifications and list files, archive naming, and the run's cleanup.
+// patterns and list files, archive naming, and the run's cleanup.
 #include <cstdio>
 #include <cstring>
 
@@ -10,7 +10,7 @@
 #include "support/os.h"
 #include "support/strutil.h"
 
-char cmpspecs[CMP_MAXSPECS][CMP_PATHMAX + 1];
+char cmppatterns[CMP_MAXPATTERNS][CMP_PATHMAX + 1];
 
 namespace {
 
@@ -86,18 +86,18 @@ int32_t parseoptions(const char* options, CmpRun& run) {
 }
 
 void addpattern(CmpRun& run, const char* pattern) {
-    if (run.nspecs < CMP_MAXSPECS && *pattern) {
-        char* d = cmpspecs[run.nspecs++];
+    if (run.npatterns < CMP_MAXPATTERNS && *pattern) {
+        char* d = cmppatterns[run.npatterns++];
         std::snprintf(d, CMP_PATHMAX + 1, "%s", pattern);
         lowername(d);
     }
 }
 
-// Collects the specifications; "@name" reads one from each line of the
+// Collects the patterns; "@name" reads one from each line of the
 // list file name.  0, or -2 when a list file cannot be opened.
-int32_t collectspecs(CmpRun& run, int32_t nspecs, char** specs) {
-    for (int32_t i = 0; i < nspecs && specs != nullptr; i++) {
-        const char* pattern = specs[i];
+int32_t collectpatterns(CmpRun& run, int32_t npatterns, char** patterns) {
+    for (int32_t i = 0; i < npatterns && patterns != nullptr; i++) {
+        const char* pattern = patterns[i];
         if (pattern == nullptr) {
             continue;
         }
@@ -118,7 +118,7 @@ int32_t collectspecs(CmpRun& run, int32_t nspecs, char** specs) {
         }
         fastclose(s);
     }
-    if (run.nspecs == 0) {
+    if (run.npatterns == 0) {
         addpattern(run, "*.*");
     }
     return 0;
@@ -150,7 +150,7 @@ int32_t dispatch(int32_t ops, CmpRun& run) {
     }
 }
 
-int32_t runcall(const char* options, const char* archive, int32_t nspecs, char** specs,
+int32_t runcall(const char* options, const char* archive, int32_t npatterns, char** patterns,
                 CmpRun& run) {
     const int32_t ops = parseoptions(options, run);
     if (ops < 0) {
@@ -159,10 +159,10 @@ int32_t runcall(const char* options, const char* archive, int32_t nspecs, char**
     if (ops != OP_ADD && ops != OP_EXTRACT && ops != OP_LIST && ops != OP_DELETE) {
         return -1;
     }
-    if (ops == OP_DELETE && nspecs < 1) {
+    if (ops == OP_DELETE && npatterns < 1) {
         return -1;
     }
-    if (collectspecs(run, nspecs, specs) != 0) {
+    if (collectpatterns(run, npatterns, patterns) != 0) {
         return -2;
     }
     namearchive(run, archive);
@@ -179,22 +179,22 @@ int32_t runcall(const char* options, const char* archive, int32_t nspecs, char**
 int32_t cmpmatches(const CmpRun& run, const char* name) {
     char probe[16];
     std::snprintf(probe, sizeof probe, std::strchr(name, '.') != nullptr ? "%s" : "%s.", name);
-    for (int32_t i = 0; i < run.nspecs; i++) {
-        if (islike(probe, cmpspecs[i] + cmpdirlen(cmpspecs[i]))) {
+    for (int32_t i = 0; i < run.npatterns; i++) {
+        if (islike(probe, cmppatterns[i] + cmpdirlen(cmppatterns[i]))) {
             return 1;
         }
     }
     return 0;
 }
 
-int32_t VELNOR_CALL compress_files(const char* options, const char* archive, int32_t nspecs,
-                                   char** specs) {
+int32_t VELNOR_CALL compress_files(const char* options, const char* archive, int32_t npatterns,
+                                   char** patterns) {
     static CmpRun run;
     std::memset(&run, 0, sizeof run);
     run.arc = -1;
     run.tmp = -1;
     cmpwndopen();
-    const int32_t result = runcall(options, archive, nspecs, specs, run);
+    const int32_t result = runcall(options, archive, npatterns, patterns, run);
     if (run.arc >= 0) {
         fastclose(run.arc);
     }
@@ -205,16 +205,16 @@ int32_t VELNOR_CALL compress_files(const char* options, const char* archive, int
         osunlink(run.temp);
     }
     cmpfreelist(&run.list);
-    run.nspecs = 0;
+    run.npatterns = 0;
     cmpwndclose();
     return result;
 }
 
-int32_t VELNOR_CALL compress_file_list(const char* options, const char* archive, const char* specs) {
+int32_t VELNOR_CALL compress_file_list(const char* options, const char* archive, const char* patterns) {
     char* pieces[50];
     int32_t n = 0;
     int32_t result = 0;
-    const char* p = specs != nullptr ? specs : "";
+    const char* p = patterns != nullptr ? patterns : "";
     while (*p && n < 50) {
         while (*p == ' ' || *p == '\t') {
             p++;

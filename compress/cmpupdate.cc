@@ -101,7 +101,7 @@ int32_t cmpadd(CmpRun& run) {
     }
     cmpfieldf(CMP_F_STATUS, "%s: %s", run.arc >= 0 ? "Updating" : "Creating", run.display);
     cmpfield(CMP_F_OVERALL, "0%");
-    if (cmpbuildlist(&run.list, cmpspecs, run.nspecs) != 0) {
+    if (cmpbuildlist(&run.list, cmppatterns, run.npatterns) != 0) {
         return -1;
     }
     if (run.arc >= 0 && copyold(run, 1, 0) != 0) {
@@ -128,7 +128,7 @@ int32_t cmpdelete(CmpRun& run) {
     fastrewind(run.tmp);
     cmpfieldf(CMP_F_STATUS, "Updating: %s", run.display);
     cmpfield(CMP_F_OVERALL, "0%");
-    if (cmpbuildlist(&run.list, cmpspecs, run.nspecs) != 0) {
+    if (cmpbuildlist(&run.list, cmppatterns, run.npatterns) != 0) {
         return -1;
     }
     if (copyold(run, 0, total) != 0) {

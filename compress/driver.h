@@ -1,5 +1,5 @@
 // driver.h - one run of the archiver: the archive and temporary names, the
-// open streams, the specifications, and the four operations.
+// open streams, the patterns, and the four operations.
 #ifndef VELNOR_COMPRESS_DRIVER_H
 #define VELNOR_COMPRESS_DRIVER_H
 
@@ -8,7 +8,7 @@
 #include "compress/archive.h"
 #include "compress/filelist.h"
 
-constexpr int32_t CMP_MAXSPECS = 1000;
+constexpr int32_t CMP_MAXPATTERNS = 1000;
 
 struct CmpRun {
     char arcname[CMP_PATHMAX + 8];  // lower-cased name, ".cmp" added
@@ -18,15 +18,15 @@ struct CmpRun {
     int32_t tmp;                    // temporary stream, -1 when closed
     int32_t tempmade;               // the temporary file was created
     int32_t bits;                   // B: listing shows the width
-    int32_t nspecs;
+    int32_t npatterns;
     CmpFileList list;
 };
 
-// The specifications of the run, each lower-cased in its name part.
-extern char cmpspecs[CMP_MAXSPECS][CMP_PATHMAX + 1];
+// The patterns of the run, each lower-cased in its name part.
+extern char cmppatterns[CMP_MAXPATTERNS][CMP_PATHMAX + 1];
 
 // 1 when an entry name (with "." added when it has none) is like one of
-// the specifications.
+// the patterns.
 int32_t cmpmatches(const CmpRun& run, const char* name);
 
 // The operations; each returns the call's result code.

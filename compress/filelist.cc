@@ -1,5 +1,5 @@
 // filelist.cc - builds the list of files to add or delete from the
-// specifications by directory search.
+// patterns by directory search.
 #include "compress/filelist.h"
 
 #include <cstdio>
@@ -38,15 +38,15 @@ static int32_t addnode(CmpFileList* list, const char* pattern, int32_t dirlen, c
     return 0;
 }
 
-int32_t cmpbuildlist(CmpFileList* list, char (*specs)[CMP_PATHMAX + 1], int32_t nspecs) {
+int32_t cmpbuildlist(CmpFileList* list, char (*patterns)[CMP_PATHMAX + 1], int32_t npatterns) {
     list->count = 0;
     list->nodes = static_cast<CmpNode*>(globalmalloc(sizeof(CmpNode) * CMP_MAXNODES));
     if (list->nodes == nullptr) {
         cmperror(CMP_E_MEMORY);
         return -1;
     }
-    for (int32_t i = 0; i < nspecs; i++) {
-        const char* pattern = specs[i];
+    for (int32_t i = 0; i < npatterns; i++) {
+        const char* pattern = patterns[i];
         const int32_t dirlen = cmpdirlen(pattern);
         uint32_t size = 0;
         uint8_t dt[6] = {};

@@ -1,4 +1,4 @@
-// filelist.h - the list of files named by the specifications of an add or
+// filelist.h - the list of files named by the patterns of an add or
 // delete: one node per distinct file name found on disk.
 #ifndef VELNOR_COMPRESS_FILELIST_H
 #define VELNOR_COMPRESS_FILELIST_H
@@ -23,7 +23,7 @@ struct CmpFileList {
 // Fills list with the plain files every pattern finds, skipping a
 // name already listed.  0, or -1 after reporting error 1 (no memory, or the
 // list reaching CMP_MAXNODES).
-int32_t cmpbuildlist(CmpFileList* list, char (*specs)[CMP_PATHMAX + 1], int32_t nspecs);
+int32_t cmpbuildlist(CmpFileList* list, char (*patterns)[CMP_PATHMAX + 1], int32_t npatterns);
 // 1 when the list holds a node called name (compared as lower case).
 int32_t cmpinlist(const CmpFileList& list, const char* name);
 // Frees the nodes.

@@ -8,6 +8,12 @@
  *
  * Results: 0 for success and -1 for failure unless a function says otherwise;
  * the engine's reason for a failure is the one-byte status in the FHCB.
+ *
+ * Threads: the library keeps process-wide state (the open-file list, the
+ * index page cache, the archiver's and maintenance's run state) without
+ * locks of its own.  Call it from one thread at a time in a process; a
+ * program with several threads serialises its calls itself.  Processes
+ * share files through the OS byte locks, as the network type asks.
  */
 #ifndef VELNOR_H
 #define VELNOR_H
@@ -365,9 +371,9 @@ VELNOR_API int32_t VELNOR_CALL convdate(const char *text, char *dest);
  * ------------------------------------------------------------------------ */
 
 VELNOR_API int32_t VELNOR_CALL compress_files(const char *options, const char *archive,
-                                              int32_t nspecs, char **specs);
+                                              int32_t npatterns, char **patterns);
 VELNOR_API int32_t VELNOR_CALL compress_file_list(const char *options, const char *archive,
-                                                  const char *specs);
+                                                  const char *patterns);
 /* The progress window's procedure; on systems without windows it still
  * takes the Stop command (message 273, wparam 101). */
 VELNOR_API intptr_t VELNOR_CALL cmpwndproc(void *window, uint32_t message, uintptr_t wparam,
