@@ -14,6 +14,9 @@ cd "$root"
 bash scripts/deps.sh all || { echo "dependencies could not be installed"; echo "0 passed, 1 failed"; exit 1; }
 
 jobs=2
+# ccache, when present, shares compiled objects between the builds and runs.
+launcher=()
+command -v ccache >/dev/null && launcher=(-DCMAKE_CXX_COMPILER_LAUNCHER=ccache -DCMAKE_C_COMPILER_LAUNCHER=ccache)
 steps=${VELNOR_STEPS:-native sanitize win32 win64 install}
 passed=0
 failed=0
@@ -44,7 +47,8 @@ check() {
 build() {
   local name=$1 dir=$2
   shift 2
-  check "$name-configure" cmake -S "$root" -B "$dir" -G Ninja -DVELNOR_TESTS=ON -DVELNOR_TOOLS=ON "$@" &&
+  check "$name-configure" cmake -S "$root" -B "$dir" -G Ninja -DVELNOR_TESTS=ON -DVELNOR_TOOLS=ON \
+    -DVELNOR_WERROR=ON "${launcher[@]}" "$@" &&
     check "$name-build" cmake --build "$dir" -j "$jobs"
 }
 
@@ -79,7 +83,8 @@ for step in $steps; do
   case $step in
     native)
       note "native build and tests"
-      if build native build -DVELNOR_BENCH=ON; then
+      # Release, so that the tests check the optimised code users get.
+      if build native build -DCMAKE_BUILD_TYPE=Release -DVELNOR_BENCH=ON; then
         check native-exports bash scripts/check-so.sh build/libvelnor.so
         run_ctest native build
       fi
@@ -119,6 +124,13 @@ for step in $steps; do
 done
 
 note "summary ($((SECONDS - start)) s)"
+# Tests against code, in non-blank, non-comment lines of C++ sources.
+counted() { xargs -r cat | grep -cvE '^\s*(//.*)?$'; }
+sources=$(git ls-files '*.cc' '*.h' 2>/dev/null)
+test_lines=$(grep -E '^tests/' <<<"$sources" | counted)
+code_lines=$(grep -vE '^tests/' <<<"$sources" | counted)
+[ "${code_lines:-0}" -gt 0 ] &&
+  echo "tests are $((100 * test_lines / code_lines))% of the code ($test_lines test lines, $code_lines code lines)"
 for f in "${failures[@]}"; do echo "failed: $f"; done
 echo "$passed passed, $failed failed"
 [ "$failed" -eq 0 ]
