@@ -61,27 +61,6 @@ TEST(Dates, DayNumbersRoundTripOverTheWholeRange) {
     EXPECT_EQ(prev, jdpack(9999, 12, 31));
 }
 
-TEST(Dates, Forms) {
-    FormGuard g(0);
-    EXPECT_EQ(set_dateform(7), -1);
-    EXPECT_EQ(set_dateform(-1), -1);
-    int32_t jd;
-    EXPECT_EQ(conv("1/5/2000", &jd), "01/05/00");
-    EXPECT_EQ(jd, jdpack(2000, 1, 5));
-    set_dateform(1);
-    EXPECT_EQ(conv("5/1/2000"), "05/01/00");
-    EXPECT_EQ(conv("5-1-00", &jd), "05/01/00");
-    EXPECT_EQ(jd, jdpack(2000, 1, 5));
-    set_dateform(2);
-    EXPECT_EQ(conv("2000-01-05"), "2000-01-05");
-    set_dateform(3);
-    EXPECT_EQ(conv("5.1.2000"), "05 JANUARY 2000");
-    set_dateform(4);
-    EXPECT_EQ(conv("1/1/2000"), "SATURDAY, JANUARY 01, 2000");
-    EXPECT_EQ(conv("2024-09-30"), "MONDAY, SEPTEMBER 30, 2024");
-    EXPECT_EQ(set_dateform(0), 4);
-}
-
 TEST(Dates, NamesAndOddInput) {
     FormGuard g(2);
     int32_t jd;
