@@ -36,19 +36,6 @@ TEST_F(KeyOrder, NumericPartsOrderByValue) {
     EXPECT_GT(cmp(f, 0, std::string("12\0\0\0\0\0\0\0\0", 10), "9         "), 0);
 }
 
-TEST_F(KeyOrder, IntegerPartsCompareByA32BitDifference) {
-    IdxFile f(path("i.idx"), {{{12, SEG_INTEGER}}});
-    EXPECT_LT(cmp(f, 0, "    -5      ", "     3      "), 0);
-    EXPECT_GT(cmp(f, 0, "        100 ", "         99 "), 0);
-    EXPECT_EQ(cmp(f, 0, "  42abc     ", "  42xyz     "), 0);
-    // Only the first 10 characters count.
-    EXPECT_EQ(cmp(f, 0, "000000000012", "000000000013"), 0);
-    // A difference that leaves 32 bits wraps: 2000000000 - (-2000000000).
-    EXPECT_LT(cmp(f, 0, "2000000000  ", "-2000000000 "), 0);
-    // Beyond 32 bits the text saturates.
-    EXPECT_EQ(cmp(f, 0, "9999999999  ", "4294967295  "), 0);
-}
-
 TEST_F(KeyOrder, TextPartsDescendingPartsAndTheTail) {
     IdxFile f(path("t.idx"), {{{4, 0}}, {{4, SEG_CASE}}, {{2, SEG_BINARY | SEG_DESCEND}, {2, 0}},
                               {{2, 0}, {2, SEG_BINARY | SEG_DESCEND}}});
@@ -67,44 +54,6 @@ TEST_F(KeyOrder, TextPartsDescendingPartsAndTheTail) {
     EXPECT_LT(cmp(f, 2, "aaxxAAAA", "aaxxBBBB"), 0);
     EXPECT_GT(cmp(f, 3, "aaxxAAAA", "aaxxBBBB"), 0);
     EXPECT_EQ(cmp(f, 3, "aaxxAAAA", "aAxxaaaa"), 0);
-}
-
-TEST_F(KeyOrder, RecordNumbersAndTemporaryIndexes) {
-    IdxFile f(path("r.idx"), {{{3, 0}}}, VN_FF_RECNO);
-    EXPECT_LT(cmp(f, 0, "  !~~", "  \"  "), 0);
-    EXPECT_EQ(cmp(f, 0, "  !~~zzzz", "  !~~aaaa"), 0);
-    // Secondary key (index 1) ends in the record number.
-    EXPECT_EQ(cmp(f, 1, "ABC  !  ", "abc  !  "), 0);
-    EXPECT_LT(cmp(f, 1, "ABC  !  ", "abc  \"  "), 0);
-    // A temporary index compares the 4 position digits after the parts.
-    f.cb.fflags = VN_FF_RECNO | VN_FF_TMPIDX;
-    EXPECT_GT(cmp(f, 0, "  !~~zzzz", "  !~~aaaa"), 0);
-    IdxFile t(path("t.idx"), {{{3, 0}}}, VN_FF_TMPIDX);
-    EXPECT_LT(cmp(t, 0, "abc !  ", "ABC \"  "), 0);
-    t.cb.fflags = 0;
-    EXPECT_EQ(cmp(t, 0, "abc !  ", "ABC \"  "), 0);
-}
-
-TEST_F(KeyOrder, LowestAndHighestKeys) {
-    IdxFile f(path("l.idx"), {{{12, SEG_NUMERIC}}, {{4, SEG_INTEGER | SEG_DESCEND}}, {{2, 0}}},
-              VN_FF_RECNO);
-    ASSERT_EQ(f.create(), 0);
-    ASSERT_EQ(f.open(), 0);
-    char* kb = f.st()->keybuf;
-    keylimit(&f.cb, 0, false);
-    EXPECT_EQ(std::string(kb, 6), std::string(5, '\0') + '\0');
-    keylimit(&f.cb, 0, true);
-    EXPECT_EQ(std::string(kb, 6), std::string(5, '\x7f') + '\0');
-    keylimit(&f.cb, 1, false);  // 17 bytes: the text placed, zero-filled
-    EXPECT_EQ(std::string(kb, 18), "-99999999999" + std::string(6, '\0'));
-    keylimit(&f.cb, 1, true);
-    EXPECT_EQ(std::string(kb, 13), "999999999999" + std::string(1, '\0'));
-    keylimit(&f.cb, 2, false);  // descending: the lowest is the highest text
-    EXPECT_EQ(std::string(kb, 10), "999999999" + std::string(1, '\0'));
-    keylimit(&f.cb, 2, true);
-    EXPECT_EQ(std::string(kb, 9), "-99999999");
-    keylimit(&f.cb, 3, true);
-    EXPECT_EQ(std::string(kb, 8), std::string(7, '\x7f') + '\0');
 }
 
 }  // namespace

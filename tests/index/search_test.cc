@@ -21,45 +21,6 @@ protected:
     }
 };
 
-TEST_F(Search, FirstOfANumericKeyStartsFromMinusElevenNines) {
-    IdxFile f(path("n.idx"), {{{12, SEG_NUMERIC}}});
-    ASSERT_EQ(f.create(), 0);
-    ASSERT_EQ(f.open(), 0);
-    fill(f, 200, "%12d");
-    f.setkey("           5");
-    ASSERT_EQ(idxinsert(&f.cb, 0, 5), 0);
-    f.setkey("      -70000");
-    ASSERT_EQ(idxinsert(&f.cb, 0, 3), 0);
-    f.setkey("zzzzzzzzzzzz");
-    EXPECT_EQ(idxsearch(&f.cb, 0, SRCH_FIRST), 3);
-    EXPECT_EQ(f.foundkey(0), "      -70000");
-    EXPECT_EQ(idxsearch(&f.cb, 0, SRCH_LAST), 10 + 199);
-    EXPECT_EQ(idxsearch(&f.cb, 0, SRCH_STEPBACK), 10 + 198);
-}
-
-TEST_F(Search, RunningOffEitherEnd) {
-    IdxFile f(path("e.idx"), {{{4, 0}}});
-    ASSERT_EQ(f.create(), 0);
-    ASSERT_EQ(f.open(), 0);
-    f.setkey("0000");
-    EXPECT_EQ(idxsearch(&f.cb, 0, SRCH_FIRST), 0);  // empty index
-    fill(f, 500, "%04d");
-    IdxCursor& c = f.st()->cursor[0];
-    f.setkey("0499");
-    EXPECT_EQ(idxsearch(&f.cb, 0, SRCH_NEXT), 0);
-    EXPECT_EQ(c.atend, 1);
-    EXPECT_EQ(idxsearch(&f.cb, 0, SRCH_LE), 10 + 499);
-    f.setkey("9999");
-    EXPECT_EQ(idxsearch(&f.cb, 0, SRCH_EQUAL), 0);
-    f.setkey("0000");
-    EXPECT_EQ(idxsearch(&f.cb, 0, SRCH_PREV), 0);
-    EXPECT_EQ(idxsearch(&f.cb, 0, SRCH_GE), 10);
-    f.setkey("025:");  // between 0259 and 0260
-    EXPECT_EQ(idxsearch(&f.cb, 0, SRCH_EQUAL), 0);
-    EXPECT_EQ(idxsearch(&f.cb, 0, SRCH_GE), 10 + 260);
-    EXPECT_EQ(idxsearch(&f.cb, 0, SRCH_PREV), 10 + 259);
-}
-
 TEST_F(Search, ExclusiveSearchesResumeInTheCurrentLeaf) {
     IdxFile f(path("r.idx"), {{{4, 0}}});
     ASSERT_EQ(f.create(), 0);
@@ -84,21 +45,6 @@ TEST_F(Search, ExclusiveSearchesResumeInTheCurrentLeaf) {
     f.setkey("0004");
     EXPECT_EQ(idxsearch(&f.cb, 0, SRCH_EQUAL), 14);
     EXPECT_GE(pgdiskreads, reads + 2);
-}
-
-TEST_F(Search, EqualKeysGoBehindTheirEquals) {
-    IdxFile f(path("d.idx"), {{{3, 0}}});
-    ASSERT_EQ(f.create(), 0);
-    ASSERT_EQ(f.open(), 0);
-    const char* keys[] = {"abc", "ABD", "aBc", "ABC", "abd"};
-    for (uint32_t i = 0; i < 5; i++) {
-        f.setkey(keys[i]);
-        ASSERT_EQ(idxinsert(&f.cb, 0, i + 1), 0);
-    }
-    std::string b = (checkstructure(f), filebytes(f.path));
-    unsigned cap = f.st()->cursor[0].cap;
-    for (uint32_t i = 0, want[] = {1, 3, 4, 2, 5}; i < 5; i++) EXPECT_EQ(le32(b, 256 + 4 + 4 * i), want[i]);
-    EXPECT_EQ(b.substr(256 + 4 + 4 * cap, 15), "abcaBcABCABDabd");
 }
 
 }  // namespace

@@ -20,7 +20,7 @@ TEST_F(SpaceList, FixedLengthReusesOnlyTheFirstEntry) {
     ASSERT_EQ(spaceadd(&f.cb, 200, 40), 0);
     ASSERT_EQ(spaceadd(&f.cb, 0x01020304, 50), 0);
     checkstructure(f);
-    std::string b = filebytes(f.path);
+    std::string b = readfile(f.path);
     EXPECT_EQ(le32(b, 16), 1u);
     EXPECT_EQ(b.substr(256, 24), std::string("\0\0\0\0\x03\0"
                                              "\x64\0\0\0\x28\0"
@@ -65,17 +65,17 @@ TEST_F(SpaceList, SharedModeWritesTheHeaderBeforeANewListPage) {
     ASSERT_EQ(f.open(), 0);
     f.shared(true);
     ASSERT_EQ(spaceadd(&f.cb, 77, 40), 0);
-    std::string b = filebytes(f.path);
+    std::string b = readfile(f.path);
     EXPECT_EQ(le32(b, 16), 1u);
     EXPECT_EQ(le32(b, 8), 2u);
     EXPECT_EQ(b.size(), 256u);  // the page itself waits in the cache
     ASSERT_EQ(pgflush(&f.cb), 0);
-    b = filebytes(f.path);
+    b = readfile(f.path);
     ASSERT_EQ(b.size(), 512u);
     EXPECT_EQ(le32(b, 256 + 6), 77u);
     // Emptying it frees it and writes the header at once.
     EXPECT_EQ(spacetake(&f.cb, 40), 77u);
-    b = filebytes(f.path);
+    b = readfile(f.path);
     EXPECT_EQ(le32(b, 16), 0u);
     EXPECT_EQ(le32(b, 12), 1u);
     EXPECT_EQ(b.substr(256 + 4), std::string(252, '\0'));
