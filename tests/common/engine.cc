@@ -169,6 +169,18 @@ int32_t File::posnrec(uint32_t n) {
     return op(VN_OP_POSN);
 }
 
+void File::fill(const std::string& id, const std::string& name) {
+    std::memset(buf.data(), ' ', cb.reclen - 1u);
+    buf[cb.reclen - 1] = '\n';
+    put(cb.items[0].offset, id);
+    put(cb.items[1].offset, name);
+}
+
+int32_t File::add(const std::string& id, const std::string& name) {
+    fill(id, name);
+    return op(VN_OP_WRITE);
+}
+
 int32_t File::del(const std::string& text) {
     set(text);
     return op(VN_OP_DELETE);

@@ -127,6 +127,9 @@ public:
     int32_t posn(const std::string& value, bool exact = false);
     int32_t posnrec(uint32_t n);  // by physical record number
     int32_t del(const std::string& text);
+    // Blanks the record, then puts id and name at the first two items.
+    void fill(const std::string& id, const std::string& name);
+    int32_t add(const std::string& id, const std::string& name);  // fill, then write
     bool current() const { return cb.state & VN_ST_CURRENT; }
 
     FHCB cb;

@@ -9,10 +9,10 @@
 
 #include "engine/engine.h"
 #include "engine/handles.h"
-#include "open_support.h"
+#include "common/engine.h"
 
-using coretest::Block;
-using coretest::EngineTest;
+using vntest::Block;
+using vntest::EngineTest;
 
 namespace {
 
@@ -30,9 +30,9 @@ std::string lookup(Block& b, const std::string& key) {
     std::memset(b.cb.work, 0, 257);
     std::memcpy(b.cb.work, padded(key, 10).data(), 10);
     b.cb.mflags |= VN_MF_EXACT;
-    if (b.op(VN_OP_POSN) != 0) return "<posn " + std::to_string(b.cb.status) + ">";
+    if (b.op(VN_OP_POSN) != 0) return vntest::numbered("<posn ", b.cb.status) + ">";
     if (!(b.cb.state & VN_ST_CURRENT)) return "";
-    if (b.op(VN_OP_READ) != 0) return "<read " + std::to_string(b.cb.status) + ">";
+    if (b.op(VN_OP_READ) != 0) return vntest::numbered("<read ", b.cb.status) + ">";
     return b.record();
 }
 
@@ -52,19 +52,19 @@ protected:
 
 TEST_F(ModelTest, ParkingNeverLosesRecords) {
     unsigned seed = std::random_device{}();
-    SCOPED_TRACE("seed " + std::to_string(seed));
+    SCOPED_TRACE(vntest::numbered("seed ", seed));
     std::mt19937 rng(seed);
     for (int f = 0; f < kFiles; f++) {
-        names.push_back(makefile("m" + std::to_string(f), true));
+        names.push_back(makefile(vntest::numbered("m", f), true));
         openfile(f);
     }
     for (int step = 0; step < kSteps; step++) {
         int f = static_cast<int>(rng() % kFiles);
         Block& b = *blocks[f];
         unsigned action = rng() % 100;
-        std::string key = "k" + std::to_string(rng() % 60);
+        std::string key = vntest::numbered("k", rng() % 60);
         if (action < 45) {
-            std::string rec = padded(key, 10) + "v" + std::to_string(step);
+            std::string rec = vntest::cat(padded(key, 10), "v", step);
             b.cb.datpos = 0;
             ASSERT_EQ(b.write(rec.c_str()), 0) << "step " << step << " status " << int(b.cb.status);
             model[f][key] = padded(rec, 30);

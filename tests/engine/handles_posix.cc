@@ -10,11 +10,11 @@
 
 #include "engine/engine.h"
 #include "engine/handles.h"
-#include "lock_fork.h"
-#include "open_support.h"
+#include "common/fork.h"
+#include "common/engine.h"
 
-using coretest::Block;
-using coretest::EngineTest;
+using vntest::Block;
+using vntest::EngineTest;
 
 namespace {
 
@@ -45,14 +45,14 @@ bool readkey(Block& b, const std::string& key) {
     return b.record().compare(0, key.size(), key) == 0;
 }
 
-std::string keyof(int file, int round) { return "f" + std::to_string(file) + "r" + std::to_string(round); }
+std::string keyof(int file, int round) { return vntest::cat("f", file, "r", round); }
 
 }  // namespace
 
 TEST_F(EngineTest, MoreFilesThanHandles) {
     std::vector<std::string> names;
-    for (int f = 0; f < kFiles; f++) names.push_back(makefile("h" + std::to_string(f), true));
-    pid_t child = coretest::spawn([&] {
+    for (int f = 0; f < kFiles; f++) names.push_back(makefile(vntest::numbered("h", f), true));
+    pid_t child = vntest::spawn([&] {
         if (!limithandles(kSpare)) return 1;
         std::vector<std::unique_ptr<Block>> blocks;
         for (int f = 0; f < kFiles; f++) {
@@ -80,7 +80,7 @@ TEST_F(EngineTest, MoreFilesThanHandles) {
         }
         return 0;
     });
-    EXPECT_EQ(coretest::waitexit(child), 0);
+    EXPECT_EQ(vntest::waitexit(child), 0);
     // The files hold everything the child wrote.
     for (int f = 0; f < kFiles; f++) {
         Block b(names[f]);

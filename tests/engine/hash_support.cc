@@ -5,7 +5,7 @@
 #include "index/idxfile.h"
 #include "support/os.h"
 
-namespace fidtest {
+namespace vntest {
 
 HashFile::HashFile(const TempDir& dir, uint32_t hashrecs, const char* keyflags)
     : hshname(dir.path("h.hsh")), datname(dir.path("h.dat")) {
@@ -69,4 +69,4 @@ int32_t HashFile::remove(const std::string& code) {
     return hshdelete(&cb());
 }
 
-}  // namespace fidtest
+}  // namespace vntest

@@ -5,9 +5,9 @@
 
 #include <string>
 
-#include "fid_support.h"
+#include "common/engine.h"
 
-namespace fidtest {
+namespace vntest {
 
 // Records of 20 bytes: CODE (8 bytes, the key) and REST (12 bytes).
 class HashFile {
@@ -30,10 +30,10 @@ class HashFile {
     bool opened = false;
 
    private:
-    mutable Def def_;
+    mutable Loaded def_;
     std::string buf_;
 };
 
-}  // namespace fidtest
+}  // namespace vntest
 
 #endif

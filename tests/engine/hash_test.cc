@@ -10,7 +10,7 @@
 #include "index/hash.h"
 #include "support/os.h"
 
-using namespace fidtest;
+using namespace vntest;
 
 namespace {
 
@@ -42,39 +42,6 @@ TEST(HashClasses, SizesAndFileLengths) {
     }
 }
 
-const uint32_t kSizes[] = {281, 601, 1501, 2801, 5003, 9001, 18013, 35023, 72089, 144203, 288359};
-
-TEST(HashKey, SingleByteAndStep) {
-    for (unsigned c = 0; c <= 10; ++c) {
-        unsigned cls;
-        uint32_t t = hshtablesize(kSizes[c], &cls);
-        ASSERT_EQ(cls, c);
-        for (unsigned b = 1; b < 256; ++b) {
-            char key[2] = {static_cast<char>(b), 0};
-            uint32_t h, d;
-            hshkey(key, t, cls, &h, &d);
-            EXPECT_EQ(h, b << cls);
-            uint32_t step = t - h + b;
-            EXPECT_EQ(d, (step == 0 ? 1 : step) % t);
-        }
-    }
-}
-
-// With these classes the first slot stays below the table size for any
-// key: the highest it can reach is 255 << c with the low byte set.
-TEST(HashKey, FirstSlotStaysInsideTheTable) {
-    std::mt19937 rng(2);
-    for (unsigned c = 0; c <= 10; ++c) {
-        for (int i = 0; i < 2000; ++i) {
-            std::string key;
-            for (int k = 1 + rng() % 12; k > 0; --k) key += static_cast<char>(1 + rng() % 255);
-            uint32_t h, d;
-            hshkey(key.c_str(), kSizes[c], c, &h, &d);
-            EXPECT_LT(h, kSizes[c]);
-            EXPECT_LT(d, kSizes[c]);
-        }
-    }
-}
 
 TEST(HashOpen, HeaderChecks) {
     TempDir dir;
@@ -184,23 +151,6 @@ TEST(HashModel, RandomOperationsAgreeWithAMap) {
     }
     EXPECT_EQ(std::filesystem::file_size(h.datname), +h.cb().nrecs * +h.cb().reclen);
     EXPECT_EQ(+h.cb().nrecs, model.size() + 1);
-}
-
-TEST(HashModel, RewriteAfterDeleteReusesThePosition) {
-    TempDir dir;
-    HashFile h(dir, 100);
-    ASSERT_EQ(h.write("K1", "first"), 0);
-    int32_t pos = h.cb().datpos;
-    ASSERT_EQ(h.write("K2", "other"), 0);
-    ASSERT_EQ(h.remove("K1"), 0);
-    std::string data = readfile(h.datname);
-    EXPECT_EQ(data[pos], 'D');
-    EXPECT_EQ(h.find("K1"), 0);
-    ASSERT_EQ(h.write("K1", "again"), 0);
-    EXPECT_EQ(+h.cb().datpos, pos);
-    EXPECT_EQ(h.find("K1"), 1);
-    EXPECT_EQ(h.rest(), "again       ");
-    EXPECT_EQ(std::filesystem::file_size(h.datname), 3u * +h.cb().reclen);
 }
 
 // A table whose every slot points at a record of another key gives 39

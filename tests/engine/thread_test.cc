@@ -5,10 +5,10 @@
 
 #include <cstring>
 
-#include "fid_support.h"
+#include "common/engine.h"
 #include "index/thread.h"
 
-using namespace fidtest;
+using namespace vntest;
 
 namespace {
 
@@ -48,33 +48,9 @@ class Thread : public ::testing::Test {
         return v.text;
     }
     TempDir dir;
-    Def def;
+    Loaded def;
     std::string rec;
 };
-
-TEST_F(Thread, OperatorsGroupFromTheRight) {
-    EXPECT_EQ(num("2 * 3 + 4"), 14);
-    EXPECT_EQ(num("10 - 4 - 3"), 9);
-    EXPECT_EQ(num("(10 - 4) - 3"), 3);
-    EXPECT_EQ(num("[X + 1)"), -2.25);
-    EXPECT_EQ(num("8 / 2 / 2"), 8);
-    EXPECT_EQ(num("1 = 1 AND 0"), 0);  // 1 = (1 AND 0)
-}
-
-TEST_F(Thread, ItemsNumericByTypeAndTextOtherwise) {
-    EXPECT_EQ(num("AMOUNT > 100"), 1);
-    EXPECT_EQ(num("AMOUNT > 200"), 0);
-    EXPECT_EQ(num("A + B"), 19);  // type 'I' and a digit type are numbers
-    EXPECT_EQ(text("NAME"), "SMITH     ");
-    EXPECT_EQ(num("NAME = 'SMITH     '"), 1);
-    EXPECT_EQ(num("NAME = \"SMITH\""), 0);  // byte for byte
-    EXPECT_EQ(num("NAME > 'S'"), 1);
-    EXPECT_EQ(num("(A = 12) AND (B = 7)"), 1);
-    EXPECT_EQ(num("(A = 12) AND (B = 8)"), 0);
-    EXPECT_EQ(num("(A = 1) OR (B = 7)"), 1);
-    EXPECT_EQ(text("AMOUNT"), "150.5");  // a number turned back into text
-    EXPECT_EQ(num("'12.5' + 1"), 13.5);
-}
 
 TEST_F(Thread, BadExpressionsGiveStatus44) {
     for (const char* bad : {"A <= B", "A >= B", "A <> B", "NOSUCH > 1", "(1 + 2", "* 2", "", "1 + "}) {
@@ -83,16 +59,6 @@ TEST_F(Thread, BadExpressionsGiveStatus44) {
     }
     std::string deep(5000, '(');
     EXPECT_TRUE(std::isnan(num(deep.c_str())));
-}
-
-TEST_F(Thread, StopsAtTheFirstCharacterThatIsNoOperator) {
-    ThreadVal v;
-    const char* expr = "1 + 2 ; rest";
-    const char* end = threadeval(&def.cb, rec.c_str(), expr, &v, 1);
-    ASSERT_NE(end, nullptr);
-    EXPECT_STREQ(end, "; rest");
-    EXPECT_EQ(v.num, 3);
-    EXPECT_EQ(text("'open quote"), "open quote");
 }
 
 // Random chains of small integers and + - * agree with a right-grouping
@@ -120,7 +86,7 @@ TEST_F(Thread, RandomArithmeticMatchesRightGrouping) {
 }
 
 TEST_F(Thread, ThreadTestOfADefinitionsThreads) {
-    Def t;
+    Loaded t;
     ASSERT_EQ(t.loadtext(dir, kDef), 0);
     ASSERT_EQ(fidaddthread(&t.cb, "X", "AMOUNT > 100"), 0);
     ASSERT_EQ(fidaddthread(&t.cb, "X", "(AMOUNT / 0) - (AMOUNT / 0)"), 0);

@@ -7,9 +7,9 @@
 #include <cstring>
 
 #include "engine/engine.h"
-#include "fid_support.h"
+#include "common/engine.h"
 
-using namespace fidtest;
+using namespace vntest;
 
 namespace {
 
@@ -32,22 +32,9 @@ class VfhItem : public ::testing::Test {
     void TearDown() override { def.cb.recbuf = nullptr; }
     std::string body() const { return rec.substr(1, def.cb.reclen - 2u); }
     TempDir dir;
-    Def def;
+    Loaded def;
     std::string rec;
 };
-
-TEST_F(VfhItem, SetJustifiesAndCuts) {
-    EXPECT_EQ(vfhitemset(&def.cb, "RIGHT", 0, "12"), 0);
-    EXPECT_EQ(vfhitemset(&def.cb, "LEFT", 0, "12"), 0);
-    EXPECT_EQ(body().substr(0, 10), "12      12");
-    EXPECT_EQ(vfhitemset(&def.cb, "RIGHT", 0, "1234567"), 0);
-    EXPECT_EQ(vfhitemset(&def.cb, "LEFT", 0, "abcdefg"), 0);
-    EXPECT_EQ(body().substr(0, 10), "abcde12345");
-    EXPECT_EQ(vfhitemset(&def.cb, "MANY", 2, "zz"), 0);
-    EXPECT_EQ(body().substr(10, 12), "        zz  ");
-    EXPECT_EQ(vfhitemset(&def.cb, "RIGHT", 0, ""), 0);
-    EXPECT_EQ(body().substr(5, 5), "     ");
-}
 
 TEST_F(VfhItem, GetKeepsBlanksAndChecksOccurrences) {
     vfhitemset(&def.cb, "MANY", 1, "ab");
@@ -95,7 +82,7 @@ TEST_F(VfhItem, RandomSetsAgreeWithAModel) {
 }
 
 TEST_F(VfhItem, CopyTakesOccurrenceZeroOfSharedNames) {
-    Def other;
+    Loaded other;
     ASSERT_EQ(other.loadtext(dir, "TKF FID v7.0\nRecLen=20\nNItems=3\n"
                                   "Item=RIGHT,'C','L',0,8,1,1,\nItem=MANY,'C','R',8,6,2,0,\n"
                                   "Item=SOLO,'C','L',0,4,1,2,\n"),
@@ -109,20 +96,6 @@ TEST_F(VfhItem, CopyTakesOccurrenceZeroOfSharedNames) {
     // Trailing blanks travel with the text; occurrence 1 stays untouched.
     EXPECT_EQ(orec.substr(1, 20), "   42   " "  m0  " "......");
     other.cb.recbuf = nullptr;
-}
-
-TEST(VfhGlobals, VersionAndTemporaryDirectory) {
-    uint16_t major = 0, minor = 0;
-    vfhgetversion(&major, &minor);
-    EXPECT_EQ(major, 1792);
-    EXPECT_EQ(minor, 144);
-    vfhsettmpdir("/tmp/work");
-    EXPECT_STREQ(tmpdir, "/tmp/work");
-    std::string longdir(100, 'd');
-    vfhsettmpdir(longdir.c_str());
-    EXPECT_EQ(std::string(tmpdir), longdir.substr(0, 71));
-    vfhsettmpdir(nullptr);
-    EXPECT_STREQ(tmpdir, "");
 }
 
 }  // namespace
