@@ -1,6 +1,6 @@
-// fastio_test.cc - the five buffered streams on real files: buffering
-// across the 2048-byte boundary, line and coded-record reading, positions,
-// the slot limit and bad stream numbers.
+// fastio_test.cc - the buffered streams on real files: random writes, reads
+// and seeks against a string, lines against the reading rules, coded
+// records, failed opens and bad stream numbers.
 #include <gtest/gtest.h>
 
 #include <algorithm>

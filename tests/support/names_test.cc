@@ -1,5 +1,5 @@
-// names_test.cc - building, splitting and shortening paths, item names and
-// field justification.
+// names_test.cc - random paths split and built again, and random fields
+// justified every way, checked against the rules they follow.
 #include <gtest/gtest.h>
 
 #include <cstring>

@@ -1,5 +1,5 @@
-// strings_test.cc - the small string routines, case helpers, hexadecimal
-// and integer formatting.
+// strings_test.cc - integer formatting in every radix: the edges, and
+// random values read back by the standard conversion.
 #include <gtest/gtest.h>
 
 #include <cstring>
