@@ -86,15 +86,14 @@ std::string fidbin(const Def& d) {
     return b;
 }
 
-File::File(const std::string& datname) {
+File::File(const std::string& datname) : buf(512, '\0') {
     std::memset(&cb, 0, sizeof cb);
     std::strncpy(cb.datname, datname.c_str(), sizeof cb.datname - 1);
-    cb.flockretry = 100;
-    cb.rlockretry = 1;
+    cb.recbuf = buf.data();
 }
 
 File::~File() {
-    if (cb.work) close();
+    if (fhnode(&cb) != nullptr || cb.work != nullptr) close();
 }
 
 int32_t File::op(int opcode) {
@@ -109,6 +108,8 @@ int32_t withbuffer(File& f, int opcode) {
         f.buf.assign(f.cb.reclen + 8u, ' ');
         f.buf[f.cb.reclen - 1] = '\n';
         f.cb.recbuf = f.buf.data();
+        f.cb.flockretry = 100;
+        f.cb.rlockretry = 1;
     }
     return r;
 }
@@ -181,9 +182,26 @@ int32_t File::add(const std::string& id, const std::string& name) {
     return op(VN_OP_WRITE);
 }
 
-int32_t File::del(const std::string& text) {
-    set(text);
-    return op(VN_OP_DELETE);
+void File::at(int32_t pos) {
+    cb.datpos = pos;
+    cb.state |= VN_ST_CURRENT;
+}
+
+int32_t File::readat(int32_t pos) {
+    at(pos);
+    return read();
+}
+
+std::string File::lookup(const std::string& key) {
+    std::string k = key;
+    k.resize(10, ' ');
+    std::memset(cb.work, 0, 257);
+    std::memcpy(cb.work, k.data(), 10);
+    cb.mflags |= VN_MF_EXACT;
+    if (op(VN_OP_POSN) != 0) return cat("<posn ", +cb.status, ">");
+    if (!current()) return "";
+    if (read() != 0) return cat("<read ", +cb.status, ">");
+    return rec();
 }
 
 std::string EngineTest::define(const std::string& name, const Def& d, bool bin) {
@@ -226,47 +244,6 @@ std::string fidtext(bool keyed, int flags) {
     return fidtext(d);
 }
 
-Block::Block(const std::string& datname) : buf{} {
-    std::memset(&cb, 0, sizeof cb);
-    std::strncpy(cb.datname, datname.c_str(), sizeof cb.datname - 1);
-    cb.recbuf = buf;
-}
-
-Block::~Block() {
-    if (fhnode(&cb) != nullptr) op(VN_OP_CLOSE);
-}
-
-int32_t Block::op(int opcode) {
-    cb.opcode = static_cast<uint8_t>(opcode);
-    return filehandler(&cb);
-}
-
-int32_t Block::write(const char* record) {
-    std::memset(buf, ' ', cb.reclen);
-    size_t n = std::strlen(record);
-    std::memcpy(buf + 1, record, n < cb.reclen - 2u ? n : cb.reclen - 2u);
-    buf[0] = ' ';
-    buf[cb.reclen - 1] = '\n';
-    return op(VN_OP_WRITE);
-}
-
-void Block::at(int32_t pos) {
-    cb.datpos = pos;
-    cb.state |= VN_ST_CURRENT;
-}
-
-int32_t Block::readat(int32_t pos) {
-    at(pos);
-    return op(VN_OP_READ);
-}
-
-void Block::setnet(const char* name) {
-    std::strcpy(cb.work, name);
-    ASSERT_EQ(op(VN_OP_NETTYPE), 0);
-}
-
-std::string Block::record() const { return std::string(buf + 1, cb.reclen - 2u); }
-
 void EngineTest::SetUp() {
     FHCB init{};
     init.opcode = VN_OP_INIT;
@@ -283,7 +260,7 @@ void EngineTest::TearDown() {
 std::string EngineTest::makefile(const std::string& name, bool keyed) {
     std::string dat = tmp.path(name + ".dat");
     writefile(tmp.path(name + ".fid"), fidtext(keyed));
-    Block b(dat);
+    File b(dat);
     EXPECT_EQ(b.op(VN_OP_CREATE), 0) << int(b.cb.status);
     EXPECT_EQ(b.op(VN_OP_CLOSE), 0) << int(b.cb.status);
     return dat;

@@ -86,23 +86,8 @@ struct Loaded {
 // difference in *why.
 bool samedef(const FHCB& a, const FHCB& b, std::string* why);
 
-// A zeroed command block naming datname, with a fixed record buffer.
-struct Block {
-    FHCB cb;
-    explicit Block(const std::string& datname);
-    ~Block();
-    Block(const Block&) = delete;
-    Block& operator=(const Block&) = delete;
-    int32_t op(int opcode);             // filehandler with opcode
-    int32_t write(const char* record);  // fills recbuf then writes
-    void at(int32_t pos);               // makes the record at pos current
-    int32_t readat(int32_t pos);        // at(pos), then a read
-    void setnet(const char* name);      // sets the network type, asserts success
-    std::string record() const;         // recbuf as text without the newline
-    char buf[512];
-};
-
-// An open engine file with a record buffer sized after the open.
+// A zeroed command block naming datname, with a record buffer of its own:
+// 512 zero bytes at first, sized to the record by create() and open().
 class File {
 public:
     explicit File(const std::string& datname);
@@ -111,7 +96,7 @@ public:
     File& operator=(const File&) = delete;
 
     int32_t op(int opcode);
-    int32_t create();
+    int32_t create();  // the operation, then a record buffer and lock retries
     int32_t open();
     int32_t close();
     void net(const char* name);
@@ -126,7 +111,11 @@ public:
     int32_t read();
     int32_t posn(const std::string& value, bool exact = false);
     int32_t posnrec(uint32_t n);  // by physical record number
-    int32_t del(const std::string& text);
+    void at(int32_t pos);         // makes the record at pos current
+    int32_t readat(int32_t pos);  // at(pos), then a read
+    // Positions exactly on key (blank-padded to 10) and reads: the record,
+    // "" when no record has the key, or the failing step and status.
+    std::string lookup(const std::string& key);
     // Blanks the record, then puts id and name at the first two items.
     void fill(const std::string& id, const std::string& name);
     int32_t add(const std::string& id, const std::string& name);  // fill, then write

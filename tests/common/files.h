@@ -50,6 +50,9 @@ std::string cat(const T&... parts) {
     return s.str();
 }
 
+// The bytes in lower-case hexadecimal, two digits each.
+std::string hex(const std::string& bytes);
+
 inline uint16_t le16(const std::string& b, size_t off) {
     return static_cast<uint16_t>(static_cast<uint8_t>(b[off]) | static_cast<uint8_t>(b[off + 1]) << 8);
 }

@@ -18,9 +18,7 @@ public:
         if (pipe(up_) != 0 || pipe(down_) != 0) up_[0] = up_[1] = down_[0] = down_[1] = -1;
     }
     ~Signal() {
-        for (int fd : {up_[0], up_[1], down_[0], down_[1]}) {
-            if (fd >= 0) close(fd);
-        }
+        for (int fd : {up_[0], up_[1], down_[0], down_[1]}) if (fd >= 0) close(fd);
     }
     Signal(const Signal&) = delete;
     Signal& operator=(const Signal&) = delete;

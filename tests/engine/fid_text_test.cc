@@ -1,6 +1,6 @@
-// fid_text_test.cc - loading text definitions: keywords and their quirks,
-// key length adjustment, item lookup by name, temporary-index expressions,
-// and definitions that would reach outside the record.
+// fid_text_test.cc - loading text definitions: hostile definitions that
+// would reach outside the record, the key count limits, item lookup by name
+// against a set, and bad temporary-index expressions.
 #include <gtest/gtest.h>
 
 #include <algorithm>

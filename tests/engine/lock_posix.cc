@@ -11,7 +11,7 @@
 #include "common/fork.h"
 #include "common/engine.h"
 
-using vntest::Block;
+using vntest::File;
 using vntest::EngineTest;
 using vntest::Signal;
 
@@ -41,7 +41,7 @@ TEST_F(EngineTest, RecordLockedInAnotherProcess) {
     Signal sig;
     pid_t child = vntest::spawn([&] {
         childinit();
-        Block c(dat);
+        File c(dat);
         if (c.op(VN_OP_OPEN) != 0) return 1;
         c.at(32);
         if (c.op(VN_OP_RLOCK) != 0) return 2;
@@ -50,12 +50,12 @@ TEST_F(EngineTest, RecordLockedInAnotherProcess) {
         return 0;
     });
     ASSERT_TRUE(sig.parenthears());
-    Block b(dat);
+    File b(dat);
     ASSERT_EQ(b.op(VN_OP_OPEN), 0) << int(b.cb.status);
     // The locked record reads as active: its status byte is not read.
     ASSERT_EQ(b.readat(32), 0) << int(b.cb.status);
     EXPECT_EQ(b.buf[0], ' ');
-    EXPECT_EQ(b.record().substr(0, 8), "record 1");
+    EXPECT_EQ(b.rec().substr(0, 8), "record 1");
     b.at(32);
     EXPECT_EQ(b.write("rewritten"), -1);
     EXPECT_EQ(+b.cb.status, VN_C_RLOCKED);
@@ -74,12 +74,12 @@ TEST_F(EngineTest, RecordLockedInAnotherProcess) {
 
 TEST_F(EngineTest, FileLockHeldInAnotherProcess) {
     std::string dat = smallfile(tmp);
-    Block b(dat);
+    File b(dat);
     ASSERT_EQ(b.op(VN_OP_OPEN), 0) << int(b.cb.status);
     Signal sig;
     pid_t child = vntest::spawn([&] {
         childinit();
-        Block c(dat);
+        File c(dat);
         if (c.op(VN_OP_OPEN) != 0) return 1;
         if (dlock(&c.cb, 0) != 0) return 2;
         sig.childsays();
@@ -92,7 +92,7 @@ TEST_F(EngineTest, FileLockHeldInAnotherProcess) {
     EXPECT_EQ(b.write("new record"), -1);
     EXPECT_EQ(+b.cb.status, VN_C_FLOCKED);
     EXPECT_EQ(+b.cb.flocked, 0);
-    Block late(dat);
+    File late(dat);
     EXPECT_EQ(late.op(VN_OP_OPEN), -1);  // reading the header needs the lock
     EXPECT_EQ(+late.cb.status, VN_C_FLOCKED);
     sig.parentsays();
@@ -110,7 +110,7 @@ TEST_F(EngineTest, FourProcessesAppendToOneIndexedFile) {
     for (int p = 0; p < kProcs; p++) {
         kids.push_back(vntest::spawn([&, p] {
             childinit();
-            Block c(dat);
+            File c(dat);
             c.cb.flockretry = 30000;  // wait as long as it takes
             if (c.op(VN_OP_OPEN) != 0) return 1;
             for (int i = 0; i < kEach; i++) {
@@ -124,7 +124,7 @@ TEST_F(EngineTest, FourProcessesAppendToOneIndexedFile) {
     }
     for (pid_t k : kids) EXPECT_EQ(vntest::waitexit(k), 0);
 
-    Block b(dat);
+    File b(dat);
     ASSERT_EQ(b.op(VN_OP_OPEN), 0) << int(b.cb.status);
     EXPECT_EQ(+b.cb.nrecs, 1u + kProcs * kEach);
     EXPECT_EQ(vntest::readfile(dat).size(), 32u * (1 + kProcs * kEach));
@@ -140,7 +140,7 @@ TEST_F(EngineTest, FourProcessesAppendToOneIndexedFile) {
             ASSERT_EQ(b.op(VN_OP_READ), 0) << key << " " << int(b.cb.status);
             char want[32];
             std::snprintf(want, sizeof want, "P%d-%06d name %d/%d", p, i, p, i);
-            ASSERT_EQ(b.record().substr(0, std::strlen(want)), want);
+            ASSERT_EQ(b.rec().substr(0, std::strlen(want)), want);
         }
     }
 }

@@ -83,15 +83,5 @@ TEST_F(Threads, LinkNewestFirstAndUnlinkOnLeaving) {
     EXPECT_EQ(walk(g), (std::vector<std::string>{"A"}));
 }
 
-TEST_F(Threads, UnsharedHeadsReachTheHeaderAtClose) {
-    File f(make());
-    ASSERT_EQ(f.create(), 0);
-    f.net("SINGLE");
-    ASSERT_EQ(add(f, "A", 200), 0);
-    EXPECT_EQ(link(readfile(f.cb.datname), 0), "    ");
-    ASSERT_EQ(f.close(), 0);
-    EXPECT_EQ(link(readfile(f.cb.datname), 0), "   I");
-}
-
 }  // namespace
 }  // namespace vntest

@@ -1,7 +1,6 @@
-// vfh_item_test.cc - item access by name on a record buffer: justification
-// and cutting on set, bounds on get, copying between two definitions, and a
-// random model of sets against a plain string; the version and the
-// temporary directory.
+// vfh_item_test.cc - item access by name on a record buffer: random sets,
+// justified and cut, against a plain string model, and gets that read back
+// what the model holds.
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -36,22 +35,6 @@ class VfhItem : public ::testing::Test {
     std::string rec;
 };
 
-TEST_F(VfhItem, GetKeepsBlanksAndChecksOccurrences) {
-    vfhitemset(&def.cb, "MANY", 1, "ab");
-    char dest[16];
-    EXPECT_EQ(vfhitemget(&def.cb, "MANY", 1, dest), 0);
-    EXPECT_STREQ(dest, "ab  ");
-    std::strcpy(dest, "untouched");
-    EXPECT_EQ(vfhitemget(&def.cb, "MANY", 3, dest), -1);
-    EXPECT_EQ(vfhitemget(&def.cb, "MANY", -1, dest), -1);
-    EXPECT_EQ(vfhitemget(&def.cb, "many", 0, dest), -1);
-    EXPECT_EQ(vfhitemset(&def.cb, "MANY", 3, "x"), -1);
-    EXPECT_STREQ(dest, "untouched");
-    EXPECT_EQ(vfhitemoffset(&def.cb, "MANY"), +def.cb.recbuf + 11);
-    EXPECT_EQ(vfhitemoffset(&def.cb, "NONE"), nullptr);
-    EXPECT_EQ(body().find_first_not_of(' ', 18), std::string::npos);  // nothing else moved
-}
-
 // Random sets agree with a string model of the record; gets read back what
 // the model holds.
 TEST_F(VfhItem, RandomSetsAgreeWithAModel) {
@@ -79,23 +62,6 @@ TEST_F(VfhItem, RandomSetsAgreeWithAModel) {
         ASSERT_EQ(vfhitemget(&def.cb, it.name, occ, dest), 0);
         ASSERT_EQ(std::string(dest), field);
     }
-}
-
-TEST_F(VfhItem, CopyTakesOccurrenceZeroOfSharedNames) {
-    Loaded other;
-    ASSERT_EQ(other.loadtext(dir, "TKF FID v7.0\nRecLen=20\nNItems=3\n"
-                                  "Item=RIGHT,'C','L',0,8,1,1,\nItem=MANY,'C','R',8,6,2,0,\n"
-                                  "Item=SOLO,'C','L',0,4,1,2,\n"),
-              0);
-    std::string orec(other.cb.reclen + 8u, '.');
-    other.cb.recbuf = orec.data();
-    vfhitemset(&def.cb, "RIGHT", 0, "42");
-    vfhitemset(&def.cb, "MANY", 0, "m0");
-    vfhitemset(&def.cb, "MANY", 1, "m1");
-    EXPECT_EQ(vfhcopy(&other.cb, &def.cb), 0);
-    // Trailing blanks travel with the text; occurrence 1 stays untouched.
-    EXPECT_EQ(orec.substr(1, 20), "   42   " "  m0  " "......");
-    other.cb.recbuf = nullptr;
 }
 
 }  // namespace
