@@ -1,8 +1,6 @@
-// pagecache_test.cc - the library-wide page cache: hits that spare the
-// disk, the oldest page evicted and its block reused when the table is
-// full, write-through when no slot can be had, per-file flushes, the read
-// retry on a page that is not (yet) in the file, and two handles on one
-// file working in shared mode.
+// pagecache_test.cc - the page cache where the model test does not go: a
+// write that cannot reach its file, the read retry on a page that is not
+// (yet) in the file, and two handles on one file in shared mode.
 #include <cstring>
 #include <filesystem>
 
