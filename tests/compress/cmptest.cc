@@ -81,9 +81,7 @@ Bytes textlike(size_t n, uint32_t seed) {
         std::string w = words[rng() % (sizeof words / sizeof *words)];
         if (rng() % 11 == 0) w += std::to_string(rng() % 1000);
         w += rng() % 13 == 0 ? ".\r\n" : " ";
-        for (char c : w) {
-            if (out.size() < n) out.push_back(static_cast<uint8_t>(c));
-        }
+        for (char c : w) if (out.size() < n) out.push_back(static_cast<uint8_t>(c));
     }
     return out;
 }
@@ -97,9 +95,7 @@ Bytes incompressible(size_t n, uint32_t seed) {
 
 Bytes packcodes(const std::vector<uint32_t>& codes, int bits) {
     std::vector<int> stream;
-    for (uint32_t c : codes) {
-        for (int i = bits - 1; i >= 0; i--) stream.push_back((c >> i) & 1);
-    }
+    for (uint32_t c : codes) for (int i = bits - 1; i >= 0; i--) stream.push_back((c >> i) & 1);
     Bytes out;
     const size_t total = stream.empty() ? 0 : (stream.size() - 1) / 8;
     for (size_t i = 0; i < total; i++) {

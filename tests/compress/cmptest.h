@@ -45,6 +45,11 @@ Bytes readfile(const std::string& path);
 void writefile(const std::string& path, const Bytes& data);
 using vntest::exists;
 Bytes textbytes(const std::string& s);
+// n bytes of a from from, in hexadecimal.
+inline std::string hexat(const Bytes& a, size_t from, size_t n) {
+    return vntest::hex(std::string(a.begin() + static_cast<std::ptrdiff_t>(from),
+                                   a.begin() + static_cast<std::ptrdiff_t>(from + n)));
+}
 
 // Runs compress_files with the options and specifications.
 int32_t run(const char* options, const char* archive, std::vector<std::string> specs = {});

@@ -1,6 +1,6 @@
 // driver_test.cc - what the program's own tests cannot see of
-// compress_files: options that persist from call to call, Stop at every
-// poll, and damaged, truncated, cyclic, hostile and mutated archives.
+// compress_files: Stop at every poll, and damaged, truncated, cyclic,
+// hostile and mutated archives.
 #include <algorithm>
 #include <cstdio>
 #include <filesystem>
@@ -13,22 +13,6 @@ using namespace cmptest;
 namespace {
 
 class Driver : public CmpTest {};
-
-TEST_F(Driver, QuietOverwriteAndPasswordPersistAcrossCalls) {
-    writefile("abc.txt", textbytes("ABC"));
-    ASSERT_EQ(run("-a", "list", {"abc.txt"}), 0);
-    ASSERT_EQ(run("-lq", "list"), 0);
-    cap.report.clear();
-    ASSERT_EQ(run("-l", "list", {"abc.txt"}), 0);
-    EXPECT_EQ(cap.report.find("Size"), std::string::npos);
-    writefile("p.txt", textbytes("persist"));
-    ASSERT_EQ(run("-ap\"k\"", "parc", {"p.txt"}), 0);
-    writefile("p.txt", textbytes("changed"));
-    ASSERT_EQ(run("-xo", "parc"), 0);  // still password k, still overwriting
-    EXPECT_TRUE(cap.questions.empty());
-    EXPECT_TRUE(cap.errors.empty());
-    EXPECT_EQ(readfile("p.txt"), textbytes("persist"));
-}
 
 TEST_F(Driver, DamagedHeadersReportTwoThenThree) {
     writefile("bad.cmp", textbytes("this is not an archive at all, not at all"));
