@@ -74,20 +74,6 @@ TEST_F(Os, LocksBelongToTheirHandle) {
     osclose(a);
 }
 
-TEST_F(Os, ReadOnlyHandleLocksAgainstWriters) {
-    std::string f = path("ro.dat");
-    writefile("ro.dat", "xxxx");
-    int32_t r = osopen(f.c_str(), 0x8040, 0);
-    int32_t w = osopen(f.c_str(), 0x8002, 0);
-    EXPECT_EQ(oslock(r, 0, 1), 0);
-    EXPECT_EQ(oslock(w, 0, 1), -1);
-    EXPECT_EQ(osunlock(r, 0, 1), 0);
-    EXPECT_EQ(oslock(w, 0, 1), 0);
-    EXPECT_EQ(oslock(r, 0, 1), -1);
-    osclose(r);
-    osclose(w);
-}
-
 TEST(Memory, SizesThatOverflowAreRefused) {
     void* z1 = globalmalloc(0);  // a valid unique block
     void* z2 = globalcalloc(0, 16);

@@ -83,11 +83,3 @@ TEST_F(OsProcess, HandlesAreNotInherited) {
     EXPECT_NE(fcntl(h, F_GETFD) & FD_CLOEXEC, 0);
     osclose(h);
 }
-
-TEST_F(OsProcess, ExclusiveOpenIsNotEnforcedHere) {
-    std::string f = path("x.dat");
-    int32_t a = osopen(f.c_str(), 0x8312, 511);
-    ASSERT_GE(a, 1);
-    EXPECT_EQ(child([&] { return osopen(f.c_str(), 0x8002, 0) >= 1 ? 0 : 1; }), 0);
-    osclose(a);
-}
