@@ -49,26 +49,17 @@ std::string fidtext(const Def& d) {
 }
 
 std::string fidbin(const Def& d) {
-    std::string b = "TKF";
-    b += '\0';
-    put16(b, 608);
-    put16(b, d.reclen);
-    put16(b, static_cast<int>(d.items.size()));
-    put16(b, static_cast<int>(d.keys.size()));
-    put16(b, d.hashrecs & 0xFFFF);
-    put16(b, d.hashrecs >> 16);
-    put16(b, static_cast<int>(d.threads.size()));
-    put16(b, d.flags);
+    std::string b("TKF\0", 4);
+    for (int v : {608, d.reclen, static_cast<int>(d.items.size()), static_cast<int>(d.keys.size()),
+                  d.hashrecs & 0xFFFF, d.hashrecs >> 16, static_cast<int>(d.threads.size()), d.flags})
+        put16(b, v);
     const std::vector<int> order = orders(d);
     for (size_t i = 0; i < d.items.size(); i++) {
         const Item& it = d.items[i];
         b += padname(it.name);
         b += it.type;
         b += 'L';
-        put16(b, it.off);
-        put16(b, it.len);
-        put16(b, it.occurs);
-        put16(b, order[i]);
+        for (int v : {it.off, it.len, it.occurs, order[i]}) put16(b, v);
         b += "item\n";
     }
     for (const Key& k : d.keys) {

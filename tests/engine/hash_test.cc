@@ -16,94 +16,72 @@ using namespace vntest;
 namespace {
 
 // A hashed record file set up at the hash layer itself: definition, hash
-// file, data file with its header record, record buffer.
-// Records of 20 bytes: CODE (8 bytes, the key) and REST (12 bytes).
+// file, data file with its header record, record buffer.  Records of 20
+// bytes: CODE (8 bytes, the key) and REST (12 bytes).
 class HashFile {
-   public:
-    HashFile(const TempDir& dir, uint32_t hashrecs, const char* keyflags = "0");
-    ~HashFile();
+public:
+    HashFile(const TempDir& dir, uint32_t hashrecs) : hshname(dir.path("h.hsh")), datname(dir.path("h.dat")) {
+        EXPECT_EQ(def_.loadtext(dir, cat("TKF FID v7.0\nRecLen=20\nNItems=2\nNKeys=1\nFlags=2\nHashRecs=", hashrecs,
+                                         "\nItem=CODE,'C','L',0,8,1,0,\nItem=REST,'C','L',8,12,1,1,\n"
+                                         "Key=CODE,8,1\n0,8,0\n")),
+                  0);
+        FHCB& c = def_.cb;
+        std::snprintf(c.idxname, sizeof c.idxname, "%s", hshname.c_str());
+        EXPECT_EQ(hshcreate(&c), 0);
+        writefile(datname, cat(" 00000001", std::string(c.reclen - 10, ' '), "\n"));
+        c.datfd = static_cast<uint32_t>(osopen(datname.c_str(), VN_O_RDWR | VN_O_BINARY, 0));
+        c.idxfd = static_cast<uint32_t>(osopen(hshname.c_str(), VN_O_RDWR | VN_O_BINARY, 0));
+        c.nrecs = 1;
+        c.nettype = 0;
+        buf_.assign(c.reclen + 8u, ' ');
+        c.recbuf = buf_.data();
+        opened = hshopen(&c) == 0;
+        EXPECT_TRUE(opened);
+    }
+    ~HashFile() {
+        FHCB& c = def_.cb;
+        if (c.index != nullptr) idxclose(&c);
+        osclose(static_cast<int32_t>(c.datfd));
+        osclose(static_cast<int32_t>(c.idxfd));
+        c.recbuf = nullptr;
+    }
     HashFile(const HashFile&) = delete;
     HashFile& operator=(const HashFile&) = delete;
     // Fills the record buffer with code and rest.
-    void fill(const std::string& code, const std::string& rest);
-    // Puts code into the key buffer (blank-padded to 8).
-    void setkey(const std::string& code);
-    int32_t write(const std::string& code, const std::string& rest);
+    void fill(const std::string& code, const std::string& rest) {
+        std::string r = code;
+        r.resize(8, ' ');
+        r = cat(" ", r, rest);
+        r.resize(cb().reclen - 1u, ' ');
+        r += '\n';
+        r.copy(cb().recbuf, r.size());
+    }
+    int32_t write(const std::string& code, const std::string& rest) {
+        fill(code, rest);
+        return hshwrite(&cb());
+    }
     // hshread of code: 1 found, 0 not found, -1 failure.
-    int32_t find(const std::string& code);
-    int32_t remove(const std::string& code);
+    int32_t find(const std::string& code) {
+        std::string k = code;
+        k.resize(8, ' ');
+        k.copy(cb().index->keybuf, 8);
+        cb().index->keybuf[8] = '\0';
+        if (hshread(&cb()) != 0) return -1;
+        return (cb().hashstate & HS_FOUND) ? 1 : 0;
+    }
+    int32_t remove(const std::string& code) {
+        fill(code, "");
+        return hshdelete(&cb());
+    }
     std::string rest() const { return std::string(cb().recbuf + 9, 12); }
     FHCB& cb() const { return def_.cb; }
     std::string hshname, datname;
     bool opened = false;
 
-   private:
+private:
     mutable Loaded def_;
     std::string buf_;
 };
-
-
-HashFile::HashFile(const TempDir& dir, uint32_t hashrecs, const char* keyflags)
-    : hshname(dir.path("h.hsh")), datname(dir.path("h.dat")) {
-    std::string fid = "TKF FID v7.0\nRecLen=20\nNItems=2\nNKeys=1\nFlags=2\nHashRecs=" +
-                      std::to_string(hashrecs) +
-                      "\nItem=CODE,'C','L',0,8,1,0,\nItem=REST,'C','L',8,12,1,1,\n"
-                      "Key=CODE,8,1\n0,8," + keyflags + "\n";
-    EXPECT_EQ(def_.loadtext(dir, fid), 0);
-    FHCB& c = def_.cb;
-    std::snprintf(c.idxname, sizeof c.idxname, "%s", hshname.c_str());
-    EXPECT_EQ(hshcreate(&c), 0);
-    std::string header = " 00000001" + std::string(c.reclen - 10, ' ') + "\n";
-    writefile(datname, header);
-    c.datfd = static_cast<uint32_t>(osopen(datname.c_str(), VN_O_RDWR | VN_O_BINARY, 0));
-    c.idxfd = static_cast<uint32_t>(osopen(hshname.c_str(), VN_O_RDWR | VN_O_BINARY, 0));
-    c.nrecs = 1;
-    c.nettype = 0;
-    buf_.assign(c.reclen + 8u, ' ');
-    c.recbuf = buf_.data();
-    opened = hshopen(&c) == 0;
-    EXPECT_TRUE(opened);
-}
-
-HashFile::~HashFile() {
-    FHCB& c = def_.cb;
-    if (c.index != nullptr) idxclose(&c);
-    osclose(static_cast<int32_t>(c.datfd));
-    osclose(static_cast<int32_t>(c.idxfd));
-    c.recbuf = nullptr;
-}
-
-void HashFile::fill(const std::string& code, const std::string& rest) {
-    std::string r = " " + code;
-    r.resize(9, ' ');
-    r += rest;
-    r.resize(cb().reclen - 1u, ' ');
-    r += '\n';
-    r.copy(cb().recbuf, r.size());
-}
-
-void HashFile::setkey(const std::string& code) {
-    std::string k = code;
-    k.resize(8, ' ');
-    k.copy(cb().index->keybuf, 8);
-    cb().index->keybuf[8] = '\0';
-}
-
-int32_t HashFile::write(const std::string& code, const std::string& rest) {
-    fill(code, rest);
-    return hshwrite(&cb());
-}
-
-int32_t HashFile::find(const std::string& code) {
-    setkey(code);
-    if (hshread(&cb()) != 0) return -1;
-    return (cb().hashstate & HS_FOUND) ? 1 : 0;
-}
-
-int32_t HashFile::remove(const std::string& code) {
-    fill(code, "");
-    return hshdelete(&cb());
-}
 
 // Records asked for, the table size and class chosen, and the file length:
 // a 16-byte header (magic, version 1376, key length 8, table size) and a
