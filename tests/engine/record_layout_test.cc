@@ -31,18 +31,6 @@ TEST_F(Layout, FixedRecordsLieReclenApartAndCountTheHeader) {
     EXPECT_EQ(readfile(f.cb.datname), want);
 }
 
-TEST_F(Layout, SharedFileWritesTheCountAtOnce) {
-    File f(define("p", people()));
-    ASSERT_EQ(f.create(), 0);
-    ASSERT_EQ(f.add("A1", "ALICE"), 0);
-    EXPECT_EQ(readfile(f.cb.datname).substr(0, 9), " 00000002");
-    f.net("SINGLE");
-    ASSERT_EQ(f.add("B2", "BOB"), 0);
-    EXPECT_EQ(readfile(f.cb.datname).substr(0, 9), " 00000002");  // kept in memory until close
-    ASSERT_EQ(f.close(), 0);
-    EXPECT_EQ(readfile(f.cb.datname).substr(0, 9), " 00000003");
-}
-
 TEST_F(Layout, VariableLengthRecordsArePackedWithTabsAndHexLength) {
     File f(define("v", people(1)));
     ASSERT_EQ(f.create(), 0);

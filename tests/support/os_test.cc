@@ -1,10 +1,8 @@
-// os_test.cc - the file, lock, memory and directory layer on real files:
-// bad paths, byte locks between handles, sizes that overflow, directory
-// search with its 8.3 name buffer, and date bytes.
+// os_test.cc - the file, lock and memory layer on real files: bad paths,
+// byte locks between handles, sizes that overflow, and date bytes through
+// the file time.
 #include <gtest/gtest.h>
 
-#include <filesystem>
-#include <set>
 #include <string>
 
 #include "support/os.h"
@@ -14,15 +12,6 @@
 namespace {
 
 class Os : public vntest::TmpDirTest {};
-
-std::set<std::string> findall(const std::string& pattern, int withdirs) {
-    std::set<std::string> names;
-    uint32_t size;
-    uint8_t dt[6];
-    for (char* n = cfindfirst(pattern.c_str(), withdirs, &size, dt); n != nullptr; n = cfindnext(&size, dt))
-        names.insert(n);
-    return names;
-}
 
 }  // namespace
 
@@ -83,41 +72,6 @@ TEST(Memory, SizesThatOverflowAreRefused) {
     globalmfree(z2);
     EXPECT_EQ(globalcalloc(0x10000, 0x10000), nullptr);  // the product overflows
     EXPECT_EQ(globalhcalloc(0x10000, 0x10000), nullptr);
-}
-
-TEST_F(Os, DirectorySearch) {
-    writefile("one.txt", "1");
-    writefile("two.dat", "22");
-    writefile("noext", "333");
-    writefile("Upper.TXT", "4");
-    writefile("a-name-too-long.txt", "5");  // 19 characters: skipped
-    writefile("fourteen.chars", "6");         // exactly 14: kept
-    std::filesystem::create_directory(std::filesystem::path(tmp.dir()) / "sub");
-    std::filesystem::create_directory(std::filesystem::path(tmp.dir()) / "thirteen.char");  // 13 + "\\" fits
-    std::filesystem::create_directory(std::filesystem::path(tmp.dir()) / "fourteen.dirs");  // 13 too
-    std::filesystem::create_directory(std::filesystem::path(tmp.dir()) / "fourteen.dirxx");  // 14 + "\\" does not
-
-    std::string d = path("");
-    std::set<std::string> files = {"one.txt", "two.dat", "noext", "Upper.TXT", "fourteen.chars"};
-    EXPECT_EQ(findall(d + "*.*", 0), files);
-    EXPECT_EQ(findall(d + "*", 0), files);
-    std::set<std::string> all = files;
-    for (const char* n : {"sub\\", "thirteen.char\\", "fourteen.dirs\\", ".\\", "..\\"}) all.insert(n);
-    EXPECT_EQ(findall(d + "*.*", 1), all);
-    EXPECT_EQ(findall(d + "*.txt", 0), (std::set<std::string>{"one.txt", "Upper.TXT"}));
-    EXPECT_EQ(findall(d + "t?o.*", 0), (std::set<std::string>{"two.dat"}));
-    EXPECT_EQ(findall(d + "noext.*", 0), (std::set<std::string>{"noext"}));
-    EXPECT_TRUE(findall(d + "*.xyz", 1).empty());
-    EXPECT_EQ(cfindnext(nullptr, nullptr), nullptr);  // the search is over
-    EXPECT_TRUE(findall(path("nodir/*.*"), 1).empty());
-
-    uint32_t size = 0;
-    uint8_t dt[6] = {};
-    char* n = cfindfirst((d + "two.dat").c_str(), 0, &size, dt);
-    ASSERT_NE(n, nullptr);
-    EXPECT_STREQ(n, "two.dat");
-    EXPECT_EQ(size, 2u);
-    EXPECT_GE(dt[0], 120);  // written after 2020
 }
 
 TEST_F(Os, DateBytesRoundTripThroughTheFileTime) {
