@@ -2,10 +2,7 @@
 #include "cmptest.h"
 
 #include <cstdio>
-#include <cstdlib>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <map>
 #include <random>
 
@@ -33,18 +30,8 @@ int32_t VELNOR_CALL onask(const char* question, const char* title) {
 }  // namespace
 
 void CmpTest::SetUp() {
-    const char* base = std::getenv("VELNOR_TEST_TMP");
-    fs::path root = base != nullptr && *base ? fs::path(base) : fs::temp_directory_path();
-    fs::create_directories(root);
-    std::mt19937 rng(std::random_device{}());
-    for (;;) {
-        fs::path p = root / ("cmp" + std::to_string(rng() % 100000000));
-        std::error_code ec;
-        if (fs::create_directory(p, ec)) {
-            dir = p.string();
-            break;
-        }
-    }
+    tmp = std::make_unique<vntest::TempDir>();
+    dir = tmp->dir();
     olddir = fs::current_path().string();
     fs::current_path(dir);
     cap = Capture();
@@ -57,42 +44,29 @@ void CmpTest::TearDown() {
     compress_setsinks(nullptr, nullptr);
     compress_sethooks(nullptr, nullptr, nullptr);
     fs::current_path(olddir);
-    std::error_code ec;
-    fs::remove_all(dir, ec);
+    tmp.reset();
 }
 
-Bytes readfile(const std::string& path) {
-    std::ifstream f(path, std::ios::binary);
-    return Bytes(std::istreambuf_iterator<char>(f), std::istreambuf_iterator<char>());
-}
+Bytes readfile(const std::string& path) { return textbytes(vntest::readfile(path)); }
 
 void writefile(const std::string& path, const Bytes& data) {
-    std::ofstream f(path, std::ios::binary | std::ios::trunc);
-    f.write(reinterpret_cast<const char*>(data.data()), static_cast<std::streamsize>(data.size()));
+    vntest::writefile(path, std::string(data.begin(), data.end()));
 }
-
-bool exists(const std::string& path) { return fs::exists(path); }
 
 Bytes textbytes(const std::string& s) { return Bytes(s.begin(), s.end()); }
 
 int32_t run(const char* options, const char* archive, std::vector<std::string> specs) {
     std::vector<char*> argv;
-    for (auto& s : specs) {
-        argv.push_back(s.data());
-    }
+    for (auto& s : specs) argv.push_back(s.data());
     return compress_files(options, archive, static_cast<int32_t>(argv.size()), argv.data());
 }
 
 Bytes repetitive(size_t n, uint32_t seed) {
     std::mt19937 rng(seed);
     Bytes unit(1 + rng() % 40);
-    for (auto& b : unit) {
-        b = static_cast<uint8_t>('a' + rng() % 6);
-    }
+    for (auto& b : unit) b = static_cast<uint8_t>('a' + rng() % 6);
     Bytes out(n);
-    for (size_t i = 0; i < n; i++) {
-        out[i] = unit[i % unit.size()];
-    }
+    for (size_t i = 0; i < n; i++) out[i] = unit[i % unit.size()];
     return out;
 }
 
@@ -105,15 +79,9 @@ Bytes textlike(size_t n, uint32_t seed) {
     out.reserve(n);
     while (out.size() < n) {
         std::string w = words[rng() % (sizeof words / sizeof *words)];
-        if (rng() % 11 == 0) {
-            w += std::to_string(rng() % 1000);
-        }
+        if (rng() % 11 == 0) w += std::to_string(rng() % 1000);
         w += rng() % 13 == 0 ? ".\r\n" : " ";
-        for (char c : w) {
-            if (out.size() < n) {
-                out.push_back(static_cast<uint8_t>(c));
-            }
-        }
+        for (char c : w) if (out.size() < n) out.push_back(static_cast<uint8_t>(c));
     }
     return out;
 }
@@ -121,26 +89,18 @@ Bytes textlike(size_t n, uint32_t seed) {
 Bytes incompressible(size_t n, uint32_t seed) {
     std::mt19937 rng(seed);
     Bytes out(n);
-    for (auto& b : out) {
-        b = static_cast<uint8_t>(rng());
-    }
+    for (auto& b : out) b = static_cast<uint8_t>(rng());
     return out;
 }
 
 Bytes packcodes(const std::vector<uint32_t>& codes, int bits) {
     std::vector<int> stream;
-    for (uint32_t c : codes) {
-        for (int i = bits - 1; i >= 0; i--) {
-            stream.push_back((c >> i) & 1);
-        }
-    }
+    for (uint32_t c : codes) for (int i = bits - 1; i >= 0; i--) stream.push_back((c >> i) & 1);
     Bytes out;
     const size_t total = stream.empty() ? 0 : (stream.size() - 1) / 8;
     for (size_t i = 0; i < total; i++) {
         int v = 0;
-        for (int j = 0; j < 8; j++) {
-            v = v * 2 + stream[i * 8 + j];
-        }
+        for (int j = 0; j < 8; j++) v = v * 2 + stream[i * 8 + j];
         out.push_back(static_cast<uint8_t>(v));
     }
     return out;
@@ -176,17 +136,13 @@ Bytes referencecode(const Bytes& data, int bits, uint8_t key, uint8_t firstbyte)
     std::vector<uint32_t> codes = referencecodes(data, bits, firstbyte);
     codes.push_back((1u << bits) - 1);
     Bytes out = packcodes(codes, bits);
-    for (auto& b : out) {
-        b = static_cast<uint8_t>(b + key);
-    }
+    for (auto& b : out) b = static_cast<uint8_t>(b + key);
     return out;
 }
 
 static uint32_t le(const uint8_t* p, int n) {
     uint32_t v = 0;
-    for (int i = n - 1; i >= 0; i--) {
-        v = v << 8 | p[i];
-    }
+    for (int i = n - 1; i >= 0; i--) v = v << 8 | p[i];
     return v;
 }
 
@@ -219,9 +175,7 @@ Bytes header(const std::string& name, uint8_t method, uint8_t bits, uint16_t che
     Bytes h(32, 0);
     h[0] = 0xBF;
     h[1] = 0x20;
-    for (size_t i = 0; i < name.size() && i < 12; i++) {
-        h[2 + i] = static_cast<uint8_t>(name[i]);
-    }
+    for (size_t i = 0; i < name.size() && i < 12; i++) h[2 + i] = static_cast<uint8_t>(name[i]);
     h[14] = method;
     h[15] = bits;
     const uint8_t dt[6] = {124, 3, 14, 15, 9, 26};

@@ -7,9 +7,11 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <vector>
 
+#include "common/files.h"
 #include "velnor.h"
 
 namespace cmptest {
@@ -35,13 +37,19 @@ protected:
     void TearDown() override;
     std::string dir;  // absolute path of the test directory
 private:
+    std::unique_ptr<vntest::TempDir> tmp;
     std::string olddir;
 };
 
 Bytes readfile(const std::string& path);
 void writefile(const std::string& path, const Bytes& data);
-bool exists(const std::string& path);
+using vntest::exists;
 Bytes textbytes(const std::string& s);
+// n bytes of a from from, in hexadecimal.
+inline std::string hexat(const Bytes& a, size_t from, size_t n) {
+    return vntest::hex(std::string(a.begin() + static_cast<std::ptrdiff_t>(from),
+                                   a.begin() + static_cast<std::ptrdiff_t>(from + n)));
+}
 
 // Runs compress_files with the options and specifications.
 int32_t run(const char* options, const char* archive, std::vector<std::string> specs = {});

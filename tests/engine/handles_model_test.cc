@@ -9,10 +9,10 @@
 
 #include "engine/engine.h"
 #include "engine/handles.h"
-#include "open_support.h"
+#include "common/engine.h"
 
-using coretest::Block;
-using coretest::EngineTest;
+using vntest::File;
+using vntest::EngineTest;
 
 namespace {
 
@@ -25,26 +25,15 @@ std::string padded(const std::string& s, size_t n) {
     return r;
 }
 
-// The record stored under key, or "" when the key is not found.
-std::string lookup(Block& b, const std::string& key) {
-    std::memset(b.cb.work, 0, 257);
-    std::memcpy(b.cb.work, padded(key, 10).data(), 10);
-    b.cb.mflags |= VN_MF_EXACT;
-    if (b.op(VN_OP_POSN) != 0) return "<posn " + std::to_string(b.cb.status) + ">";
-    if (!(b.cb.state & VN_ST_CURRENT)) return "";
-    if (b.op(VN_OP_READ) != 0) return "<read " + std::to_string(b.cb.status) + ">";
-    return b.record();
-}
-
 class ModelTest : public EngineTest {
 protected:
     void openfile(int f) {
-        blocks[f] = std::make_unique<Block>(names[f]);
+        blocks[f] = std::make_unique<File>(names[f]);
         ASSERT_EQ(blocks[f]->op(VN_OP_OPEN), 0) << int(blocks[f]->cb.status);
-        if (f % 2 == 0) blocks[f]->setnet("SINGLE");
+        if (f % 2 == 0) blocks[f]->net("SINGLE");
     }
     std::vector<std::string> names;
-    std::vector<std::unique_ptr<Block>> blocks{kFiles};
+    std::vector<std::unique_ptr<File>> blocks{kFiles};
     std::vector<std::map<std::string, std::string>> model{kFiles};
 };
 
@@ -52,25 +41,25 @@ protected:
 
 TEST_F(ModelTest, ParkingNeverLosesRecords) {
     unsigned seed = std::random_device{}();
-    SCOPED_TRACE("seed " + std::to_string(seed));
+    SCOPED_TRACE(vntest::numbered("seed ", seed));
     std::mt19937 rng(seed);
     for (int f = 0; f < kFiles; f++) {
-        names.push_back(makefile("m" + std::to_string(f), true));
+        names.push_back(makefile(vntest::numbered("m", f), true));
         openfile(f);
     }
     for (int step = 0; step < kSteps; step++) {
         int f = static_cast<int>(rng() % kFiles);
-        Block& b = *blocks[f];
+        File& b = *blocks[f];
         unsigned action = rng() % 100;
-        std::string key = "k" + std::to_string(rng() % 60);
+        std::string key = vntest::numbered("k", rng() % 60);
         if (action < 45) {
-            std::string rec = padded(key, 10) + "v" + std::to_string(step);
+            std::string rec = vntest::cat(padded(key, 10), "v", step);
             b.cb.datpos = 0;
             ASSERT_EQ(b.write(rec.c_str()), 0) << "step " << step << " status " << int(b.cb.status);
             model[f][key] = padded(rec, 30);
         } else if (action < 80) {
             auto it = model[f].find(key);
-            ASSERT_EQ(lookup(b, key), it == model[f].end() ? "" : it->second) << "step " << step;
+            ASSERT_EQ(b.lookup(key), it == model[f].end() ? "" : it->second) << "step " << step;
         } else if (action < 86) {
             closelru(static_cast<int32_t>(rng() % 2));
         } else if (action < 90) {
@@ -87,8 +76,8 @@ TEST_F(ModelTest, ParkingNeverLosesRecords) {
     for (int f = 0; f < kFiles; f++) ASSERT_EQ(blocks[f]->op(VN_OP_CLOSE), 0);
     for (int f = 0; f < kFiles; f++) {
         openfile(f);
-        Block& b = *blocks[f];
+        File& b = *blocks[f];
         EXPECT_EQ(+b.cb.nrecs, 1 + model[f].size()) << f;
-        for (const auto& [key, rec] : model[f]) EXPECT_EQ(lookup(b, key), rec) << f << " " << key;
+        for (const auto& [key, rec] : model[f]) EXPECT_EQ(b.lookup(key), rec) << f << " " << key;
     }
 }

@@ -10,11 +10,11 @@
 
 #include "engine/engine.h"
 #include "engine/handles.h"
-#include "lock_fork.h"
-#include "open_support.h"
+#include "common/fork.h"
+#include "common/engine.h"
 
-using coretest::Block;
-using coretest::EngineTest;
+using vntest::File;
+using vntest::EngineTest;
 
 namespace {
 
@@ -32,31 +32,21 @@ bool limithandles(int spare) {
     return setrlimit(RLIMIT_NOFILE, &lim) == 0;
 }
 
-bool writekey(Block& b, const std::string& key) { return b.write(key.c_str()) == 0; }
+bool writekey(File& b, const std::string& key) { return b.write(key.c_str()) == 0; }
 
-bool readkey(Block& b, const std::string& key) {
-    std::memset(b.cb.work, 0, 257);
-    std::string k = key;
-    k.resize(10, ' ');
-    std::memcpy(b.cb.work, k.data(), 10);
-    b.cb.mflags |= VN_MF_EXACT;
-    if (b.op(VN_OP_POSN) != 0 || !(b.cb.state & VN_ST_CURRENT)) return false;
-    if (b.op(VN_OP_READ) != 0) return false;
-    return b.record().compare(0, key.size(), key) == 0;
-}
-
-std::string keyof(int file, int round) { return "f" + std::to_string(file) + "r" + std::to_string(round); }
+bool readkey(File& b, const std::string& key) { return b.lookup(key).compare(0, key.size(), key) == 0; }
+std::string keyof(int file, int round) { return vntest::cat("f", file, "r", round); }
 
 }  // namespace
 
 TEST_F(EngineTest, MoreFilesThanHandles) {
     std::vector<std::string> names;
-    for (int f = 0; f < kFiles; f++) names.push_back(makefile("h" + std::to_string(f), true));
-    pid_t child = coretest::spawn([&] {
+    for (int f = 0; f < kFiles; f++) names.push_back(makefile(vntest::numbered("h", f), true));
+    pid_t child = vntest::spawn([&] {
         if (!limithandles(kSpare)) return 1;
-        std::vector<std::unique_ptr<Block>> blocks;
+        std::vector<std::unique_ptr<File>> blocks;
         for (int f = 0; f < kFiles; f++) {
-            blocks.push_back(std::make_unique<Block>(names[f]));
+            blocks.push_back(std::make_unique<File>(names[f]));
             if (blocks.back()->op(VN_OP_OPEN) != 0) return 10 + blocks.back()->cb.status % 100;
         }
         // Round robin: each use of a file reopens it and parks another.
@@ -71,19 +61,15 @@ TEST_F(EngineTest, MoreFilesThanHandles) {
         if (parked < kFiles - kSpare / 2) return 122;
         if (fhlimball() != -1) return 123;
         for (int f = kFiles - 1; f >= 0; f--) {
-            for (int round = 0; round < 4; round++) {
-                if (!readkey(*blocks[f], keyof(f, round))) return 124;
-            }
+            for (int round = 0; round < 4; round++) if (!readkey(*blocks[f], keyof(f, round))) return 124;
         }
-        for (auto& b : blocks) {
-            if (b->op(VN_OP_CLOSE) != 0) return 125;
-        }
+        for (auto& b : blocks) if (b->op(VN_OP_CLOSE) != 0) return 125;
         return 0;
     });
-    EXPECT_EQ(coretest::waitexit(child), 0);
+    EXPECT_EQ(vntest::waitexit(child), 0);
     // The files hold everything the child wrote.
     for (int f = 0; f < kFiles; f++) {
-        Block b(names[f]);
+        File b(names[f]);
         ASSERT_EQ(b.op(VN_OP_OPEN), 0);
         EXPECT_EQ(+b.cb.nrecs, 5u);
         for (int round = 0; round < 4; round++) EXPECT_TRUE(readkey(b, keyof(f, round))) << f << "/" << round;

@@ -8,12 +8,12 @@
 #include <vector>
 
 #include "engine/engine.h"
-#include "lock_fork.h"
-#include "open_support.h"
+#include "common/fork.h"
+#include "common/engine.h"
 
-using coretest::Block;
-using coretest::EngineTest;
-using coretest::Signal;
+using vntest::File;
+using vntest::EngineTest;
+using vntest::Signal;
 
 namespace {
 
@@ -25,12 +25,12 @@ void childinit() {
 }
 
 // Header and n fixed records; record 1 is marked deleted.
-std::string smallfile(coretest::TempDir& tmp) {
+std::string smallfile(vntest::TempDir& tmp) {
     std::string dat = tmp.path("p.dat");
-    coretest::writefile(tmp.path("p.fid"), coretest::fidtext(false));
+    vntest::writefile(tmp.path("p.fid"), vntest::fidtext(false));
     std::string rec1 = "Drecord 1" + std::string(22, ' ') + "\n";
     std::string rec2 = " record 2" + std::string(22, ' ') + "\n";
-    coretest::writefile(dat, " 00000003" + std::string(22, ' ') + "\n" + rec1 + rec2);
+    vntest::writefile(dat, " 00000003" + std::string(22, ' ') + "\n" + rec1 + rec2);
     return dat;
 }
 
@@ -39,9 +39,9 @@ std::string smallfile(coretest::TempDir& tmp) {
 TEST_F(EngineTest, RecordLockedInAnotherProcess) {
     std::string dat = smallfile(tmp);
     Signal sig;
-    pid_t child = coretest::spawn([&] {
+    pid_t child = vntest::spawn([&] {
         childinit();
-        Block c(dat);
+        File c(dat);
         if (c.op(VN_OP_OPEN) != 0) return 1;
         c.at(32);
         if (c.op(VN_OP_RLOCK) != 0) return 2;
@@ -50,12 +50,12 @@ TEST_F(EngineTest, RecordLockedInAnotherProcess) {
         return 0;
     });
     ASSERT_TRUE(sig.parenthears());
-    Block b(dat);
+    File b(dat);
     ASSERT_EQ(b.op(VN_OP_OPEN), 0) << int(b.cb.status);
     // The locked record reads as active: its status byte is not read.
     ASSERT_EQ(b.readat(32), 0) << int(b.cb.status);
     EXPECT_EQ(b.buf[0], ' ');
-    EXPECT_EQ(b.record().substr(0, 8), "record 1");
+    EXPECT_EQ(b.rec().substr(0, 8), "record 1");
     b.at(32);
     EXPECT_EQ(b.write("rewritten"), -1);
     EXPECT_EQ(+b.cb.status, VN_C_RLOCKED);
@@ -65,21 +65,21 @@ TEST_F(EngineTest, RecordLockedInAnotherProcess) {
     b.cb.datpos = 64;
     EXPECT_EQ(b.op(VN_OP_RLOCK), 0);
     sig.parentsays();
-    EXPECT_EQ(coretest::waitexit(child), 0);
+    EXPECT_EQ(vntest::waitexit(child), 0);
     // Gone with its process: the record is readable as it stands now.
     ASSERT_EQ(b.readat(32), -1);
     EXPECT_EQ(+b.cb.status, VN_C_DELETED);
-    EXPECT_EQ(coretest::readfile(dat).substr(32, 9), "Drecord 1");
+    EXPECT_EQ(vntest::readfile(dat).substr(32, 9), "Drecord 1");
 }
 
 TEST_F(EngineTest, FileLockHeldInAnotherProcess) {
     std::string dat = smallfile(tmp);
-    Block b(dat);
+    File b(dat);
     ASSERT_EQ(b.op(VN_OP_OPEN), 0) << int(b.cb.status);
     Signal sig;
-    pid_t child = coretest::spawn([&] {
+    pid_t child = vntest::spawn([&] {
         childinit();
-        Block c(dat);
+        File c(dat);
         if (c.op(VN_OP_OPEN) != 0) return 1;
         if (dlock(&c.cb, 0) != 0) return 2;
         sig.childsays();
@@ -92,14 +92,14 @@ TEST_F(EngineTest, FileLockHeldInAnotherProcess) {
     EXPECT_EQ(b.write("new record"), -1);
     EXPECT_EQ(+b.cb.status, VN_C_FLOCKED);
     EXPECT_EQ(+b.cb.flocked, 0);
-    Block late(dat);
+    File late(dat);
     EXPECT_EQ(late.op(VN_OP_OPEN), -1);  // reading the header needs the lock
     EXPECT_EQ(+late.cb.status, VN_C_FLOCKED);
     sig.parentsays();
-    EXPECT_EQ(coretest::waitexit(child), 0);
+    EXPECT_EQ(vntest::waitexit(child), 0);
     b.cb.datpos = 96;
     ASSERT_EQ(b.write("new record"), 0) << int(b.cb.status);
-    EXPECT_EQ(coretest::readfile(dat).substr(0, 9), " 00000004");
+    EXPECT_EQ(vntest::readfile(dat).substr(0, 9), " 00000004");
 }
 
 TEST_F(EngineTest, FourProcessesAppendToOneIndexedFile) {
@@ -108,9 +108,9 @@ TEST_F(EngineTest, FourProcessesAppendToOneIndexedFile) {
     std::string dat = makefile("shared", true);
     std::vector<pid_t> kids;
     for (int p = 0; p < kProcs; p++) {
-        kids.push_back(coretest::spawn([&, p] {
+        kids.push_back(vntest::spawn([&, p] {
             childinit();
-            Block c(dat);
+            File c(dat);
             c.cb.flockretry = 30000;  // wait as long as it takes
             if (c.op(VN_OP_OPEN) != 0) return 1;
             for (int i = 0; i < kEach; i++) {
@@ -122,12 +122,12 @@ TEST_F(EngineTest, FourProcessesAppendToOneIndexedFile) {
             return c.op(VN_OP_CLOSE) == 0 ? 0 : 3;
         }));
     }
-    for (pid_t k : kids) EXPECT_EQ(coretest::waitexit(k), 0);
+    for (pid_t k : kids) EXPECT_EQ(vntest::waitexit(k), 0);
 
-    Block b(dat);
+    File b(dat);
     ASSERT_EQ(b.op(VN_OP_OPEN), 0) << int(b.cb.status);
     EXPECT_EQ(+b.cb.nrecs, 1u + kProcs * kEach);
-    EXPECT_EQ(coretest::readfile(dat).size(), 32u * (1 + kProcs * kEach));
+    EXPECT_EQ(vntest::readfile(dat).size(), 32u * (1 + kProcs * kEach));
     for (int p = 0; p < kProcs; p++) {
         for (int i = 0; i < kEach; i++) {
             char key[16];
@@ -140,7 +140,7 @@ TEST_F(EngineTest, FourProcessesAppendToOneIndexedFile) {
             ASSERT_EQ(b.op(VN_OP_READ), 0) << key << " " << int(b.cb.status);
             char want[32];
             std::snprintf(want, sizeof want, "P%d-%06d name %d/%d", p, i, p, i);
-            ASSERT_EQ(b.record().substr(0, std::strlen(want)), want);
+            ASSERT_EQ(b.rec().substr(0, std::strlen(want)), want);
         }
     }
 }

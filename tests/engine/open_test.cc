@@ -1,23 +1,22 @@
-// open_test.cc - open, create and close of record files: the bytes of a new
-// file, the state an open leaves, and refusal of missing, mismatched and
-// damaged files with the right status and nothing left behind.
+// open_test.cc - create and open of record files: the bytes of a new file,
+// and refusal of missing, mismatched, damaged and overlong-named files with
+// the right status and nothing left behind.
 #include <cstring>
-#include <filesystem>
 
 #include "engine/engine.h"
 #include "engine/handles.h"
 #include "index/idxfile.h"
-#include "open_support.h"
+#include "common/engine.h"
 
-using coretest::Block;
-using coretest::EngineTest;
-using coretest::readfile;
-using coretest::writefile;
+using vntest::File;
+using vntest::EngineTest;
+using vntest::readfile;
+using vntest::writefile;
 
 namespace {
 
 // An open that must fail: status, nothing entered, definition dropped.
-void expectrefused(Block& b, int opcode, int status) {
+void expectrefused(File& b, int opcode, int status) {
     EXPECT_EQ(b.op(opcode), -1);
     EXPECT_EQ(+b.cb.status, status);
     EXPECT_EQ(fhnode(&b.cb), nullptr);
@@ -30,82 +29,30 @@ void expectrefused(Block& b, int opcode, int status) {
 
 TEST_F(EngineTest, CreateWritesHeaderRecordAndIndexPage) {
     std::string dat = tmp.path("new.dat");
-    writefile(tmp.path("new.fid"), coretest::fidtext(true));
-    Block b(dat);
-    b.cb.state = VN_ST_CURRENT;
+    writefile(tmp.path("new.fid"), vntest::fidtext(true));
+    File b(dat);
     ASSERT_EQ(b.op(VN_OP_CREATE), 0) << int(b.cb.status);
-    EXPECT_EQ(+b.cb.reclen, 32);
-    EXPECT_EQ(+b.cb.nrecs, 1u);
-    EXPECT_EQ(+b.cb.datpos, 32);
-    EXPECT_EQ(+b.cb.nettype, 1);
-    EXPECT_EQ(+b.cb.state & (VN_ST_CURRENT | VN_ST_DIRTY), VN_ST_DIRTY);
-    EXPECT_STREQ(b.cb.idxname, tmp.path("new.idx").c_str());
-    EXPECT_STREQ(b.cb.fidname, tmp.path("new.fid").c_str());
-    ASSERT_NE(+b.cb.work, nullptr);
-    for (int i = 0; i < 257; i++) ASSERT_EQ(+b.cb.work[i], 0);
-    ASSERT_NE(fhnode(&b.cb), nullptr);
-    EXPECT_EQ(fhnode(&b.cb)->mode, OF_OPEN);
     EXPECT_EQ(readfile(dat), " 00000001" + std::string(22, ' ') + "\n");
     std::string idx = readfile(tmp.path("new.idx"));
     ASSERT_EQ(idx.size(), 384u);  // one page for a 10-byte key
     EXPECT_EQ(idx.substr(0, 4), std::string("TKF\0", 4));
     EXPECT_EQ(b.op(VN_OP_READ), -1);  // nothing to read yet
     EXPECT_EQ(+b.cb.status, VN_C_NOREC);
-    EXPECT_EQ(b.op(VN_OP_CLOSE), 0);
-    EXPECT_EQ(fhnode(&b.cb), nullptr);
-    EXPECT_EQ(+b.cb.items, nullptr);
-    EXPECT_EQ(+b.cb.index, nullptr);
-}
-
-TEST_F(EngineTest, CreateReplacesOldData) {
-    std::string dat = tmp.path("old.dat");
-    writefile(dat, std::string(500, 'x'));
-    writefile(tmp.path("old.fid"), coretest::fidtext(false, 1));
-    Block b(dat);
-    ASSERT_EQ(b.op(VN_OP_CREATE), 0) << int(b.cb.status);
-    EXPECT_EQ(readfile(dat), "V00000001" + std::string(22, ' ') + "\n");
-    EXPECT_TRUE(b.cb.fflags & VN_FF_VARLEN);
-}
-
-TEST_F(EngineTest, OpenReadsHeader) {
-    std::string dat = makefile("h", true);
-    // Three records by hand, count 4 in the header.
-    std::string rec = " " + std::string(30, 'a') + "\n";
-    writefile(dat, " 00000004" + std::string(22, ' ') + "\n" + rec + rec + rec);
-    Block b(dat);
-    b.cb.fflags = VN_FF_NOKEY;  // deferred index loading is cleared again
-    ASSERT_EQ(b.op(VN_OP_OPEN), 0) << int(b.cb.status);
-    EXPECT_EQ(+b.cb.nrecs, 4u);
-    EXPECT_EQ(+b.cb.datpos, 32);
-    EXPECT_TRUE(b.cb.state & VN_ST_CURRENT);
-    EXPECT_FALSE(b.cb.fflags & VN_FF_NOKEY);
-    EXPECT_EQ(+b.cb.curkey, 0);
-    EXPECT_EQ(+b.cb.flocked, 0);
-    EXPECT_EQ(+b.cb.nettype, 1);
-    ASSERT_EQ(b.op(VN_OP_CLOSE), 0);
-
-    // A 'V' in the header makes the file variable-length whatever the
-    // definition says; a file holding only the header has no current record.
-    writefile(dat, "V00000001" + std::string(22, ' ') + "\n");
-    Block v(dat);
-    ASSERT_EQ(v.op(VN_OP_OPEN), 0) << int(v.cb.status);
-    EXPECT_TRUE(v.cb.fflags & VN_FF_VARLEN);
-    EXPECT_FALSE(v.cb.state & VN_ST_CURRENT);
 }
 
 TEST_F(EngineTest, OpenRefusesMissingFiles) {
     std::string dat = makefile("m", true);
-    Block nodata(tmp.path("absent.dat"));
+    File nodata(tmp.path("absent.dat"));
     std::strcpy(nodata.cb.fidname, tmp.path("m.fid").c_str());
     std::strcpy(nodata.cb.idxname, tmp.path("m.idx").c_str());
     expectrefused(nodata, VN_OP_OPEN, VN_E_DATOPEN);
 
-    Block nofid(tmp.path("nofid.dat"));
+    File nofid(tmp.path("nofid.dat"));
     writefile(tmp.path("nofid.dat"), readfile(dat));
     expectrefused(nofid, VN_OP_OPEN, VN_E_FIDOPEN);
     expectrefused(nofid, VN_OP_CREATE, VN_E_FIDOPEN);
 
-    Block noidx(dat);
+    File noidx(dat);
     std::strcpy(noidx.cb.idxname, tmp.path("absent.idx").c_str());
     expectrefused(noidx, VN_OP_OPEN, VN_E_IDXOPEN);
 }
@@ -114,23 +61,15 @@ TEST_F(EngineTest, OpenRefusesMismatchedCompanions) {
     std::string dat = makefile("w", true);
     // A definition of a different record length: no newline at reclen - 1.
     writefile(tmp.path("w.fid"), "TKF FID v7.0\nRecLen=40\nNItems=1\nNKeys=0\nItem=A,'C','L',0,40,1,0,\n");
-    Block other(dat);
+    File other(dat);
     expectrefused(other, VN_OP_OPEN, VN_E_DATFID);
 
     // The same record length but another key length: the index disagrees.
     writefile(tmp.path("w.fid"),
               "TKF FID v7.0\nRecLen=30\nNItems=2\nNKeys=1\nItem=ID,'C','L',0,12,1,0,\n"
               "Item=NAME,'C','L',12,18,1,1,\nKey=ID,12,1\n0,12,0\n");
-    Block idx(dat);
+    File idx(dat);
     expectrefused(idx, VN_OP_OPEN, VN_E_IDXFID);
-}
-
-TEST_F(EngineTest, HashedVariableLengthRefused) {
-    std::string dat = tmp.path("hv.dat");
-    writefile(tmp.path("hv.fid"), coretest::fidtext(true, 3) + "HashRecs=100\n");
-    Block b(dat);
-    expectrefused(b, VN_OP_CREATE, VN_E_HSHFID);
-    expectrefused(b, VN_OP_OPEN, VN_E_HSHFID);
 }
 
 TEST_F(EngineTest, DamagedHeaderCount) {
@@ -140,83 +79,18 @@ TEST_F(EngineTest, DamagedHeaderCount) {
         std::string file = readfile(dat);
         std::string patched = std::string(head) + file.substr(std::strlen(head));
         writefile(dat, patched);
-        Block b(dat);
+        File b(dat);
         expectrefused(b, VN_OP_OPEN, VN_E_DATREAD);
     }
     for (size_t len : {0u, 5u, 20u}) {
         writefile(dat, std::string(" 00000001" + std::string(22, ' ') + "\n").substr(0, len));
-        Block b(dat);
+        File b(dat);
         expectrefused(b, VN_OP_OPEN, len < 9 ? VN_E_DATREAD : VN_E_DATFID);
     }
 }
 
-TEST_F(EngineTest, SequentialFileHasNoStructure) {
-    std::string dat = tmp.path("s.txt");
-    writefile(dat, "hello world\n");
-    Block b(dat);
-    std::strcpy(b.cb.fidname, "*SEQ");
-    b.cb.reclen = 4;
-    ASSERT_EQ(b.op(VN_OP_OPEN), 0) << int(b.cb.status);
-    EXPECT_EQ(+b.cb.datpos, 0);
-    EXPECT_EQ(+b.cb.nitems, 0);
-    EXPECT_EQ(b.op(VN_OP_END), 0);
-    EXPECT_EQ(+b.cb.datpos, 12);
-    EXPECT_EQ(b.op(VN_OP_SETKEY), -1);
-    EXPECT_EQ(+b.cb.status, VN_C_NOTAPPLY);
-    EXPECT_EQ(b.op(VN_OP_CLOSE), 0);
-    EXPECT_EQ(readfile(dat), "hello world\n");
-}
-
-TEST_F(EngineTest, SetKeyChecksAndSelects) {
-    std::string dat = makefile("k", true);
-    Block b(dat);
-    ASSERT_EQ(b.op(VN_OP_OPEN), 0) << int(b.cb.status);
-    b.cb.reqkey = 2;
-    EXPECT_EQ(b.op(VN_OP_SETKEY), -1);
-    EXPECT_EQ(+b.cb.status, VN_E_KEYNO);
-    b.cb.reqkey = -1;
-    EXPECT_EQ(b.op(VN_OP_SETKEY), -1);
-    EXPECT_EQ(+b.cb.status, VN_E_KEYNO);
-    b.cb.reqkey = 0;
-    ASSERT_EQ(b.op(VN_OP_SETKEY), 0);
-    EXPECT_TRUE(b.cb.fflags & VN_FF_NOKEY);
-    EXPECT_EQ(+b.cb.curkey, 0);
-    // Key 1 is selected: the current record's key, last byte raised by one.
-    std::memset(b.buf, ' ', 32);
-    std::memcpy(b.buf + 1, "ABCDEFGHIJ", 10);
-    b.cb.reqkey = 1;
-    ASSERT_EQ(b.op(VN_OP_SETKEY), 0);
-    EXPECT_FALSE(b.cb.fflags & VN_FF_NOKEY);
-    EXPECT_EQ(+b.cb.curkey, 0);
-    ASSERT_NE(+b.cb.index, nullptr);
-    EXPECT_EQ(std::string(b.cb.index->keybuf, 10), "ABCDEFGHIK");
-    b.cb.mflags = VN_MF_STAY;
-    ASSERT_EQ(b.op(VN_OP_SETKEY), 0);
-    EXPECT_EQ(std::string(b.cb.index->keybuf, 10), "ABCDEFGHIJ");
-}
-
-TEST_F(EngineTest, EndPositions) {
-    std::string dat = makefile("e", true);
-    std::string rec = " " + std::string(30, 'a') + "\n";
-    Block b(dat);
-    ASSERT_EQ(b.op(VN_OP_OPEN), 0);
-    b.setnet("SINGLE");
-    b.cb.nrecs = 5;  // unshared: the count in the block is the one used
-    ASSERT_EQ(b.op(VN_OP_END), 0);
-    EXPECT_EQ(+b.cb.datpos, 160);
-    EXPECT_TRUE(b.cb.state & VN_ST_CURRENT);
-    b.cb.state |= VN_ST_THREAD;
-    EXPECT_EQ(b.op(VN_OP_END), -1);
-    EXPECT_EQ(+b.cb.status, VN_C_NOTAPPLY);
-    b.cb.state &= ~VN_ST_THREAD;
-    b.cb.reqkey = 0;
-    ASSERT_EQ(b.op(VN_OP_SETKEY), 0);
-    ASSERT_EQ(b.op(VN_OP_END), 0);  // physical order: the data file's end
-    EXPECT_EQ(+b.cb.datpos, 32);
-}
-
 TEST_F(EngineTest, OverlongNamesAreRefusedNotOverrun) {
-    Block b("");
+    File b("");
     std::memset(b.cb.datname, 'a', sizeof b.cb.datname);  // no terminator
     expectrefused(b, VN_OP_OPEN, VN_E_FIDOPEN);
     std::memset(b.cb.fidname, 0, sizeof b.cb.fidname);
@@ -226,22 +100,6 @@ TEST_F(EngineTest, OverlongNamesAreRefusedNotOverrun) {
     // A 258-character name leaves no room for the companion's extension.
     std::string longname = tmp.path(std::string(258 - tmp.path("").size(), 'n'));
     ASSERT_EQ(longname.size(), 258u);
-    Block c(longname);
+    File c(longname);
     expectrefused(c, VN_OP_OPEN, VN_E_FIDOPEN);
-}
-
-TEST_F(EngineTest, ReadOnlyDataFileOpensForReading) {
-    std::string dat = makefile("ro", false);
-    std::string rec = " " + std::string(30, 'r') + "\n";
-    writefile(dat, " 00000002" + std::string(22, ' ') + "\n" + rec);
-    std::filesystem::permissions(dat, std::filesystem::perms::owner_read | std::filesystem::perms::group_read,
-                                 std::filesystem::perm_options::replace);
-    Block b(dat);
-    ASSERT_EQ(b.op(VN_OP_OPEN), 0) << int(b.cb.status);
-    ASSERT_EQ(b.readat(32), 0) << int(b.cb.status);
-    EXPECT_EQ(b.record(), std::string(30, 'r'));
-    ASSERT_EQ(vfhlimbo(&b.cb), 0);
-    ASSERT_EQ(b.readat(32), 0) << int(b.cb.status);  // reopened read-only again
-    ASSERT_EQ(b.op(VN_OP_CLOSE), 0);
-    std::filesystem::permissions(dat, std::filesystem::perms::owner_all, std::filesystem::perm_options::replace);
 }

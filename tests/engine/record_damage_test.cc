@@ -4,12 +4,12 @@
 #include <cstring>
 
 #include "engine/fid.h"
-#include "record_support.h"
+#include "common/engine.h"
 
-namespace rectest {
+namespace vntest {
 namespace {
 
-class Damage : public RecordTest {
+class Damage : public EngineTest {
 protected:
     // A file of the people layout with records A1 and B2.
     std::string two(int flags) {
@@ -33,16 +33,16 @@ protected:
         f.cb.state |= VN_ST_CURRENT;
     }
     void patch(const std::string& dat, size_t at, const std::string& text) {
-        std::string b = bytes(dat);
+        std::string b = readfile(dat);
         b.replace(at, text.size(), text);
-        coretest::writefile(dat, b);
+        vntest::writefile(dat, b);
     }
 };
 
 TEST_F(Damage, TruncatedLastRecordIsPaddedWith1A) {
     const std::string dat = two(0);
-    std::string b = bytes(dat);
-    coretest::writefile(dat, b.substr(0, b.size() - 12));
+    std::string b = readfile(dat);
+    vntest::writefile(dat, b.substr(0, b.size() - 12));
     File f(dat);
     first(f);
     ASSERT_EQ(f.read(), 0);
@@ -83,7 +83,7 @@ TEST_F(Damage, VariableLengthFieldThatLies) {
 
 TEST_F(Damage, PackedRecordWithoutTabsOrNewlineStaysInItsFields) {
     const std::string dat = two(1);
-    std::string b = bytes(dat);
+    std::string b = readfile(dat);
     // A1's record: " 0014A1\tSOMEBODY\n" becomes one long run with no TAB.
     patch(dat, 36, " 0014A1XSOMEBODYXXXX");
     File f(dat);
@@ -94,9 +94,9 @@ TEST_F(Damage, PackedRecordWithoutTabsOrNewlineStaysInItsFields) {
 }
 
 }  // namespace
-}  // namespace rectest
+}  // namespace vntest
 
-namespace rectest {
+namespace vntest {
 namespace {
 
 TEST_F(Damage, OverlappingItemsAreClippedAndRoundTrip) {
@@ -114,9 +114,9 @@ TEST_F(Damage, OverlappingItemsAreClippedAndRoundTrip) {
     ASSERT_EQ(f.close(), 0);
     // OVER, defined last, ends before the fields already packed and is
     // skipped; NAME is no longer the last field and keeps its TAB.
-    EXPECT_EQ(bytes(f.cb.datname).substr(36), " 000FA1\tALICE\t\n");
+    EXPECT_EQ(readfile(f.cb.datname).substr(36), " 000FA1\tALICE\t\n");
     EXPECT_EQ(f.buf[f.cb.reclen - 1], '\n');
 }
 
 }  // namespace
-}  // namespace rectest
+}  // namespace vntest

@@ -4,22 +4,10 @@
 #include <cstring>
 
 #include "engine/fid.h"
-#include "record_support.h"
+#include "common/engine.h"
 
-namespace rectest {
+namespace vntest {
 namespace {
-
-// ID and NAME at their item offsets.
-void fill(File& f, const std::string& id, const std::string& name) {
-    std::memset(f.buf.data(), ' ', f.cb.reclen - 1u);
-    f.put(f.cb.items[0].offset, id);
-    f.put(f.cb.items[1].offset, name);
-}
-
-int32_t add(File& f, const std::string& id, const std::string& name) {
-    fill(f, id, name);
-    return f.op(VN_OP_WRITE);
-}
 
 std::string header(char mark, const char* count, int reclen) {
     std::string h(reclen, ' ');
@@ -29,53 +17,31 @@ std::string header(char mark, const char* count, int reclen) {
     return h;
 }
 
-using Layout = RecordTest;
-
-TEST_F(Layout, NewFixedFileHasCountOneAndNoCurrentRecord) {
-    File f(define("p", people()));
-    ASSERT_EQ(f.create(), 0) << int(f.cb.status);
-    EXPECT_EQ(+f.cb.reclen, 32);
-    EXPECT_EQ(f.read(), -1);
-    EXPECT_EQ(f.cb.status, VN_C_NOREC);
-    ASSERT_EQ(f.close(), 0);
-    EXPECT_EQ(bytes(f.cb.datname), header(' ', "00000001", 32));
-}
+using Layout = EngineTest;
 
 TEST_F(Layout, FixedRecordsLieReclenApartAndCountTheHeader) {
     File f(define("p", people()));
     ASSERT_EQ(f.create(), 0);
     f.net("SINGLE");
-    ASSERT_EQ(add(f, "B2", "BOB"), 0);
-    ASSERT_EQ(add(f, "A1", "ALICE"), 0);
+    ASSERT_EQ(f.add("B2", "BOB"), 0);
+    ASSERT_EQ(f.add("A1", "ALICE"), 0);
     ASSERT_EQ(f.close(), 0);
     const std::string want = header(' ', "00000003", 32) + " B2        BOB                 \n" +
                              " A1        ALICE               \n";
-    EXPECT_EQ(bytes(f.cb.datname), want);
-}
-
-TEST_F(Layout, SharedFileWritesTheCountAtOnce) {
-    File f(define("p", people()));
-    ASSERT_EQ(f.create(), 0);
-    ASSERT_EQ(add(f, "A1", "ALICE"), 0);
-    EXPECT_EQ(bytes(f.cb.datname).substr(0, 9), " 00000002");
-    f.net("SINGLE");
-    ASSERT_EQ(add(f, "B2", "BOB"), 0);
-    EXPECT_EQ(bytes(f.cb.datname).substr(0, 9), " 00000002");  // kept in memory until close
-    ASSERT_EQ(f.close(), 0);
-    EXPECT_EQ(bytes(f.cb.datname).substr(0, 9), " 00000003");
+    EXPECT_EQ(readfile(f.cb.datname), want);
 }
 
 TEST_F(Layout, VariableLengthRecordsArePackedWithTabsAndHexLength) {
     File f(define("v", people(1)));
     ASSERT_EQ(f.create(), 0);
     EXPECT_EQ(+f.cb.reclen, 36);
-    ASSERT_EQ(add(f, "A1", "ALICE"), 0);
-    ASSERT_EQ(add(f, "ABCDEFGHIJ", "NAME WITH BLANKS    "), 0);
-    ASSERT_EQ(add(f, "C3", ""), 0);
+    ASSERT_EQ(f.add("A1", "ALICE"), 0);
+    ASSERT_EQ(f.add("ABCDEFGHIJ", "NAME WITH BLANKS    "), 0);
+    ASSERT_EQ(f.add("C3", ""), 0);
     ASSERT_EQ(f.close(), 0);
     const std::string want = header('V', "00000004", 36) + " 000EA1\tALICE\n" +
                              " 0020ABCDEFGHIJNAME WITH BLANKS\n" + " 0009C3\t\n";
-    EXPECT_EQ(bytes(f.cb.datname), want);
+    EXPECT_EQ(readfile(f.cb.datname), want);
 
     // Unpacked on reading: the fixed layout comes back.
     File g(f.cb.datname);
@@ -96,9 +62,9 @@ TEST_F(Layout, VariableLengthRecordsArePackedWithTabsAndHexLength) {
 TEST_F(Layout, RecordNumbersStartAtOneInBase95) {
     File f(define("n", people(128)));
     ASSERT_EQ(f.create(), 0);
-    for (int i = 0; i < 96; i++) ASSERT_EQ(add(f, "K" + std::to_string(i), "N"), 0) << i;
+    for (int i = 0; i < 96; i++) ASSERT_EQ(f.add(vntest::numbered("K", i), "N"), 0) << i;
     ASSERT_EQ(f.close(), 0);
-    const std::string b = bytes(f.cb.datname);
+    const std::string b = readfile(f.cb.datname);
     const int rl = 37;
     ASSERT_EQ(b.size(), size_t(rl * 97));
     EXPECT_EQ(b.substr(rl + 1, 5), "    !");       // 1
@@ -111,20 +77,20 @@ TEST_F(Layout, RecordNumbersStartAtOneInBase95) {
 TEST_F(Layout, VariableLengthRecordNumbersFollowTheLength) {
     File f(define("vn", people(129)));
     ASSERT_EQ(f.create(), 0);
-    ASSERT_EQ(add(f, "A1", "ALICE"), 0);
+    ASSERT_EQ(f.add("A1", "ALICE"), 0);
     ASSERT_EQ(f.close(), 0);
-    EXPECT_EQ(bytes(f.cb.datname).substr(41), " 0013    !A1\tALICE\n");
+    EXPECT_EQ(readfile(f.cb.datname).substr(41), " 0013    !A1\tALICE\n");
 }
 
 TEST_F(Layout, DeletedRecordReadsAsDeletedWithPositionMoved) {
     File f(define("p", people()));
     ASSERT_EQ(f.create(), 0);
-    ASSERT_EQ(add(f, "A1", "ALICE"), 0);
-    ASSERT_EQ(add(f, "B2", "BOB"), 0);
-    fill(f, "A1", "ALICE");  // a fixed record's secondary keys come from recbuf
+    ASSERT_EQ(f.add("A1", "ALICE"), 0);
+    ASSERT_EQ(f.add("B2", "BOB"), 0);
+    f.fill("A1", "ALICE");  // a fixed record's secondary keys come from recbuf
     ASSERT_EQ(f.op(VN_OP_DELETE), 0) << int(f.cb.status);
-    EXPECT_EQ(bytes(f.cb.datname)[32], 'D');
-    fill(f, "A1", "");
+    EXPECT_EQ(readfile(f.cb.datname)[32], 'D');
+    f.fill("A1", "");
     EXPECT_EQ(f.op(VN_OP_DELETE), -1);
     EXPECT_EQ(f.cb.status, VN_C_NOREC);
 
@@ -144,12 +110,12 @@ TEST_F(Layout, DeletedRecordReadsAsDeletedWithPositionMoved) {
 TEST_F(Layout, ShorterVariableRewriteLeavesDeletedCopyAndAppends) {
     File f(define("v", people(1)));
     ASSERT_EQ(f.create(), 0);
-    ASSERT_EQ(add(f, "A1", "ALICE LONGNAME"), 0);
-    ASSERT_EQ(add(f, "B2", "BOB"), 0);
-    ASSERT_EQ(add(f, "B2", "BOZ"), 0);  // same length: in place
-    ASSERT_EQ(add(f, "A1", "AL"), 0);   // shorter: delete and append
+    ASSERT_EQ(f.add("A1", "ALICE LONGNAME"), 0);
+    ASSERT_EQ(f.add("B2", "BOB"), 0);
+    ASSERT_EQ(f.add("B2", "BOZ"), 0);  // same length: in place
+    ASSERT_EQ(f.add("A1", "AL"), 0);   // shorter: delete and append
     ASSERT_EQ(f.close(), 0);
-    const std::string b = bytes(f.cb.datname);
+    const std::string b = readfile(f.cb.datname);
     EXPECT_EQ(b.substr(36), "D0017A1\tALICE LONGNAME\n 000CB2\tBOZ\n 000BA1\tAL\n");
     EXPECT_EQ(b.substr(1, 8), "00000004");
 
@@ -161,47 +127,5 @@ TEST_F(Layout, ShorterVariableRewriteLeavesDeletedCopyAndAppends) {
     EXPECT_EQ(g.rec().substr(4, 12), "A1        AL");
 }
 
-TEST_F(Layout, SequentialFileWithoutDefinitionIsPlainPieces) {
-    File f(tmp.path("plain.txt"));
-    std::strcpy(f.cb.fidname, "*SEQ");
-    f.cb.reclen = 6;
-    ASSERT_EQ(f.create(), 0) << int(f.cb.status);
-    for (const char* piece : {"abcde\n", "fghij\n", "klmno\n"}) {
-        std::memcpy(f.buf.data(), piece, 6);
-        ASSERT_EQ(f.op(VN_OP_WRITE), 0) << int(f.cb.status);
-    }
-    EXPECT_EQ(+f.cb.datpos, 18);
-    EXPECT_EQ(bytes(f.cb.datname), "abcde\nfghij\nklmno\n");
-    f.cb.datpos = 6;
-    f.cb.state |= VN_ST_CURRENT;  // as open leaves it
-    ASSERT_EQ(f.read(), 0) << int(f.cb.status);
-    EXPECT_EQ(std::string(f.buf.data(), 6), "fghij\n");
-    EXPECT_EQ(+f.cb.datpos, 12);
-    ASSERT_EQ(f.op(VN_OP_BACKSP), 0);
-    ASSERT_EQ(f.op(VN_OP_BACKSP), 0);
-    EXPECT_EQ(+f.cb.datpos, 0);
-    EXPECT_EQ(f.op(VN_OP_BACKSP), -1);
-    EXPECT_EQ(f.cb.status, VN_C_NOREC);
-    EXPECT_EQ(f.posn("x"), -1);
-    EXPECT_EQ(f.cb.status, VN_C_NOTAPPLY);
-}
-
-TEST_F(Layout, HashedFileWritesAndFindsByKey) {
-    Def d = people(2);
-    d.hashrecs = 281;
-    d.keys.resize(1);
-    File f(define("h", d));
-    ASSERT_EQ(f.create(), 0) << int(f.cb.status);
-    ASSERT_EQ(add(f, "A1", "ALICE"), 0) << int(f.cb.status);
-    ASSERT_EQ(add(f, "B2", "BOB"), 0);
-    ASSERT_EQ(f.posn("B2        "), 0);
-    ASSERT_TRUE(f.current());
-    EXPECT_EQ(rtrim(f.rec()), "B2        BOB");
-    ASSERT_EQ(f.posn("C3        "), 0);
-    EXPECT_FALSE(f.current());
-    ASSERT_EQ(f.close(), 0);
-    EXPECT_EQ(bytes(f.cb.datname).substr(32), " A1        ALICE               \n B2        BOB                 \n");
-}
-
 }  // namespace
-}  // namespace rectest
+}  // namespace vntest

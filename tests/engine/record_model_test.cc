@@ -9,9 +9,9 @@
 #include <tuple>
 
 #include "engine/fid.h"
-#include "record_support.h"
+#include "common/engine.h"
 
-namespace rectest {
+namespace vntest {
 namespace {
 
 struct ModelCase {
@@ -20,16 +20,10 @@ struct ModelCase {
     bool reuse;   // state 0x0100
 };
 
-class Model : public RecordTest, public ::testing::WithParamInterface<ModelCase> {
+class Model : public EngineTest, public ::testing::WithParamInterface<ModelCase> {
 protected:
     std::string pad(const std::string& s, size_t n) { return (s + std::string(n, ' ')).substr(0, n); }
 
-    void fill(File& f, const std::string& id, const std::string& name) {
-        std::memset(f.buf.data(), ' ', f.cb.reclen - 1u);
-        f.buf[f.cb.reclen - 1] = '\n';
-        f.put(f.cb.items[0].offset, id);
-        f.put(f.cb.items[1].offset, name);
-    }
     std::string field(File& f, int item) {
         const FidItem& it = f.cb.items[item];
         return rtrim(std::string(f.buf.data() + it.offset, it.length));
@@ -46,7 +40,7 @@ TEST_P(Model, RecordsMatchAMapOracle) {
     std::mt19937 rng(1234 + mc.flags * 7 + mc.shared * 3 + mc.reuse);
     std::map<std::string, std::string> oracle;  // id -> name
     const char* names[] = {"ANN", "BO", "CHRISTOPHER COLUMBUS", "DI", "EVE MARIE", "FLO", "", "GUS THE GREAT"};
-    auto id = [&](int i) { return "K" + std::to_string(i); };
+    auto id = [&](int i) { return vntest::numbered("K", i); };
 
     auto f = std::make_unique<File>(dat);
     ASSERT_EQ(f->create(), 0);
@@ -56,12 +50,12 @@ TEST_P(Model, RecordsMatchAMapOracle) {
         const int what = static_cast<int>(rng() % 10);
         if (what < 5) {
             const std::string n = names[rng() % 8];
-            fill(*f, k, n);
+            f->fill(k, n);
             ASSERT_EQ(f->op(VN_OP_WRITE), 0) << step << " status " << int(f->cb.status);
             oracle[k] = n;
         } else if (what < 7) {
             auto it = oracle.find(k);
-            fill(*f, k, it == oracle.end() ? "" : it->second);
+            f->fill(k, it == oracle.end() ? "" : it->second);
             if (it == oracle.end()) {
                 EXPECT_EQ(f->op(VN_OP_DELETE), -1);
                 EXPECT_EQ(f->cb.status, VN_C_NOREC);
@@ -131,4 +125,4 @@ INSTANTIATE_TEST_SUITE_P(Files, Model,
                          });
 
 }  // namespace
-}  // namespace rectest
+}  // namespace vntest

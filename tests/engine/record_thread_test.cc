@@ -4,12 +4,12 @@
 #include <cstring>
 
 #include "engine/fid.h"
-#include "record_support.h"
+#include "common/engine.h"
 
-namespace rectest {
+namespace vntest {
 namespace {
 
-class Threads : public RecordTest {
+class Threads : public EngineTest {
 protected:
     // ID (10, key), NAME (20), AMT (5, numeric), LINK (4): reclen 41; the
     // thread holds the records with AMT above 100.
@@ -44,7 +44,7 @@ TEST_F(Threads, LinkNewestFirstAndUnlinkOnLeaving) {
     ASSERT_EQ(add(f, "A", 200), 0) << int(f.cb.status);  // at 41
     ASSERT_EQ(add(f, "B", 50), 0);                        // at 82, not in the thread
     ASSERT_EQ(add(f, "C", 300), 0);                       // at 123
-    std::string b = bytes(f.cb.datname);
+    std::string b = readfile(f.cb.datname);
     EXPECT_EQ(link(b, 0), "  !<");  // head: 123 = 1 * 95 + 28
     EXPECT_EQ(link(b, 41), "    ");
     EXPECT_EQ(link(b, 82), "    ");
@@ -56,7 +56,7 @@ TEST_F(Threads, LinkNewestFirstAndUnlinkOnLeaving) {
     ASSERT_EQ(add(f, "C", 10), 0);   // leaves the thread
     ASSERT_EQ(add(f, "A", 150), 0);  // stays in it
     ASSERT_EQ(add(f, "B", 999), 0);  // enters it
-    b = bytes(f.cb.datname);
+    b = readfile(f.cb.datname);
     EXPECT_EQ(link(b, 0), "   r");  // 82
     EXPECT_EQ(link(b, 82), "   I");
     EXPECT_EQ(link(b, 123), "    ");
@@ -67,12 +67,12 @@ TEST_F(Threads, LinkNewestFirstAndUnlinkOnLeaving) {
     ASSERT_EQ(add(f, "D", 500), 0);  // at 164: D, B, A
     f.set("B");
     ASSERT_EQ(f.op(VN_OP_DELETE), 0) << int(f.cb.status);  // from the middle
-    b = bytes(f.cb.datname);
+    b = readfile(f.cb.datname);
     EXPECT_EQ(link(b, 164), "   I");
     f.set("D");
     ASSERT_EQ(f.op(VN_OP_DELETE), 0);  // the head
     ASSERT_EQ(f.close(), 0);
-    b = bytes(f.cb.datname);
+    b = readfile(f.cb.datname);
     EXPECT_EQ(link(b, 0), "   I");
     EXPECT_EQ(b[164], 'D');
 
@@ -83,15 +83,5 @@ TEST_F(Threads, LinkNewestFirstAndUnlinkOnLeaving) {
     EXPECT_EQ(walk(g), (std::vector<std::string>{"A"}));
 }
 
-TEST_F(Threads, UnsharedHeadsReachTheHeaderAtClose) {
-    File f(make());
-    ASSERT_EQ(f.create(), 0);
-    f.net("SINGLE");
-    ASSERT_EQ(add(f, "A", 200), 0);
-    EXPECT_EQ(link(bytes(f.cb.datname), 0), "    ");
-    ASSERT_EQ(f.close(), 0);
-    EXPECT_EQ(link(bytes(f.cb.datname), 0), "   I");
-}
-
 }  // namespace
-}  // namespace rectest
+}  // namespace vntest

@@ -8,14 +8,14 @@
 
 #include "engine/handles.h"
 #include "index/hash.h"
-#include "fid_support.h"
+#include "common/engine.h"
 
-using namespace fidtest;
+using namespace vntest;
 
 namespace {
 
 std::string fidfor(int flags) {
-    return "TKF FID v7.0\nRecLen=24\nNItems=2\nNKeys=1\nFlags=" + std::to_string(flags) +
+    return vntest::numbered("TKF FID v7.0\nRecLen=24\nNItems=2\nNKeys=1\nFlags=", flags) +
            "\nHashRecs=300\nItem=CODE,'C','L',0,8,1,0,\nItem=VALUE,'N','R',8,16,1,1,\n"
            "Key=CODE,8,1\n0,8,0\n";
 }
@@ -70,39 +70,6 @@ class VfhApi : public ::testing::Test {
     FHCB cb;
 };
 
-TEST_F(VfhApi, OpenOfMissingFilesLeavesNoBuffer) {
-    name(fidfor(0));
-    std::remove(dir.path("f.fid").c_str());
-    EXPECT_EQ(vfhopen(&cb), -1);
-    EXPECT_TRUE(cb.status == VN_E_DATOPEN || cb.status == VN_E_FIDOPEN);
-    EXPECT_EQ(+cb.recbuf, nullptr);
-}
-
-TEST_F(VfhApi, MakeGivesABlankRecordBufferAndDefaults) {
-    name(fidfor(0));
-    ASSERT_EQ(vfhmake(&cb), 0) << int(+cb.status);
-    ASSERT_NE(+cb.recbuf, nullptr);
-    EXPECT_EQ(+cb.reclen, 26);
-    EXPECT_EQ(std::string(+cb.recbuf, 25), std::string(25, ' '));
-    EXPECT_EQ(cb.recbuf[25], '\n');
-    EXPECT_EQ(cb.recbuf[26], '\0');
-    EXPECT_EQ(+cb.flockretry, 100);
-    EXPECT_EQ(+cb.rlockretry, 1);
-    EXPECT_EQ(+cb.nettype, 1);
-    EXPECT_EQ(vfhread(&cb, 1), -1);  // nothing to read in a new file
-    EXPECT_EQ(+cb.status, VN_C_NOREC);
-    EXPECT_EQ(+cb.mflags & (VN_MF_STAY | VN_MF_EXACT), VN_MF_STAY);
-    cb.mflags |= VN_MF_DESCEND;
-    vfhposn(&cb, 1);
-    EXPECT_EQ(+cb.mflags & (VN_MF_STAY | VN_MF_EXACT | VN_MF_DESCEND),
-              VN_MF_STAY | VN_MF_EXACT | VN_MF_DESCEND);
-    vfhread(&cb, 0);
-    vfhposn(&cb, 0);
-    EXPECT_EQ(+cb.mflags & (VN_MF_STAY | VN_MF_EXACT), 0);
-    EXPECT_EQ(vfhclose(&cb), 0);
-    EXPECT_EQ(+cb.recbuf, nullptr);
-}
-
 
 // Keyed and hashed files: random writes, deletes and reads through the API
 // agree with a map, also after closing and reopening.
@@ -116,7 +83,7 @@ TEST_P(VfhFiles, RandomWritesAndReadsAgreeWithAMap) {
     std::mt19937 rng(static_cast<unsigned>(flags) + 1);
     std::map<std::string, std::string> model;
     for (int step = 0; step < 600; ++step) {
-        std::string code = "C" + std::to_string(rng() % 120);
+        std::string code = vntest::numbered("C", rng() % 120);
         code.resize(8, ' ');
         uint32_t h, d;
         hshkey(code.c_str(), 601, 1, &h, &d);
@@ -152,15 +119,5 @@ TEST_P(VfhFiles, RandomWritesAndReadsAgreeWithAMap) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Kinds, VfhFiles, ::testing::Values(0, 2));
-
-TEST_F(VfhApi, LruOpenOfStreams) {
-    writefile(dir.path("s.txt"), "line\n");
-    int32_t s = fastlruopen(dir.path("s.txt").c_str(), VN_O_RDONLY, 0);
-    ASSERT_GE(s, 0);
-    char line[16];
-    EXPECT_STREQ(fastgets(s, line, 15), "line");
-    fastclose(s);
-    EXPECT_EQ(fastlruopen(dir.path("none.txt").c_str(), VN_O_RDONLY, 0), -1);
-}
 
 }  // namespace

@@ -1,15 +1,14 @@
-// vfh_item_test.cc - item access by name on a record buffer: justification
-// and cutting on set, bounds on get, copying between two definitions, and a
-// random model of sets against a plain string; the version and the
-// temporary directory.
+// vfh_item_test.cc - item access by name on a record buffer: random sets,
+// justified and cut, against a plain string model, and gets that read back
+// what the model holds.
 #include <gtest/gtest.h>
 
 #include <cstring>
 
 #include "engine/engine.h"
-#include "fid_support.h"
+#include "common/engine.h"
 
-using namespace fidtest;
+using namespace vntest;
 
 namespace {
 
@@ -32,38 +31,9 @@ class VfhItem : public ::testing::Test {
     void TearDown() override { def.cb.recbuf = nullptr; }
     std::string body() const { return rec.substr(1, def.cb.reclen - 2u); }
     TempDir dir;
-    Def def;
+    Loaded def;
     std::string rec;
 };
-
-TEST_F(VfhItem, SetJustifiesAndCuts) {
-    EXPECT_EQ(vfhitemset(&def.cb, "RIGHT", 0, "12"), 0);
-    EXPECT_EQ(vfhitemset(&def.cb, "LEFT", 0, "12"), 0);
-    EXPECT_EQ(body().substr(0, 10), "12      12");
-    EXPECT_EQ(vfhitemset(&def.cb, "RIGHT", 0, "1234567"), 0);
-    EXPECT_EQ(vfhitemset(&def.cb, "LEFT", 0, "abcdefg"), 0);
-    EXPECT_EQ(body().substr(0, 10), "abcde12345");
-    EXPECT_EQ(vfhitemset(&def.cb, "MANY", 2, "zz"), 0);
-    EXPECT_EQ(body().substr(10, 12), "        zz  ");
-    EXPECT_EQ(vfhitemset(&def.cb, "RIGHT", 0, ""), 0);
-    EXPECT_EQ(body().substr(5, 5), "     ");
-}
-
-TEST_F(VfhItem, GetKeepsBlanksAndChecksOccurrences) {
-    vfhitemset(&def.cb, "MANY", 1, "ab");
-    char dest[16];
-    EXPECT_EQ(vfhitemget(&def.cb, "MANY", 1, dest), 0);
-    EXPECT_STREQ(dest, "ab  ");
-    std::strcpy(dest, "untouched");
-    EXPECT_EQ(vfhitemget(&def.cb, "MANY", 3, dest), -1);
-    EXPECT_EQ(vfhitemget(&def.cb, "MANY", -1, dest), -1);
-    EXPECT_EQ(vfhitemget(&def.cb, "many", 0, dest), -1);
-    EXPECT_EQ(vfhitemset(&def.cb, "MANY", 3, "x"), -1);
-    EXPECT_STREQ(dest, "untouched");
-    EXPECT_EQ(vfhitemoffset(&def.cb, "MANY"), +def.cb.recbuf + 11);
-    EXPECT_EQ(vfhitemoffset(&def.cb, "NONE"), nullptr);
-    EXPECT_EQ(body().find_first_not_of(' ', 18), std::string::npos);  // nothing else moved
-}
 
 // Random sets agree with a string model of the record; gets read back what
 // the model holds.
@@ -92,37 +62,6 @@ TEST_F(VfhItem, RandomSetsAgreeWithAModel) {
         ASSERT_EQ(vfhitemget(&def.cb, it.name, occ, dest), 0);
         ASSERT_EQ(std::string(dest), field);
     }
-}
-
-TEST_F(VfhItem, CopyTakesOccurrenceZeroOfSharedNames) {
-    Def other;
-    ASSERT_EQ(other.loadtext(dir, "TKF FID v7.0\nRecLen=20\nNItems=3\n"
-                                  "Item=RIGHT,'C','L',0,8,1,1,\nItem=MANY,'C','R',8,6,2,0,\n"
-                                  "Item=SOLO,'C','L',0,4,1,2,\n"),
-              0);
-    std::string orec(other.cb.reclen + 8u, '.');
-    other.cb.recbuf = orec.data();
-    vfhitemset(&def.cb, "RIGHT", 0, "42");
-    vfhitemset(&def.cb, "MANY", 0, "m0");
-    vfhitemset(&def.cb, "MANY", 1, "m1");
-    EXPECT_EQ(vfhcopy(&other.cb, &def.cb), 0);
-    // Trailing blanks travel with the text; occurrence 1 stays untouched.
-    EXPECT_EQ(orec.substr(1, 20), "   42   " "  m0  " "......");
-    other.cb.recbuf = nullptr;
-}
-
-TEST(VfhGlobals, VersionAndTemporaryDirectory) {
-    uint16_t major = 0, minor = 0;
-    vfhgetversion(&major, &minor);
-    EXPECT_EQ(major, 1792);
-    EXPECT_EQ(minor, 144);
-    vfhsettmpdir("/tmp/work");
-    EXPECT_STREQ(tmpdir, "/tmp/work");
-    std::string longdir(100, 'd');
-    vfhsettmpdir(longdir.c_str());
-    EXPECT_EQ(std::string(tmpdir), longdir.substr(0, 71));
-    vfhsettmpdir(nullptr);
-    EXPECT_STREQ(tmpdir, "");
 }
 
 }  // namespace

@@ -51,7 +51,7 @@ std::string u32(uint32_t v) { return u16(uint16_t(v)) + u16(uint16_t(v >> 16)); 
 
 TEST_F(Hostile, HeaderChecksAtOpen) {
     build("a.idx");
-    std::string good = filebytes(path("a.idx"));
+    std::string good = readfile(path("a.idx"));
     auto with = [&](size_t off, const std::string& bytes) {
         std::ofstream(path("b.idx"), std::ios::binary) << good;
         patch("b.idx", off, bytes);
@@ -85,7 +85,7 @@ TEST_F(Hostile, RecordNumberIndexMustBeFiveBytes) {
 
 TEST_F(Hostile, ShortFilesAreReadErrors) {
     build("a.idx");
-    std::string good = filebytes(path("a.idx"));
+    std::string good = readfile(path("a.idx"));
     for (size_t len : {size_t(0), size_t(7), size_t(8), size_t(113)}) {
         std::ofstream(path("t.idx"), std::ios::binary) << good.substr(0, len);
         EXPECT_EQ(openstatus("t.idx", defs), VN_E_IDXREAD) << len;
@@ -94,7 +94,7 @@ TEST_F(Hostile, ShortFilesAreReadErrors) {
 
 TEST_F(Hostile, ForeignOrEmptyPagesAreCorrupt) {
     build("a.idx");
-    std::string good = filebytes(path("a.idx"));
+    std::string good = readfile(path("a.idx"));
     uint32_t root1 = le32(good, 24);
     size_t P = le16(good, 94);
     struct Damage { size_t off; std::string bytes; const char* what; };
@@ -135,7 +135,7 @@ TEST_F(Hostile, ForeignOrEmptyPagesAreCorrupt) {
 
 TEST_F(Hostile, PagesThatLoopStopAtTheDepthLimit) {
     build("a.idx");
-    std::string good = filebytes(path("a.idx"));
+    std::string good = readfile(path("a.idx"));
     uint32_t root1 = le32(good, 24);
     size_t P = le16(good, 94);
     // The root's children all point back at the root.
@@ -151,7 +151,7 @@ TEST_F(Hostile, PagesThatLoopStopAtTheDepthLimit) {
 
 TEST_F(Hostile, ScrambledPagesNeverBreakBounds) {
     build("a.idx");
-    std::string good = filebytes(path("a.idx"));
+    std::string good = readfile(path("a.idx"));
     size_t P = le16(good, 94);
     std::mt19937 rng(5);
     for (int round = 0; round < 40; round++) {

@@ -2,37 +2,16 @@
 // definitions, and the structure check read from the file's own bytes.
 #include "idxfixture.h"
 
-#include <cstdlib>
 #include <cstring>
-#include <fstream>
-#include <iterator>
-#include <random>
 #include <set>
 
 #include "index/btree.h"
 #include "index/pagecache.h"
 #include "support/os.h"
 
-namespace fs = std::filesystem;
+void IndexTest::SetUp() { ASSERT_EQ(pgcacheinit(), 0); }
 
-void IndexTest::SetUp() {
-    const char* env = std::getenv("VELNOR_TEST_TMP");
-    fs::path base = env && *env ? fs::path(env) : fs::temp_directory_path();
-    fs::create_directories(base);
-    std::random_device rd;
-    for (int tries = 0; tries < 100 && dir.empty(); tries++) {
-        fs::path p = base / ("vnidx-" + std::to_string(rd()));
-        if (fs::create_directory(p)) dir = p;
-    }
-    ASSERT_FALSE(dir.empty());
-    ASSERT_EQ(pgcacheinit(), 0);
-}
-
-void IndexTest::TearDown() {
-    pgcachefree();
-    std::error_code ec;
-    if (!dir.empty()) fs::remove_all(dir, ec);
-}
+void IndexTest::TearDown() { pgcachefree(); }
 
 IdxFile::IdxFile(const std::string& p, const std::vector<KeyDef>& keys, uint8_t fflags) : path(p) {
     unsigned off = 0;
@@ -92,21 +71,6 @@ void IdxFile::setkey(const std::string& key) {
 
 std::string IdxFile::foundkey(int index) const {
     return std::string(cb.index->keybuf, lens[index]);
-}
-
-std::string filebytes(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
-
-uint32_t le32(const std::string& b, size_t off) {
-    const unsigned char* p = reinterpret_cast<const unsigned char*>(b.data()) + off;
-    return p[0] | (p[1] << 8) | (p[2] << 16) | (static_cast<uint32_t>(p[3]) << 24);
-}
-
-uint16_t le16(const std::string& b, size_t off) {
-    const unsigned char* p = reinterpret_cast<const unsigned char*>(b.data()) + off;
-    return static_cast<uint16_t>(p[0] | (p[1] << 8));
 }
 
 namespace {
@@ -174,7 +138,7 @@ Layout checkstructure(IdxFile& f) {
     Layout out;
     EXPECT_EQ(pgflush(&f.cb), 0);
     EXPECT_EQ(hdrwrite(&f.cb), 0);
-    std::string b = filebytes(f.path);
+    std::string b = readfile(f.path);
     const IdxState* st = f.st();
     unsigned P = le16(b, 94);
     uint32_t next = le32(b, 8);

@@ -8,11 +8,11 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
-#include <filesystem>
 #include <string>
 #include <vector>
 
-#include "engine/fid.h"
+#include "common/files.h"
+#include "index/definition.h"
 #include "index/idxfile.h"
 #include "velnor.h"
 
@@ -51,14 +51,13 @@ class IndexTest : public ::testing::Test {
 protected:
     void SetUp() override;
     void TearDown() override;
-    std::string path(const std::string& name) const { return (dir / name).string(); }
-    std::filesystem::path dir;
+    std::string path(const std::string& name) const { return tmp.path(name); }
+    vntest::TempDir tmp;
 };
 
-// The file's bytes as they are on disk.
-std::string filebytes(const std::string& path);
-uint32_t le32(const std::string& b, size_t off);
-uint16_t le16(const std::string& b, size_t off);
+using vntest::le16;
+using vntest::le32;
+using vntest::readfile;
 
 // What the structure check found: pages per tree, entries per index.
 struct Layout {

@@ -1,7 +1,6 @@
-// spacelist_test.cc - the free-space list of deleted records: its page
-// bytes, reuse from the first entry only for fixed-length records and by
-// exact length anywhere for variable-length ones, pages leaving the list,
-// and the order of writes in shared mode.
+// spacelist_test.cc - the free-space list of deleted variable-length
+// records: reuse by exact length anywhere, pages leaving the list, and the
+// order of writes in shared mode.
 #include "idxfixture.h"
 #include "index/btree.h"
 #include "index/pagecache.h"
@@ -9,34 +8,6 @@
 namespace {
 
 class SpaceList : public IndexTest {};
-
-TEST_F(SpaceList, FixedLengthReusesOnlyTheFirstEntry) {
-    IdxFile f(path("f.idx"), {{{5, 0}}});
-    ASSERT_EQ(f.create(), 0);
-    ASSERT_EQ(f.open(), 0);
-    f.st()->cursor[0].page = 1;  // a list operation forgets the cursor page
-    ASSERT_EQ(spaceadd(&f.cb, 100, 40), 0);
-    EXPECT_EQ(f.st()->cursor[0].page, 0u);
-    ASSERT_EQ(spaceadd(&f.cb, 200, 40), 0);
-    ASSERT_EQ(spaceadd(&f.cb, 0x01020304, 50), 0);
-    checkstructure(f);
-    std::string b = filebytes(f.path);
-    EXPECT_EQ(le32(b, 16), 1u);
-    EXPECT_EQ(b.substr(256, 24), std::string("\0\0\0\0\x03\0"
-                                             "\x64\0\0\0\x28\0"
-                                             "\xc8\0\0\0\x28\0"
-                                             "\x04\x03\x02\x01\x32\0",
-                                             24));
-    EXPECT_EQ(spacetake(&f.cb, 50), 0u);
-    EXPECT_EQ(spacetake(&f.cb, 40), 100u);
-    EXPECT_EQ(spacetake(&f.cb, 40), 200u);
-    EXPECT_EQ(spacetake(&f.cb, 40), 0u);
-    EXPECT_EQ(spacetake(&f.cb, 50), 0x01020304u);
-    Layout l = checkstructure(f);
-    EXPECT_EQ(f.st()->spacelist, 0u);
-    EXPECT_EQ(l.freepages, std::vector<uint32_t>{1});
-    EXPECT_EQ(spacetake(&f.cb, 50), 0u);
-}
 
 TEST_F(SpaceList, VariableLengthTakesTheFirstEqualLengthAnywhere) {
     IdxFile f(path("v.idx"), {{{5, 0}}}, VN_FF_VARLEN);
@@ -65,17 +36,17 @@ TEST_F(SpaceList, SharedModeWritesTheHeaderBeforeANewListPage) {
     ASSERT_EQ(f.open(), 0);
     f.shared(true);
     ASSERT_EQ(spaceadd(&f.cb, 77, 40), 0);
-    std::string b = filebytes(f.path);
+    std::string b = readfile(f.path);
     EXPECT_EQ(le32(b, 16), 1u);
     EXPECT_EQ(le32(b, 8), 2u);
     EXPECT_EQ(b.size(), 256u);  // the page itself waits in the cache
     ASSERT_EQ(pgflush(&f.cb), 0);
-    b = filebytes(f.path);
+    b = readfile(f.path);
     ASSERT_EQ(b.size(), 512u);
     EXPECT_EQ(le32(b, 256 + 6), 77u);
     // Emptying it frees it and writes the header at once.
     EXPECT_EQ(spacetake(&f.cb, 40), 77u);
-    b = filebytes(f.path);
+    b = readfile(f.path);
     EXPECT_EQ(le32(b, 16), 0u);
     EXPECT_EQ(le32(b, 12), 1u);
     EXPECT_EQ(b.substr(256 + 4), std::string(252, '\0'));

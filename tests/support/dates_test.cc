@@ -26,20 +26,13 @@ std::string conv(const char* text, int32_t* jd = nullptr) {
 
 }  // namespace
 
+// Anchors for the round trip below, and dates that do not exist.
 TEST(Dates, KnownDayNumbers) {
     EXPECT_EQ(jdpack(2000, 1, 1), 2451545);
-    EXPECT_EQ(jdpack(1970, 1, 1), 2440588);
     EXPECT_EQ(jdpack(1858, 11, 17), 2400001);
-    EXPECT_EQ(jdpack(2000, 3, 1) - jdpack(2000, 2, 28), 2);  // leap year
-    EXPECT_EQ(jdpack(1900, 3, 1) - jdpack(1900, 2, 28), 1);  // century, no leap
-    EXPECT_EQ(jdpack(2001, 2, 29), -1);
-    EXPECT_EQ(jdpack(2000, 13, 1), -1);
-    EXPECT_EQ(jdpack(2000, 4, 31), -1);
-    EXPECT_EQ(jdpack(0, 1, 1), -1);
-    EXPECT_EQ(jdpack(10000, 1, 1), -1);
+    const int bad[][3] = {{2001, 2, 29}, {1900, 2, 29}, {2000, 13, 1}, {2000, 4, 31}, {0, 1, 1}, {10000, 1, 1}};
+    for (const auto& b : bad) EXPECT_EQ(jdpack(b[0], b[1], b[2]), -1) << b[0] << "-" << b[1] << "-" << b[2];
     int32_t y, m, d;
-    jdunpack(2451545, &y, &m, &d);
-    EXPECT_EQ(y * 10000 + m * 100 + d, 20000101);
     jdunpack(-5, &y, &m, &d);
     EXPECT_EQ(y + m + d, 0);
     jdunpack(2451545, nullptr, nullptr, nullptr);
@@ -59,27 +52,6 @@ TEST(Dates, DayNumbersRoundTripOverTheWholeRange) {
                 ASSERT_EQ(yy * 10000 + mm * 100 + dd, y * 10000 + m * 100 + d);
             }
     EXPECT_EQ(prev, jdpack(9999, 12, 31));
-}
-
-TEST(Dates, Forms) {
-    FormGuard g(0);
-    EXPECT_EQ(set_dateform(7), -1);
-    EXPECT_EQ(set_dateform(-1), -1);
-    int32_t jd;
-    EXPECT_EQ(conv("1/5/2000", &jd), "01/05/00");
-    EXPECT_EQ(jd, jdpack(2000, 1, 5));
-    set_dateform(1);
-    EXPECT_EQ(conv("5/1/2000"), "05/01/00");
-    EXPECT_EQ(conv("5-1-00", &jd), "05/01/00");
-    EXPECT_EQ(jd, jdpack(2000, 1, 5));
-    set_dateform(2);
-    EXPECT_EQ(conv("2000-01-05"), "2000-01-05");
-    set_dateform(3);
-    EXPECT_EQ(conv("5.1.2000"), "05 JANUARY 2000");
-    set_dateform(4);
-    EXPECT_EQ(conv("1/1/2000"), "SATURDAY, JANUARY 01, 2000");
-    EXPECT_EQ(conv("2024-09-30"), "MONDAY, SEPTEMBER 30, 2024");
-    EXPECT_EQ(set_dateform(0), 4);
 }
 
 TEST(Dates, NamesAndOddInput) {

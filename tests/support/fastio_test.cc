@@ -1,6 +1,6 @@
-// fastio_test.cc - the five buffered streams on real files: buffering
-// across the 2048-byte boundary, line and coded-record reading, positions,
-// the slot limit and bad stream numbers.
+// fastio_test.cc - the buffered streams on real files: random writes, reads
+// and seeks against a string, lines against the reading rules, coded
+// records, failed opens and bad stream numbers.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "support/fastio.h"
-#include "tmpdir.h"
+#include "common/files.h"
 #include "velnor.h"
 
 namespace {
@@ -18,7 +18,7 @@ namespace {
 constexpr uint32_t kCreate = 0x8302;  // create or truncate for update
 constexpr uint32_t kRead = 0x8000;
 
-class FastIo : public TmpDirTest {
+class FastIo : public vntest::TmpDirTest {
 protected:
     int32_t openread(const std::string& name, const std::string& bytes) {
         writefile(name, bytes);
@@ -32,48 +32,6 @@ protected:
 };
 
 }  // namespace
-
-TEST_F(FastIo, WritesReachTheFileOnlyAtFullBuffersAndFlush) {
-    std::string name = "w.bin";
-    int32_t s = fastopen(path(name).c_str(), kCreate, 511);
-    ASSERT_EQ(s, 0);
-    std::string data;
-    for (int i = 0; i < 2047; ++i) data += static_cast<char>(i * 7);
-    EXPECT_EQ(fastwrite(s, data.data(), 2047), 0);
-    EXPECT_EQ(readfile(name).size(), 0u);  // still buffered
-    EXPECT_EQ(fasttell(s), 2047);
-    EXPECT_EQ(fastputc(s, 'Z'), 0);  // the 2048th byte flushes
-    EXPECT_EQ(readfile(name), data + "Z");
-    const char* tail = "tail";
-    EXPECT_EQ(fastputs(s, tail), tail);
-    EXPECT_EQ(fasttell(s), 2052);
-    EXPECT_EQ(fastclose(s), 0);  // a create stream is flushed at close
-    EXPECT_EQ(readfile(name), data + "Ztail");
-}
-
-TEST_F(FastIo, ExactlyOneBufferLeavesNothingForClose) {
-    int32_t s = fastopen(path("x").c_str(), kCreate, 511);
-    std::string data(2048, 'q');
-    ASSERT_EQ(fastwrite(s, data.data(), 2048), 0);
-    EXPECT_EQ(readfile("x").size(), 2048u);
-    EXPECT_EQ(fastclose(s), 0);
-    EXPECT_EQ(readfile("x").size(), 2048u);
-}
-
-TEST_F(FastIo, CloseWithoutCreateDropsUnflushedBytes) {
-    writefile("u", "0123456789");
-    int32_t s = fastopen(path("u").c_str(), 0x8002, 0);
-    ASSERT_GE(s, 0);
-    fastputs(s, "AB");
-    EXPECT_EQ(fastclose(s), 0);
-    EXPECT_EQ(readfile("u"), "0123456789");
-    s = fastopen(path("u").c_str(), 0x8002, 0);
-    fastputs(s, "AB");
-    EXPECT_EQ(fastflush(s), 0);
-    EXPECT_EQ(fastflush(s), 0);  // nothing left: no write
-    fastclose(s);
-    EXPECT_EQ(readfile("u"), "AB23456789");
-}
 
 TEST_F(FastIo, RandomChunksReadBackLikeAString) {
     std::mt19937 rng(42);
@@ -129,76 +87,6 @@ TEST_F(FastIo, RandomChunksReadBackLikeAString) {
     fastclose(s);
 }
 
-TEST_F(FastIo, SeekFromCurrentCountsTheBytesAlreadyTaken) {
-    int32_t s = openread("f", std::string("abcdefghijklmnopqrstuvwxyz"));
-    char buf[3];
-    ASSERT_EQ(fastread(s, buf, 3), 3);
-    EXPECT_EQ(fastseek(s, 10, 1), 13);
-    EXPECT_EQ(fastgetc(s), 'n');
-    EXPECT_EQ(fastseek(s, -2, 2), 24);
-    EXPECT_EQ(fastgetc(s), 'y');
-    fastclose(s);
-}
-
-TEST_F(FastIo, GetsLines) {
-    int32_t s = openread("t", std::string("one\r\ntwo\n\n\r\nlast"));
-    fastlineflag = 0;
-    EXPECT_EQ(gets(s, 80), "one");
-    EXPECT_EQ(fastlineflag, 1);
-    EXPECT_EQ(gets(s, 80), "two");
-    EXPECT_EQ(gets(s, 80), "");
-    EXPECT_EQ(gets(s, 80), "");
-    EXPECT_EQ(gets(s, 80), "last");  // no line feed at the end
-    EXPECT_EQ(gets(s, 80), "<null>");
-    fastclose(s);
-
-    s = openread("l", "AB\r\nCD\n");
-    EXPECT_EQ(gets(s, 3), "AB");  // the carriage return used the third turn
-    EXPECT_EQ(gets(s, 3), "");
-    EXPECT_EQ(gets(s, 3), "CD");
-    fastclose(s);
-    s = openread("l", "AB\r\nCD\n");
-    EXPECT_EQ(gets(s, 4), "AB");
-    EXPECT_EQ(gets(s, 4), "CD");
-    fastclose(s);
-
-    s = openread("long", "abcdefg\n");
-    EXPECT_EQ(gets(s, 3), "abc");
-    EXPECT_EQ(gets(s, 3), "def");
-    EXPECT_EQ(gets(s, 3), "g");
-    EXPECT_EQ(gets(s, 0), "");
-    fastclose(s);
-
-    s = openread("z", std::string("ab\x1A" "cd\n\x1A" "ef", 9));
-    fastlineflag = 0;
-    EXPECT_EQ(gets(s, 80), "ab");
-    EXPECT_EQ(fastlineflag, 1);
-    EXPECT_EQ(gets(s, 80), "cd");
-    EXPECT_EQ(gets(s, 80), "<null>");  // Ctrl-Z first: null, and it is consumed
-    EXPECT_EQ(gets(s, 80), "ef");
-    fastclose(s);
-
-    s = openread("cr", "\r");
-    EXPECT_EQ(gets(s, 80), "<null>");
-    fastclose(s);
-}
-
-TEST_F(FastIo, GetsAcrossTheBufferBoundary) {
-    std::string text;
-    std::vector<std::string> lines;
-    std::mt19937 rng(8);
-    while (text.size() < 9000) {
-        std::string line(rng() % 200, 'x');
-        for (char& c : line) c = static_cast<char>('a' + rng() % 26);
-        lines.push_back(line);
-        text += line + (rng() % 2 ? "\r\n" : "\n");
-    }
-    int32_t s = openread("b", text);
-    for (const std::string& l : lines) ASSERT_EQ(gets(s, 250), l);
-    EXPECT_EQ(gets(s, 250), "<null>");
-    fastclose(s);
-}
-
 TEST_F(FastIo, CodedRecords) {
     std::string data = std::string("\x1E\x05X\0", 4) + std::string("a\x1F\x02" "b\0", 5) +
                        std::string("\x1E\x7F\0", 3) + "tail";
@@ -230,18 +118,6 @@ TEST_F(FastIo, OverlongCodedRecordIsCutNotOverrun) {
     ASSERT_NE(fastagets(s, out.data(), 4), nullptr);
     EXPECT_EQ(std::string(out.data(), 4), "next");
     fastclose(s);
-}
-
-TEST_F(FastIo, FiveSlotsAndNoMore) {
-    int32_t s[5];
-    for (int i = 0; i < 5; ++i) {
-        s[i] = fastopen(path("s" + std::to_string(i)).c_str(), kCreate, 511);
-        ASSERT_EQ(s[i], i);
-    }
-    EXPECT_EQ(fastopen(path("s5").c_str(), kCreate, 511), -1);
-    EXPECT_EQ(fastclose(s[2]), 0);
-    EXPECT_EQ(fastopen(path("s6").c_str(), kCreate, 511), 2);
-    for (int i = 0; i < 5; ++i) fastclose(i);
 }
 
 TEST_F(FastIo, FailedOpens) {

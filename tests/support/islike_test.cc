@@ -33,21 +33,8 @@ int oracle(const char* s, const char* p) {
 
 }  // namespace
 
-TEST(Islike, ListedCases) {
-    EXPECT_EQ(islike("a.b", "*.*"), 1);
-    EXPECT_EQ(islike("abc", "a?c"), 1);
-    EXPECT_EQ(islike("a*", "a\\*"), 1);
-    EXPECT_EQ(islike("ab", "a\\*"), 0);
-    EXPECT_EQ(islike("ab", "b*"), 0);
-    EXPECT_EQ(islike("ab", "ab*"), 1);
-    EXPECT_EQ(islike("ab", "abx"), 1);  // one pattern character may be left over
-    EXPECT_EQ(islike("ab", "ab**"), 0);
-    EXPECT_EQ(islike("", ""), 1);
-    EXPECT_EQ(islike("", "*"), 1);
-    EXPECT_EQ(islike("", "**"), 0);
-    EXPECT_EQ(islike("abc", ""), 0);
-    EXPECT_EQ(islike("ABC", "abc"), 0);  // case counts
-    EXPECT_EQ(islike("abc", "ab\\"), 0);
+// The oracle covers the rules; these are what it cannot reach.
+TEST(Islike, NullArgumentsAndExtensions) {
     EXPECT_EQ(islike("report.txt", "*.txt"), 1);
     EXPECT_EQ(islike("report.txt", "*.dat"), 0);
     EXPECT_EQ(islike(nullptr, "*"), 0);

@@ -6,26 +6,17 @@
 #include <string>
 
 #include <fcntl.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include "support/os.h"
-#include "tmpdir.h"
+#include "common/files.h"
+#include "common/fork.h"
 
 namespace {
 
-class OsProcess : public TmpDirTest {
-protected:
-    // Runs body in a child process; its result is the child's exit code.
-    template <typename F>
-    int child(F body) {
-        pid_t pid = fork();
-        if (pid == 0) _exit(body());
-        int status = 0;
-        waitpid(pid, &status, 0);
-        return WIFEXITED(status) ? WEXITSTATUS(status) : 255;
-    }
-};
+using vntest::child;
+
+class OsProcess : public vntest::TmpDirTest {};
 
 }  // namespace
 
@@ -54,28 +45,21 @@ TEST_F(OsProcess, LocksAreRefusedToAnotherProcess) {
 TEST_F(OsProcess, ALockDiesWithItsProcess) {
     std::string f = path("die.dat");
     writefile("die.dat", "abc");
-    int ready[2], go[2];
-    ASSERT_EQ(pipe(ready), 0);
-    ASSERT_EQ(pipe(go), 0);
-    pid_t pid = fork();
-    if (pid == 0) {
+    vntest::Signal sig;
+    pid_t pid = vntest::spawn([&] {
         int32_t mine = osopen(f.c_str(), 0x8002, 0);
-        char c = oslock(mine, 0, 1) == 0 ? 'y' : 'n';
-        if (write(ready[1], &c, 1) != 1) _exit(3);
-        if (read(go[0], &c, 1) != 1) _exit(3);
-        _exit(0);  // exits still holding the lock
-    }
-    char c = 0;
-    ASSERT_EQ(read(ready[0], &c, 1), 1);
-    ASSERT_EQ(c, 'y');
+        if (oslock(mine, 0, 1) != 0) return 1;
+        sig.childsays();
+        sig.childhears();
+        return 0;  // exits still holding the lock
+    });
+    ASSERT_TRUE(sig.parenthears());
     int32_t h = osopen(f.c_str(), 0x8002, 0);
     EXPECT_EQ(oslock(h, 0, 1), -1);
-    ASSERT_EQ(write(go[1], "g", 1), 1);
-    int status;
-    waitpid(pid, &status, 0);
+    sig.parentsays();
+    EXPECT_EQ(vntest::waitexit(pid), 0);
     EXPECT_EQ(oslock(h, 0, 1), 0);
     osclose(h);
-    for (int fd : {ready[0], ready[1], go[0], go[1]}) close(fd);
 }
 
 TEST_F(OsProcess, NeverHandsOutDescriptorZero) {
@@ -98,12 +82,4 @@ TEST_F(OsProcess, HandlesAreNotInherited) {
     ASSERT_GE(h, 1);
     EXPECT_NE(fcntl(h, F_GETFD) & FD_CLOEXEC, 0);
     osclose(h);
-}
-
-TEST_F(OsProcess, ExclusiveOpenIsNotEnforcedHere) {
-    std::string f = path("x.dat");
-    int32_t a = osopen(f.c_str(), 0x8312, 511);
-    ASSERT_GE(a, 1);
-    EXPECT_EQ(child([&] { return osopen(f.c_str(), 0x8002, 0) >= 1 ? 0 : 1; }), 0);
-    osclose(a);
 }

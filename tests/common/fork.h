@@ -1,15 +1,15 @@
-// lock_fork.h - child processes for the engine tests (POSIX only): run a
-// function in a forked child, signal between parent and child through pipes,
-// and collect the child's exit code.
-#ifndef VELNOR_TESTS_ENGINE_LOCK_FORK_H
-#define VELNOR_TESTS_ENGINE_LOCK_FORK_H
+// fork.h - child processes for the tests that contend through real
+// processes (POSIX only; include it from *_posix.cc files): run a function
+// in a forked child, signal between parent and child, collect exit codes.
+#ifndef VELNOR_TESTS_COMMON_FORK_H
+#define VELNOR_TESTS_COMMON_FORK_H
 
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <functional>
 
-namespace coretest {
+namespace vntest {
 
 // Two one-way pipes between a parent and one child.
 class Signal {
@@ -18,16 +18,12 @@ public:
         if (pipe(up_) != 0 || pipe(down_) != 0) up_[0] = up_[1] = down_[0] = down_[1] = -1;
     }
     ~Signal() {
-        for (int fd : {up_[0], up_[1], down_[0], down_[1]}) {
-            if (fd >= 0) close(fd);
-        }
+        for (int fd : {up_[0], up_[1], down_[0], down_[1]}) if (fd >= 0) close(fd);
     }
     Signal(const Signal&) = delete;
     Signal& operator=(const Signal&) = delete;
-    // Child to parent.
     void childsays() { say(up_[1]); }
     bool parenthears() { return hear(up_[0]); }
-    // Parent to child.
     void parentsays() { say(down_[1]); }
     bool childhears() { return hear(down_[0]); }
 
@@ -58,6 +54,9 @@ inline int waitexit(pid_t pid) {
     return WIFEXITED(st) ? WEXITSTATUS(st) : -1;
 }
 
-}  // namespace coretest
+// Runs body in a child and waits: the child's exit code.
+inline int child(const std::function<int()>& body) { return waitexit(spawn(body)); }
+
+}  // namespace vntest
 
 #endif

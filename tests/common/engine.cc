@@ -1,0 +1,362 @@
+// engine.cc - definition builders and command blocks of the tests.
+#include "common/engine.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "engine/handles.h"
+
+namespace vntest {
+
+
+namespace {
+
+void put16(std::string& s, int v) {
+    s += static_cast<char>(v & 0xFF);
+    s += static_cast<char>((v >> 8) & 0xFF);
+}
+
+std::string padname(const std::string& n) {
+    std::string s = n.substr(0, 10);
+    s.resize(10, ' ');
+    return s;
+}
+
+// The order column: entry i is the index of the i-th item by name.
+std::vector<int> orders(const Def& d) {
+    std::vector<int> o(d.items.size());
+    for (size_t i = 0; i < o.size(); i++) o[i] = static_cast<int>(i);
+    std::sort(o.begin(), o.end(), [&](int a, int b) { return d.items[a].name < d.items[b].name; });
+    return o;
+}
+
+}  // namespace
+
+std::string fidtext(const Def& d) {
+    std::string t = cat("TKF FID v7.0\nRecLen = ", d.reclen, "\nNItems = ", d.items.size(),
+                        "\nNKeys = ", d.keys.size(), "\nFlags = ", d.flags, "\n");
+    if (d.hashrecs) t += cat("HashRecs = ", d.hashrecs, "\n");
+    const std::vector<int> order = orders(d);
+    for (size_t i = 0; i < d.items.size(); i++) {
+        const Item& it = d.items[i];
+        t += itemline(it.name, it.type, 'L', it.off, it.len, it.occurs, order[i]);
+    }
+    for (const Key& k : d.keys) {
+        t += cat("Key = ", k.name, ", ", k.keylen, ", ", k.segs.size(), "\n");
+        for (const Seg& g : k.segs) t += cat(g.off, ", ", g.len, ", ", g.flags, "\n");
+    }
+    return t;
+}
+
+std::string fidbin(const Def& d) {
+    std::string b("TKF\0", 4);
+    for (int v : {608, d.reclen, static_cast<int>(d.items.size()), static_cast<int>(d.keys.size()),
+                  d.hashrecs & 0xFFFF, d.hashrecs >> 16, static_cast<int>(d.threads.size()), d.flags})
+        put16(b, v);
+    const std::vector<int> order = orders(d);
+    for (size_t i = 0; i < d.items.size(); i++) {
+        const Item& it = d.items[i];
+        b += padname(it.name);
+        b += it.type;
+        b += 'L';
+        for (int v : {it.off, it.len, it.occurs, order[i]}) put16(b, v);
+        b += "item\n";
+    }
+    for (const Key& k : d.keys) {
+        b += padname(k.name);
+        b += static_cast<char>(k.keylen);
+        b += static_cast<char>(k.segs.size());
+        for (size_t s = 0; s < 18; s++) {
+            const Seg g = s < k.segs.size() ? k.segs[s] : Seg{0, 0, 0};
+            put16(b, g.off);
+            b += static_cast<char>(g.len);
+            b += static_cast<char>(g.flags);
+        }
+    }
+    for (const Thread& t : d.threads) b += t.item + "\n" + t.expr + "\n";
+    return b;
+}
+
+File::File(const std::string& datname) : buf(512, '\0') {
+    std::memset(&cb, 0, sizeof cb);
+    std::strncpy(cb.datname, datname.c_str(), sizeof cb.datname - 1);
+    cb.recbuf = buf.data();
+}
+
+File::~File() {
+    if (fhnode(&cb) != nullptr || cb.work != nullptr) close();
+}
+
+int32_t File::op(int opcode) {
+    cb.opcode = static_cast<uint8_t>(opcode);
+    return filehandler(&cb);
+}
+
+namespace {
+int32_t withbuffer(File& f, int opcode) {
+    const int32_t r = f.op(opcode);
+    if (r == 0) {
+        f.buf.assign(f.cb.reclen + 8u, ' ');
+        f.buf[f.cb.reclen - 1] = '\n';
+        f.cb.recbuf = f.buf.data();
+        f.cb.flockretry = 100;
+        f.cb.rlockretry = 1;
+    }
+    return r;
+}
+}  // namespace
+
+int32_t File::create() { return withbuffer(*this, VN_OP_CREATE); }
+int32_t File::open() { return withbuffer(*this, VN_OP_OPEN); }
+
+int32_t File::close() {
+    const int32_t r = op(VN_OP_CLOSE);
+    if (cb.work) globalmfree(cb.work);
+    cb.work = nullptr;
+    return r;
+}
+
+void File::net(const char* name) {
+    std::strcpy(cb.work, name);
+    ASSERT_EQ(op(VN_OP_NETTYPE), 0);
+}
+
+int32_t File::setkey(int key) {
+    cb.reqkey = static_cast<int8_t>(key);
+    return op(VN_OP_SETKEY);
+}
+
+void File::set(const std::string& text) {
+    std::memset(buf.data(), ' ', cb.reclen);
+    put(1, text);
+    buf[cb.reclen - 1] = '\n';
+}
+
+void File::put(int at, const std::string& text) {
+    std::memcpy(buf.data() + at, text.data(), std::min<size_t>(text.size(), cb.reclen - 1u - at));
+}
+
+std::string File::rec() const { return std::string(buf.data() + 1, cb.reclen - 2u); }
+
+int32_t File::write(const std::string& text) {
+    set(text);
+    return op(VN_OP_WRITE);
+}
+
+int32_t File::read() { return op(VN_OP_READ); }
+
+int32_t File::posn(const std::string& value, bool exact) {
+    std::memset(cb.work, 0, 257);
+    std::memcpy(cb.work, value.data(), std::min<size_t>(value.size(), 256));
+    if (exact)
+        cb.mflags |= VN_MF_EXACT;
+    else
+        cb.mflags &= ~VN_MF_EXACT;
+    return op(VN_OP_POSN);
+}
+
+int32_t File::posnrec(uint32_t n) {
+    std::memset(cb.work, 0, 257);
+    std::memcpy(cb.work, &n, 4);
+    return op(VN_OP_POSN);
+}
+
+void File::fill(const std::string& id, const std::string& name) {
+    std::memset(buf.data(), ' ', cb.reclen - 1u);
+    buf[cb.reclen - 1] = '\n';
+    put(cb.items[0].offset, id);
+    put(cb.items[1].offset, name);
+}
+
+int32_t File::add(const std::string& id, const std::string& name) {
+    fill(id, name);
+    return op(VN_OP_WRITE);
+}
+
+void File::at(int32_t pos) {
+    cb.datpos = pos;
+    cb.state |= VN_ST_CURRENT;
+}
+
+int32_t File::readat(int32_t pos) {
+    at(pos);
+    return read();
+}
+
+std::string File::lookup(const std::string& key) {
+    std::string k = key;
+    k.resize(10, ' ');
+    std::memset(cb.work, 0, 257);
+    std::memcpy(cb.work, k.data(), 10);
+    cb.mflags |= VN_MF_EXACT;
+    if (op(VN_OP_POSN) != 0) return cat("<posn ", +cb.status, ">");
+    if (!current()) return "";
+    if (read() != 0) return cat("<read ", +cb.status, ">");
+    return rec();
+}
+
+std::string EngineTest::define(const std::string& name, const Def& d, bool bin) {
+    writefile(tmp.path(name + ".fid"), bin ? fidbin(d) : fidtext(d));
+    return tmp.path(name + ".dat");
+}
+
+Def people(int flags) {
+    Def d;
+    const int base = (flags & 1) ? 4 : 0;  // variable length: bytes 1-4 hold the length
+    const int num = (flags & 128) ? 5 : 0;  // record numbers
+    d.reclen = base + num + 30;
+    d.flags = flags;
+    d.items = {{"ID", 'C', base + num, 10}, {"NAME", 'C', base + num + 10, 20}};
+    d.keys = {{"ID", 10, {{base + num, 10, 0}}}, {"NAME", 20, {{base + num + 10, 20, 0}}}};
+    return d;
+}
+
+std::string rtrim(std::string s) {
+    while (!s.empty() && (s.back() == ' ' || s.back() == '\n')) s.pop_back();
+    return s;
+}
+
+std::vector<std::string> scan(File& f) {
+    std::vector<std::string> out;
+    for (int guard = 0; guard < 100000; guard++) {
+        const int32_t r = f.read();
+        if (r != 0 && f.cb.status != VN_C_DELETED) break;
+        if (r == 0) out.push_back(rtrim(f.rec()));
+    }
+    return out;
+}
+
+std::string fidtext(bool keyed, int flags) {
+    Def d;
+    d.reclen = 30;
+    d.flags = flags;
+    d.items = {{"ID", 'C', 0, 10}, {"NAME", 'C', 10, 20}};
+    if (keyed) d.keys = {{"ID", 10, {{0, 10, 0}}}};
+    return fidtext(d);
+}
+
+void EngineTest::SetUp() {
+    FHCB init{};
+    init.opcode = VN_OP_INIT;
+    ASSERT_EQ(filehandler(&init), 0);
+}
+
+void EngineTest::TearDown() {
+    FHCB stop{};
+    stop.opcode = VN_OP_SHUTDOWN;
+    filehandler(&stop);  // back to a count of 0
+    filehandler(&stop);  // really stops
+}
+
+std::string EngineTest::makefile(const std::string& name, bool keyed) {
+    std::string dat = tmp.path(name + ".dat");
+    writefile(tmp.path(name + ".fid"), fidtext(keyed));
+    File b(dat);
+    EXPECT_EQ(b.op(VN_OP_CREATE), 0) << int(b.cb.status);
+    EXPECT_EQ(b.op(VN_OP_CLOSE), 0) << int(b.cb.status);
+    return dat;
+}
+
+
+
+int32_t Loaded::load(const std::string& path, uint8_t fflags) {
+    freefid(&cb);
+    std::snprintf(cb.fidname, sizeof cb.fidname, "%s", path.c_str());
+    cb.fflags = fflags;
+    return loadfid(&cb);
+}
+
+int32_t Loaded::loadtext(const TempDir& dir, const std::string& text, uint8_t fflags) {
+    std::string path = dir.path("t.fid");
+    writefile(path, text);
+    return load(path, fflags);
+}
+
+std::string itemline(const std::string& name, char type, char just, int off, int len, int occ,
+                     int order) {
+    return cat("Item = ", name, ",'", type, "','", just, "',", off, ",", len, ",", occ, ",", order, ",\n");
+}
+
+std::string randomfid(std::mt19937& rng) {
+    auto pick = [&](int lo, int hi) { return std::uniform_int_distribution<int>(lo, hi)(rng); };
+    int nitems = pick(1, 30);
+    std::vector<std::string> names;
+    std::vector<int> off, len, occ;
+    int at = 0;
+    for (int i = 0; i < nitems; ++i) {
+        static const char chars[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZ_0123456789";
+        std::string n(1, chars[pick(0, 25)]);
+        for (int k = pick(0, 9); k > 0; --k) n += chars[pick(0, 36)];
+        if (std::find(names.begin(), names.end(), n) != names.end()) n += std::to_string(i);
+        if (n.size() > 10) n = std::to_string(i).insert(0, 1, 'I');
+        names.push_back(n);
+        off.push_back(at);
+        len.push_back(pick(1, 12));
+        occ.push_back(pick(1, 3));
+        at += len.back() * occ.back();
+    }
+    std::vector<int> order(nitems);
+    for (int i = 0; i < nitems; ++i) order[i] = i;
+    std::sort(order.begin(), order.end(), [&](int a, int b) { return names[a] < names[b]; });
+    int flags = 0;
+    if (pick(0, 3) == 0) flags |= 128;
+    if (pick(0, 3) == 0) flags |= pick(0, 1) ? 1 : 2;
+    int nkeys = pick(flags & 2 ? 1 : 0, 6);
+    const int hashrecs = pick(1, 3000);
+    std::string t = cat("TKF FID v7.0\nRecLen = ", std::max(at, 8), "\nNItems = ", nitems,
+                        "\nNKeys = ", nkeys, "\nFlags = ", flags, "\nHashRecs = ", hashrecs, "\n");
+    static const char types[] = "CDJNIS";
+    for (int i = 0; i < nitems; ++i)
+        t += itemline(names[i], types[pick(0, 5)], pick(0, 1) ? 'R' : 'L', off[i], len[i], occ[i],
+                      order[i]);
+    for (int k = 0; k < nkeys; ++k) {
+        int nsegs = pick(1, 4);
+        std::string segs;
+        int sum = 0;
+        for (int s = 0; s < nsegs; ++s) {
+            int i = pick(0, nitems - 1);
+            const int segflags = pick(0, 1) * 1 | pick(0, 1) * 4;
+            segs += cat(off[i], ",", len[i], ",", segflags, "\n");
+            sum += len[i];
+        }
+        t += cat("Key = K", k, ",", sum, ",", nsegs, "\n", segs);
+    }
+    return t;
+}
+
+bool samedef(const FHCB& a, const FHCB& b, std::string* why) {
+    auto diff = [&](const std::string& what) {
+        *why = what;
+        return false;
+    };
+    if (a.reclen != b.reclen || a.nitems != b.nitems || a.nkeys != b.nkeys ||
+        a.nthreads != b.nthreads)
+        return diff("counts");
+    if ((a.fflags & 0x25) != (b.fflags & 0x25)) return diff("flags");
+    if ((a.fflags & VN_FF_HASHED) && a.hashrecs != b.hashrecs) return diff("hashrecs");
+    for (int i = 0; i < a.nitems; ++i) {
+        const FidItem& x = a.items[i];
+        const FidItem& y = b.items[i];
+        if (std::strcmp(x.name, y.name) != 0 || x.type != y.type || x.just != y.just ||
+            x.offset != y.offset || x.length != y.length || x.occurs != y.occurs ||
+            x.order != y.order)
+            return diff(numbered("item ", i));
+    }
+    for (int k = 0; k < a.nkeys; ++k) {
+        const FidKey& x = a.keys[k];
+        const FidKey& y = b.keys[k];
+        if (std::strcmp(x.name, y.name) != 0 || x.keylen != y.keylen || x.nsegs != y.nsegs)
+            return diff(numbered("key ", k));
+        for (int s = 0; s < x.nsegs; ++s)
+            if (x.seg[s].segoff != y.seg[s].segoff || x.seg[s].seglen != y.seg[s].seglen ||
+                x.seg[s].segflags != y.seg[s].segflags)
+                return diff(cat("segment ", s, " of key ", k));
+    }
+    for (int t = 0; t < a.nthreads; ++t)
+        if (a.threads[t].thoff != b.threads[t].thoff ||
+            std::strcmp(a.threads[t].expr, b.threads[t].expr) != 0)
+            return diff(numbered("thread ", t));
+    return true;
+}
+
+}  // namespace vntest
