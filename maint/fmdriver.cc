@@ -7,6 +7,7 @@
 #include <cstring>
 #include <initializer_list>
 
+#include "index/hash.h"
 #include "maint/fm.h"
 #include "support/ui.h"
 
@@ -75,7 +76,11 @@ void fmfiletype(const FHCB* cb) {
     if (cb != nullptr) {
         int n = 0;
         if (cb->fflags & VN_FF_HASHED) {
-            n = std::snprintf(text, sizeof text, "Hashed with %ld table entries.", static_cast<long>(cb->hashrecs));
+            // The table holds the first size of its classes that is not
+            // below the definition's count: the same before and after open.
+            unsigned cls;
+            const uint32_t entries = hshtablesize(cb->hashrecs, &cls);
+            n = std::snprintf(text, sizeof text, "Hashed with %ld table entries.", static_cast<long>(entries));
         } else if (cb->nkeys <= 0) {
             n = std::snprintf(text, sizeof text, "Random.");
         } else {
