@@ -28,6 +28,7 @@ struct Pack {
     char* buf = nullptr;
     std::vector<char> raw;
     int32_t olddat = 0;
+    FmReader data;
     int32_t strip = -1;
     char dat[261] = "";
     char tmpdat[261] = "";
@@ -96,8 +97,9 @@ int32_t Pack::prepare() {
         olddat = 0;
         return fail(VN_E_DATOPEN);
     }
+    data.attach(olddat);
     fmstatus("Reading data file header...");
-    if (osreadat(olddat, raw.data(), cb.reclen, 0) < cb.reclen) return fail(VN_E_DATREAD);
+    if (data.readat(0, raw.data(), cb.reclen) < cb.reclen) return fail(VN_E_DATREAD);
     if (raw[cb.reclen - 1] != '\n') {
         fmmessage("Error: Data/FID record length mismatch.");
         fmreport(1, "Error: Data/FID record length mismatch.");
@@ -116,7 +118,7 @@ bool Pack::findrecord(int32_t* pos, int32_t* len) {
     bool resync = false;
     for (;; ++*pos) {
         char head[5];
-        if (osreadat(olddat, head, 5, static_cast<uint32_t>(*pos)) < 5) return false;
+        if (data.readat(*pos, head, 5) < 5) return false;
         bool ok = head[0] == ' ' || head[0] == 'D';
         for (int i = 1; i < 5 && ok; i++) ok = hexdigit(head[i]);
         // A length below 6 cannot hold the status, the length and the line
@@ -129,7 +131,7 @@ bool Pack::findrecord(int32_t* pos, int32_t* len) {
         }
         if (resync) {
             char end = 0;
-            if (osreadat(olddat, &end, 1, static_cast<uint32_t>(*pos + n - 1)) != 1 || end != '\n') continue;
+            if (data.readat(*pos + n - 1, &end, 1) != 1 || end != '\n') continue;
         }
         *len = n;
         return true;
@@ -206,7 +208,7 @@ int32_t Pack::scan() {
         int32_t len = cb.reclen;
         if (varlen() && !findrecord(&pos, &len)) return 0;
         char* rec = varlen() ? raw.data() : buf;
-        if (osreadat(olddat, rec, static_cast<uint32_t>(len), static_cast<uint32_t>(pos)) < len) return 0;
+        if (data.readat(pos, rec, len) < len) return 0;
         int32_t next = pos + len;
         if (rec[len - 1] != '\n') {
             if (int32_t r = fixlength(pos, len, &next); r != 0) return r;

@@ -26,6 +26,7 @@ struct Recover {
     char* buf = nullptr;
     std::vector<char> raw;
     int32_t datfd = 0;
+    FmReader data;
     int32_t tmpfd = 0;
     bool created = false;
     char tmp[261] = "";
@@ -90,8 +91,9 @@ int32_t Recover::prepare(const char* key) {
         datfd = 0;
         return fail(VN_E_DATOPEN);
     }
+    data.attach(datfd);
     fmstatus("Reading data file header...");
-    if (osreadat(datfd, buf, cb.reclen, 0) < cb.reclen) return fail(VN_E_DATREAD);
+    if (data.readat(0, buf, cb.reclen) < cb.reclen) return fail(VN_E_DATREAD);
     hdrcount = fmhex(buf + 1, 8);
     if (buf[cb.reclen - 1] != '\n') return mismatch("Error: Data/FID record length mismatch.");
     return 0;
@@ -129,12 +131,12 @@ int32_t Recover::scan() {
         int32_t len = cb.reclen;
         if (varlen()) {
             char head[5];
-            if (osreadat(datfd, head, 5, static_cast<uint32_t>(pos)) < 5) return 0;
+            if (data.readat(pos, head, 5) < 5) return 0;
             len = fmhex(head + 1, 4);
             if (len < 0 || len > cb.reclen) return mismatch(kLenMismatch);
         }
         char* rec = varlen() ? raw.data() : buf;
-        if (len <= 0 || osreadat(datfd, rec, static_cast<uint32_t>(len), static_cast<uint32_t>(pos)) < len) return 0;
+        if (len <= 0 || data.readat(pos, rec, len) < len) return 0;
         if (rec[len - 1] != '\n') return mismatch(kLenMismatch);
         if (int32_t r = enter(pos, len); r != 0) return r;
         pos += len;

@@ -35,6 +35,7 @@ struct Verify {
     FHCB cb{};
     uint32_t flags = 0;
     int32_t datfd = 0;
+    FmReader data;
     int32_t keyfd = 0;
     char* buf = nullptr;           // the record, fixed layout
     std::vector<char> raw;         // the record as stored
@@ -71,8 +72,10 @@ struct Verify {
     }
 
     // Reads n bytes at pos into dst under the record lock; bytes read.  A
-    // record another process keeps locked is read all the same.
-    int32_t readlocked(int32_t pos, char* dst, int32_t n) {
+    // record another process keeps locked is read all the same.  Unshared,
+    // the record passes read through the window.
+    int32_t readlocked(int32_t pos, char* dst, int32_t n, bool ahead = false) {
+        if (ahead && !shared()) return data.readat(pos, dst, n);
         const bool locked = lock(pos);
         const int32_t got = n > 0 ? osreadat(datfd, dst, static_cast<uint32_t>(n), static_cast<uint32_t>(pos)) : 0;
         unlock(pos, locked);
@@ -81,9 +84,9 @@ struct Verify {
 
     // The stored length of the variable-length record at pos: 0 when fewer
     // than 5 bytes remain.
-    bool headlen(int32_t pos, int32_t* len) {
+    bool headlen(int32_t pos, int32_t* len, bool ahead = false) {
         char head[5];
-        if (readlocked(pos, head, 5) < 5) return false;
+        if (readlocked(pos, head, 5, ahead) < 5) return false;
         *len = fmhex(head + 1, 4);
         return true;
     }
@@ -134,6 +137,7 @@ int32_t Verify::prepare(const char* dat, const char* fid, const char* keyname) {
         return fail(VN_E_DATOPEN);
     }
     cb.datfd = static_cast<uint32_t>(datfd);
+    data.attach(datfd);
     fmstatus("Reading data file header...");
     if (!lock(0)) return fail(VN_E_DATREAD);
     const int32_t got = osreadat(datfd, buf, cb.reclen, 0);
@@ -179,7 +183,7 @@ int32_t Verify::recordpass(int k) {
         if (fmpoll()) return -1;
         int32_t len = cb.reclen;
         if (varlen()) {
-            if (!headlen(pos, &len)) break;
+            if (!headlen(pos, &len, true)) break;
             if (len < 0 || len > cb.reclen) {
                 fmmessage(kLenMismatch);
                 fmreport(1, kLenMismatch);
@@ -189,7 +193,7 @@ int32_t Verify::recordpass(int k) {
             }
         }
         char* rec = varlen() ? raw.data() : buf;
-        if (readlocked(pos, rec, len) < len || len <= 0) break;
+        if (readlocked(pos, rec, len, true) < len || len <= 0) break;
         if (rec[len - 1] != '\n') {
             fmmessage(kLenMismatch);
             fmreport(1, kLenMismatch);
