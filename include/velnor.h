@@ -263,6 +263,73 @@ VELNOR_API int32_t VELNOR_CALL dlock(FHCB *cb, uint32_t pos);
 VELNOR_API int32_t VELNOR_CALL udlock(FHCB *cb, uint32_t pos);
 
 /* ------------------------------------------------------------------------
+ * File maintenance: VERIFY, RECOVER and PACK of a record file.
+ * ------------------------------------------------------------------------ */
+
+/* Operations of filemaint. */
+enum { VN_FM_VERIFY = 0, VN_FM_RECOVER = 1, VN_FM_PACK = 2 };
+
+/* Flags of filemaint. */
+enum {
+    VN_FM_CONTINUE = 0x01,  /* VERIFY: go on after a continuable error */
+    VN_FM_NOKEYPASS = 0x02, /* VERIFY: skip the key-by-key pass */
+    VN_FM_NORECPASS = 0x04, /* VERIFY: skip the record passes and counts */
+    VN_FM_STRIP = 0x10,     /* PACK: move records with unprintable text to .nas */
+    VN_FM_SHARED = 0x20     /* network use: lock what is read */
+};
+
+/* Codes the progress callback receives: the header, "File type: ",
+ * "Status: ", "Current: ", "Complete: %d%%" and "Message: " lines (the
+ * result is ignored), and the stop poll, whose answer's low byte taken as a
+ * signed char stops the run when it is not 0. */
+enum {
+    VN_FM_HEADER = 0,
+    VN_FM_FILETYPE = 1,
+    VN_FM_STATUS = 2,
+    VN_FM_CURRENT = 3,
+    VN_FM_COMPLETE = 4,
+    VN_FM_MESSAGE = 5,
+    VN_FM_POLL = -1
+};
+typedef int32_t(VELNOR_CALL *FMCALLBACK)(int32_t code, char *text);
+
+/* Runs operation op (VN_FM_*) on the record file datfile, with its
+ * definition fidfile ("" = datfile with ".fid") and its index or hash file
+ * keyfile ("" = datfile with ".idx" or ".hsh").  title captions the
+ * progress window (null or "" = "Velnor File Maintenance v6.1"); flags are
+ * VN_FM_* bits; report names a text file the header, errors, "Stopped." and
+ * "Successful." are appended to (null or "" = none; a report that cannot be
+ * opened loses its line).  With a callback the progress lines go to it and
+ * no window is made; without one a window with a Stop button shows them
+ * (where there are windows).
+ * Returns -2 while a run is already going on in this process (the callback
+ * included), 1 when datfile and keyfile have the same name and extension
+ * (case-blind, directories not compared), the status when the engine cannot
+ * start, -1 when stopped (the old files stay as they were) or for an op
+ * that is none of the three (nothing is done), 0 on success, or the
+ * status of the failure, whose "Error ..." line was shown and reported.
+ * RECOVER and PACK put their new files in place only at the end, each in
+ * one step; their temporary files (".ziq", ".zdq", in the directory of
+ * vfhsettmpdir when set) are removed on every failure. */
+VELNOR_API int32_t VELNOR_CALL filemaint(int32_t op, const char *datfile, const char *fidfile,
+                                         const char *keyfile, const char *title, uint32_t flags,
+                                         const char *report, FMCALLBACK callback);
+
+/* The progress window's procedure; on systems without windows it still
+ * takes the Stop command (message 273, wparam 101). */
+VELNOR_API intptr_t VELNOR_CALL fmwndproc(void *window, uint32_t message, uintptr_t wparam,
+                                          intptr_t lparam);
+
+/* PACK asks once per run before it cuts records whose length does not match
+ * the definition: "Data/FID record length mismatch. Do you want to fix it?",
+ * caption "FileMaint: Error".  ask, when set, answers in place of the
+ * message box: 1 (OK) fixes, anything else ends the run with status 3 and
+ * nothing changed.  Without it the answer is Cancel where there are no
+ * windows.  Null removes the hook. */
+typedef int32_t(VELNOR_CALL *FMASKFN)(const char *question, const char *caption);
+VELNOR_API void VELNOR_CALL fmsetask(FMASKFN ask);
+
+/* ------------------------------------------------------------------------
  * Support library: OS layer, memory, directories.
  * ------------------------------------------------------------------------ */
 

@@ -48,6 +48,14 @@ int32_t osunlock(int32_t h, uint32_t offset, uint32_t length);
 // file replaces it on POSIX and fails on Windows.
 int32_t osunlink(const char* path);
 int32_t osrename(const char* from, const char* to);
+// Puts the closed file from in place of to in one step, replacing any old
+// to, so that a crash leaves either the old or the new file under that name,
+// never none: the new file is forced to disk first, then renamed over the
+// old one, then (POSIX) the directory is forced to disk.  0, or -1 with both
+// files as they were.  osreplaced, when set, is called after each success
+// (tests stop a process there to play a crash between replacements).
+int32_t osreplace(const char* from, const char* to);
+extern void (*osreplaced)(const char* to);
 // Creates and removes one directory: 0, or -1.
 int32_t osmkdir(const char* path);
 int32_t osrmdir(const char* path);

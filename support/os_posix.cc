@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <climits>
 #include <cstdio>
+#include <string>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -145,6 +146,34 @@ int32_t osunlink(const char* path) {
 int32_t osrename(const char* from, const char* to) {
     if (from == nullptr || to == nullptr || *from == '\0' || *to == '\0') return -1;
     return rename(from, to) == 0 ? 0 : -1;
+}
+
+void (*osreplaced)(const char* to) = nullptr;
+
+namespace {
+
+// Opens path and forces it to disk: true when both worked.
+bool syncpath(const char* path, int flags) {
+    int fd = open(path, flags | O_CLOEXEC);
+    if (fd < 0) return false;
+    bool ok = fsync(fd) == 0;
+    close(fd);
+    return ok;
+}
+
+}  // namespace
+
+// rename() replaces atomically; the new file's bytes are synced before it,
+// and the directory entry after it, so that the order survives a crash.
+int32_t osreplace(const char* from, const char* to) {
+    if (from == nullptr || to == nullptr || *from == '\0' || *to == '\0') return -1;
+    if (!syncpath(from, O_RDONLY) || rename(from, to) != 0) return -1;
+    std::string dir(to);
+    size_t slash = dir.find_last_of('/');
+    dir = slash == std::string::npos ? "." : slash == 0 ? "/" : dir.substr(0, slash);
+    syncpath(dir.c_str(), O_RDONLY | O_DIRECTORY);  // the rename itself is done
+    if (osreplaced != nullptr) osreplaced(to);
+    return 0;
 }
 
 int32_t osfilesize(int32_t h) {

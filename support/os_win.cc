@@ -143,6 +143,21 @@ int32_t osrename(const char* from, const char* to) {
     return rename(from, to) == 0 ? 0 : -1;
 }
 
+void (*osreplaced)(const char* to) = nullptr;
+
+// MoveFileExA replaces the old file in one step; write-through returns only
+// once the move is on disk.  The new file's own bytes are flushed first.
+int32_t osreplace(const char* from, const char* to) {
+    if (from == nullptr || to == nullptr || *from == '\0' || *to == '\0') return -1;
+    HANDLE f = CreateFileA(from, GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr);
+    if (f == INVALID_HANDLE_VALUE) return -1;
+    BOOL flushed = FlushFileBuffers(f);
+    CloseHandle(f);
+    if (!flushed || !MoveFileExA(from, to, MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH)) return -1;
+    if (osreplaced != nullptr) osreplaced(to);
+    return 0;
+}
+
 int32_t osfilesize(int32_t h) {
     if (!direct()) {
         long n = _filelength(h);

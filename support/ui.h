@@ -68,4 +68,9 @@ intptr_t uidefault(void* window, uint32_t message, uintptr_t wparam, intptr_t lp
 // anything else (always 0 where there are no windows).
 int32_t uiask(const char* question, const char* title);
 
+// Asks question in an OK/Cancel message box with the question icon and no
+// owner window: 1 for OK, 0 for anything else (always 0 where there are no
+// windows).
+int32_t uiconfirm(const char* question, const char* title);
+
 #endif

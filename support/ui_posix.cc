@@ -23,3 +23,5 @@ void uidrain(int32_t) {}
 intptr_t uidefault(void*, uint32_t, uintptr_t, intptr_t) { return 0; }
 
 int32_t uiask(const char*, const char*) { return 0; }
+
+int32_t uiconfirm(const char*, const char*) { return 0; }

@@ -96,3 +96,7 @@ intptr_t uidefault(void* window, uint32_t message, uintptr_t wparam, intptr_t lp
 int32_t uiask(const char* question, const char* title) {
     return MessageBoxA(nullptr, question, title, MB_YESNO) == IDYES ? 1 : 0;
 }
+
+int32_t uiconfirm(const char* question, const char* title) {
+    return MessageBoxA(nullptr, question, title, MB_OKCANCEL | MB_ICONQUESTION) == IDOK ? 1 : 0;
+}

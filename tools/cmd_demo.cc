@@ -92,6 +92,69 @@ std::string threadhead() {
     return custno;
 }
 
+// A copy of the customer file with two faults: its header counts one
+// record too many, and one record is marked deleted behind the index's back
+// (the index still holds its keys).
+void damagecopy() {
+    for (const char* ext : {".dat", ".idx", ".fid"}) {
+        std::error_code ec;
+        fs::copy_file(std::string("customer") + ext, std::string("damaged") + ext,
+                      fs::copy_options::overwrite_existing, ec);
+        if (ec) fail(std::string("damaged") + ext, "cannot copy: " + ec.message());
+    }
+    std::fstream f("damaged.dat", std::ios::in | std::ios::out | std::ios::binary);
+    std::string head(9, ' ');
+    f.read(head.data(), 9);
+    unsigned long count = std::stoul(head.substr(1), nullptr, 16);
+    char hex[9];
+    std::snprintf(hex, sizeof hex, "%08lX", count + 1);
+    f.seekp(1);
+    f.write(hex, 8);
+    // The first active record after the header (its length is in bytes 1-4).
+    Definition d("damaged.fid");
+    long pos = d.cb()->reclen;
+    for (char rec[5]; f.seekg(pos), f.read(rec, 5); pos += std::stol(std::string(rec + 1, 4), nullptr, 16)) {
+        if (rec[0] == ' ') {
+            f.seekp(pos);
+            f.put('D');
+            break;
+        }
+    }
+    if (!f) fail("damaged.dat", "cannot damage the copy");
+}
+
+void maintenancestep() {
+    say("damaged.dat is a copy of the customer file with two faults put in on purpose:\n"
+        "its header counts one record too many, and one record is marked deleted while\n"
+        "the index still holds its keys.  verify reads everything and changes nothing;\n"
+        "--continue reports every fault instead of stopping at the first:");
+    damagecopy();
+    MaintOptions opt;
+    opt.operation = "verify";
+    opt.file = "damaged.dat";
+    opt.cont = true;
+    opt.report = "damaged.txt";
+    command("verify damaged.dat --continue --report damaged.txt");
+    runmaint(opt, stdout);
+    std::ifstream in("damaged.txt");
+    std::printf("\nThe report, damaged.txt:\n\n");
+    for (std::string line; std::getline(in, line);) {
+        if (!line.empty() && line.back() == '\r') line.pop_back();
+        std::printf("  %s\n", line.c_str());
+    }
+    say("\npack copies the active records into new files (the index rebuilt on the way)\n"
+        "and puts them in place of the old ones:");
+    command("pack damaged.dat");
+    opt.operation = "pack";
+    opt.cont = false;
+    opt.report.clear();
+    runmaint(opt, stdout);
+    say("\nAnd the file is sound again:");
+    command("verify damaged.dat");
+    opt.operation = "verify";
+    runmaint(opt, stdout);
+}
+
 void rundemo(const DemoOptions& opt) {
     std::printf("velnor demo: a customer file built, searched, changed and archived, step by "
                 "step.\nEverything happens in the folder %s; each step shows the command that "
@@ -239,6 +302,9 @@ void rundemo(const DemoOptions& opt) {
         std::printf("  %-14s %s\n", name.c_str(), same ? "identical" : "DIFFERENT");
     }
     if (!allsame) fail("restore", "the extracted files differ from the originals");
+
+    step(11, "Checking and repairing a damaged file");
+    maintenancestep();
 
     std::printf("\nDone.  The files stay in %s for you to try the commands on; "
                 "velnor --help lists them all.\n",

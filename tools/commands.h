@@ -68,6 +68,17 @@ struct ArchiveOptions {
 };
 void runarchive(const ArchiveOptions& opt, std::FILE* out);
 
+// velnor verify|recover|pack FILE
+struct MaintOptions {
+    std::string operation;  // verify, recover or pack
+    std::string file, fid, key, report, tmpdir;
+    bool cont = false, skipkeys = false, skiprecords = false, strip = false, shared = false, yes = false;
+};
+// Exit statuses of a maintenance run beside EXIT_OK.
+enum { MAINT_STOPPED = 1, MAINT_FAILED = 2 };
+// Prints the run's lines to out; EXIT_OK, or fails with the exit status.
+int runmaint(const MaintOptions& opt, std::FILE* out);
+
 // Registration on the command line.
 void addinfo(CLI::App& app);
 void adddump(CLI::App& app);
@@ -77,6 +88,7 @@ void addload(CLI::App& app);
 void addfid(CLI::App& app);
 void addarchive(CLI::App& app);
 void adddemo(CLI::App& app);
+void addmaint(CLI::App& app);
 
 }  // namespace vtool
 

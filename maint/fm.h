@@ -1,0 +1,100 @@
+// fm.h - what the three maintenance runs share with the driver: the six
+// progress lines, the stop poll, the report, the error line, the question,
+// the progress window, and the steps on files (temporary names, copying,
+// putting a new file in place).
+#ifndef VELNOR_MAINT_FM_H
+#define VELNOR_MAINT_FM_H
+
+#include <cstdint>
+#include <vector>
+
+#include "velnor.h"
+
+// The six lines, in the order of their callback codes: header, file type,
+// status, current, complete and message.  Each holds 80 characters (the
+// complete line 40).
+enum { FM_LINES = 6, FM_LINESIZE = 81, FM_COMPLETESIZE = 41 };
+extern char fmline[FM_LINES][FM_LINESIZE];
+
+// Set by Stop or by the callback's answer to a poll; cleared per run.
+extern int8_t fmstop;
+
+// Records since the last flush of RECOVER and PACK (reset by each run), and
+// the flushes RECOVER has made in this process, for tests.
+extern int32_t fmflushcount;
+extern int32_t fmflushes;
+
+// Progress lines: each formats its line, shows it (the window's band, or
+// the callback) and pumps.  fmfiletype describes cb's definition ("" for
+// null).
+void fmfiletype(const FHCB* cb);
+void fmstatus(const char* format, ...) __attribute__((format(printf, 1, 2)));
+void fmcurrent(const char* text);
+void fmpercent(int32_t percent);
+void fmmessage(const char* text);
+// Pumps and polls the callback: the stop flag.
+int32_t fmpoll();
+// Appends indent times two blanks, the text and "\r\n" to the report file,
+// opened and closed for this line; dropped when it cannot be opened.
+void fmreport(int32_t indent, const char* format, ...) __attribute__((format(printf, 2, 3)));
+// For a status below 100: "Error " + its message + "." as message line and
+// report line (indent 1).
+void fmerror(const FHCB* cb);
+// The run's stop: Current empty, Status and report "Stopped.".  -1.
+int32_t fmstopped();
+// Asks whether to cut records to the definition's length: 1 for OK.
+int32_t fmaskfix();
+
+// The progress window (nothing where there are no windows): registered
+// once, created with the title, a line band repainted, destroyed.
+void fmwndregister();
+void fmwndcreate(const char* title);
+void fmwndband(int32_t top, int32_t bottom);
+void fmwndclose();
+
+// The runs: 0, -1 when stopped, or a status (its error line shown).
+int32_t fmverify(const char* dat, const char* fid, const char* key, uint32_t flags);
+int32_t fmrecover(const char* dat, const char* fid, const char* key, uint32_t flags);
+int32_t fmpack(const char* dat, const char* fid, const char* key, uint32_t flags);
+
+// dest (261 bytes) = the temporary name with extension ext ("zdq", "ziq")
+// for file: beside it, or in the temporary directory when one is set.
+void fmtmpname(const char* file, const char* ext, char* dest);
+// Puts the finished temporary file tmp in place of final: renamed over it,
+// or with a temporary directory copied beside final first, so that the
+// last step is always one replacement.  0, or -1 (tmp is kept then).
+int32_t fminstall(const char* tmp, const char* final);
+// Copies from to to (created or truncated) in blocks of 1,024 bytes through
+// the buffered streams: 0, or -1 when either cannot be opened or a write
+// failed.
+int32_t fmcopy(const char* from, const char* to);
+
+// Reads a file front to back through a 64 KiB window, so that the runs'
+// small reads of consecutive records cost no system call each.  Reads
+// elsewhere move the window.  The file must not change while it is used.
+class FmReader {
+public:
+    explicit FmReader(int32_t fd = 0) : fd_(fd) {}
+    void attach(int32_t fd) {
+        fd_ = fd;
+        len_ = 0;
+    }
+    // Up to n bytes at pos into dst: the bytes read (fewer at the end), or
+    // -1.
+    int32_t readat(int32_t pos, char* dst, int32_t n);
+
+private:
+    int32_t fd_;
+    std::vector<char> window_;
+    int32_t start_ = 0;
+    int32_t len_ = 0;
+};
+
+// pos * mul / (len * div) in wrapping 32-bit arithmetic, pos and len first
+// divided by 1,024 when len passes 10,000,000 and scaled is set; 0 when the
+// divisor is 0.
+int32_t fmpct(int32_t pos, int32_t len, int32_t mul, int32_t div, bool scaled);
+// Value of the hexadecimal digits at text, read digit by digit.
+int32_t fmhex(const char* text, int width);
+
+#endif

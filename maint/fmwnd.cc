@@ -1,0 +1,64 @@
+// fmwnd.cc - the maintenance progress window "FileMaint": its procedure,
+// which paints the six lines and takes the Stop button, and the question
+// PACK asks, which an application's hook may answer instead.
+#include "maint/fm.h"
+#include "support/ui.h"
+
+namespace {
+
+constexpr int32_t kStopId = 101;
+constexpr uint32_t kClassStyle = 0x0003;  // CS_HREDRAW | CS_VREDRAW
+constexpr uint32_t kCaption = 0x00C00000;  // WS_CAPTION: no system menu, no close box
+constexpr uint32_t kGrey = 0xC0C0C0;
+constexpr uint32_t kBlue = 0xFF0000;  // 0x00BBGGRR
+
+void* window = nullptr;
+FMASKFN askhook = nullptr;
+
+}  // namespace
+
+extern "C" VELNOR_API void VELNOR_CALL fmsetask(FMASKFN ask) { askhook = ask; }
+
+extern "C" VELNOR_API intptr_t VELNOR_CALL fmwndproc(void* wnd, uint32_t message, uintptr_t wparam,
+                                                     intptr_t lparam) {
+    switch (message) {
+        case UI_CREATE:
+            uibutton(wnd, "Stop", 222, 165, 55, 20, kStopId);
+            return 0;
+        case UI_PAINT: {
+            UiLine lines[FM_LINES];
+            for (int i = 0; i < FM_LINES; i++) {
+                const int32_t y = i == 0 ? 10 : 35 + 25 * (i - 1);
+                lines[i] = {10, y, i == 0 ? 35 : y + 25, i == 0 ? kBlue : 0, fmline[i]};
+            }
+            uipaint(wnd, kGrey, lines, FM_LINES);
+            return 0;
+        }
+        case UI_COMMAND:
+            if ((wparam & 0xFFFF) == kStopId && ((wparam >> 16) & 0xFFFF) == 0) fmstop = 1;
+            return 0;
+        default:
+            return uidefault(wnd, message, wparam, lparam);
+    }
+}
+
+void fmwndregister() { uiregister("FileMaint", kClassStyle, fmwndproc); }
+
+void fmwndcreate(const char* title) { window = uicreate("FileMaint", title, kCaption, 50, 50, 500, 215); }
+
+void fmwndband(int32_t top, int32_t bottom) { uiinvalidate(window, 0, top, 499, bottom); }
+
+// The last state stays on screen for a moment: 100,000 pumps, then the
+// window goes.
+void fmwndclose() {
+    for (int i = 0; i < 100000; i++) uipump();
+    uidestroy(window);
+    window = nullptr;
+}
+
+int32_t fmaskfix() {
+    static const char kQuestion[] = "Data/FID record length mismatch. Do you want to fix it?";
+    static const char kCaptionText[] = "FileMaint: Error";
+    if (askhook != nullptr) return askhook(kQuestion, kCaptionText) == 1 ? 1 : 0;
+    return uiconfirm(kQuestion, kCaptionText);
+}

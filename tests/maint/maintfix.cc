@@ -1,0 +1,153 @@
+// maintfix.cc - record files built through the engine, and filemaint run
+// with a logging callback.
+#include "maintfix.h"
+
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+
+std::vector<std::pair<int, std::string>> MaintTest::log;
+std::function<bool()> MaintTest::stopwhen;
+
+namespace {
+
+std::string fidfor(Kind kind) {
+    static const char* const flags[] = {"0", "1", "2\nHashRecs = 50", "0"};
+    // A variable-length record keeps its length in bytes 1-4: the items
+    // start after it.
+    const bool var = kind == VARLEN;
+    std::string t = var ? "TKF FID v7.0\nRecLen = 34\nNItems = 2\nNKeys = " : "TKF FID v7.0\nRecLen = 30\nNItems = 2\nNKeys = ";
+    t += kind == FIXED || kind == VARLEN ? "2" : kind == HASHED ? "1" : "0";
+    t += "\nFlags = " + std::string(flags[kind]) + "\n";
+    t += var ? "Item = ID, 'C', 'L', 4, 10, 1, 0,\nItem = NAME, 'C', 'L', 14, 20, 1, 1,\n"
+             : "Item = ID, 'C', 'L', 0, 10, 1, 0,\nItem = NAME, 'C', 'L', 10, 20, 1, 1,\n";
+    if (kind != RANDOM) t += var ? "Key = ID, 10, 1\n4, 10, 0\n" : "Key = ID, 10, 1\n0, 10, 0\n";
+    if (kind == FIXED) t += "Key = NAME, 20, 1\n10, 20, 0\n";
+    if (var) t += "Key = NAME, 20, 1\n14, 20, 0\n";
+    return t;
+}
+
+void fill(FHCB& cb, int i) {
+    std::memset(cb.recbuf + 1, ' ', cb.reclen - 2);
+    char text[40];
+    std::snprintf(text, sizeof text, "K%02d       Name%02d", i, i);
+    std::memcpy(vfhitemoffset(&cb, "ID"), text, std::strlen(text));
+}
+
+int32_t VELNOR_CALL logger(int32_t code, char* text) {
+    MaintTest::log.emplace_back(code, text);
+    return code == VN_FM_POLL && MaintTest::stopwhen && MaintTest::stopwhen() ? 1 : 0;
+}
+
+}  // namespace
+
+void MaintTest::SetUp() {
+    log.clear();
+    stopwhen = nullptr;
+    FHCB cb{};
+    cb.opcode = VN_OP_INIT;
+    filehandler(&cb);
+}
+
+void MaintTest::TearDown() {
+    fmsetask(nullptr);
+    vfhsettmpdir(nullptr);
+    FHCB cb{};
+    cb.opcode = VN_OP_SHUTDOWN;
+    filehandler(&cb);
+}
+
+std::string MaintTest::build(Kind kind, int n, std::set<int> dead, const std::string& name) {
+    writefile(name + ".fid", fidfor(kind));
+    FHCB cb{};
+    std::snprintf(cb.datname, sizeof cb.datname, "%s", path(name + ".dat").c_str());
+    EXPECT_EQ(vfhmake(&cb), 0);
+    for (int i = 1; i <= n; i++) {
+        fill(cb, i);
+        EXPECT_EQ(vfhwrite(&cb, 0), 0) << i;
+    }
+    for (int i : dead) {
+        fill(cb, i);
+        if (kind == RANDOM) {
+            cb.datpos = 32 * i;  // unkeyed: rewrite in place with the mark
+            cb.state |= VN_ST_CURRENT;
+            cb.recbuf[0] = 'D';
+            EXPECT_EQ(vfhwrite(&cb, 1), 0);
+        } else {
+            EXPECT_EQ(vfhdelete(&cb), 0) << i;
+        }
+    }
+    vfhclose(&cb);
+    return path(name + ".dat");
+}
+
+int32_t MaintTest::run(int32_t op, const std::string& dat, uint32_t flags) {
+    log.clear();
+    return filemaint(op, dat.c_str(), "", "", nullptr, flags, path("rep.txt").c_str(), logger);
+}
+
+std::vector<std::string> MaintTest::report() {
+    std::vector<std::string> lines;
+    std::string all = readfile("rep.txt");
+    for (size_t at = 0, end; (end = all.find("\r\n", at)) != std::string::npos; at = end + 2)
+        lines.push_back(all.substr(at, end - at));
+    std::filesystem::remove(path("rep.txt"));
+    if (!lines.empty()) lines.erase(lines.begin());
+    return lines;
+}
+
+std::vector<std::string> MaintTest::active(const std::string& dat) {
+    std::vector<std::string> ids;
+    FHCB cb{};
+    std::snprintf(cb.datname, sizeof cb.datname, "%s", dat.c_str());
+    if (vfhopen(&cb) != 0) return {"open failed"};
+    vfhsetkey(&cb, 0);
+    cb.datpos = cb.reclen;
+    for (;;) {
+        int32_t r = vfhread(&cb, 0);
+        if (r != 0 && cb.status != VN_C_DELETED) break;
+        if (r == 0) ids.push_back(std::string(vfhitemoffset(&cb, "ID"), 3));
+    }
+    vfhclose(&cb);
+    return ids;
+}
+
+std::string MaintTest::line(int code) const {
+    for (auto it = log.rbegin(); it != log.rend(); ++it)
+        if (it->first == code) return it->second;
+    return "";
+}
+
+bool MaintTest::logged(int code, const std::string& text) const {
+    for (const auto& [c, t] : log)
+        if (c == code && t == text) return true;
+    return false;
+}
+
+int MaintTest::count(const std::string& ext) const {
+    int n = 0;
+    for (const auto& e : std::filesystem::recursive_directory_iterator(tmp.dir()))
+        if (e.path().extension() == ext) n++;
+    return n;
+}
+
+std::string slurp(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    return std::string((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+}
+
+void patch(const std::string& path, long pos, const std::string& bytes, bool insert) {
+    std::string all = slurp(path);
+    if (insert) {
+        all.insert(static_cast<size_t>(pos), bytes);
+    } else {
+        all.replace(static_cast<size_t>(pos), bytes.size(), bytes);
+    }
+    std::ofstream(path, std::ios::binary | std::ios::trunc) << all;
+}
+
+void erase(const std::string& path, long pos, long n) {
+    std::string all = slurp(path);
+    all.erase(static_cast<size_t>(pos), static_cast<size_t>(n));
+    std::ofstream(path, std::ios::binary | std::ios::trunc) << all;
+}

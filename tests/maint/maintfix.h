@@ -1,0 +1,53 @@
+// maintfix.h - the fixture of the maintenance tests: record files of four
+// kinds built through the engine (ten records K01..K10, K03 and K07
+// deleted), filemaint run with a callback that logs every line and can stop
+// the run, and the report and records read back.
+#ifndef VELNOR_TESTS_MAINT_MAINTFIX_H
+#define VELNOR_TESTS_MAINT_MAINTFIX_H
+
+#include <functional>
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "common/files.h"
+#include "velnor.h"
+
+enum Kind { FIXED, VARLEN, HASHED, RANDOM };
+
+class MaintTest : public vntest::TmpDirTest {
+protected:
+    void SetUp() override;
+    void TearDown() override;
+
+    // Writes name.fid for kind and builds name.dat with records 1..n (K01,
+    // "Name01", ...); the records in dead are deleted.  The data path.
+    std::string build(Kind kind, int n = 10, std::set<int> dead = {3, 7}, const std::string& name = "f");
+    // filemaint on the data file with the report "rep.txt" and the logging
+    // callback.
+    int32_t run(int32_t op, const std::string& dat, uint32_t flags = 0);
+    // The report's lines after the header, without their "\r\n".
+    std::vector<std::string> report();
+    // The ids of the active records, in physical order.
+    std::vector<std::string> active(const std::string& dat);
+    // Last text of callback line code, e.g. "Message: ...".
+    std::string line(int code) const;
+    bool logged(int code, const std::string& text) const;
+    // Files of the test's directory whose names end with ext.
+    int count(const std::string& ext) const;
+
+public:
+    // Every callback call, and the poll that answers stop (null: never).
+    static std::vector<std::pair<int, std::string>> log;
+    static std::function<bool()> stopwhen;
+};
+
+// The whole file, or "".
+std::string slurp(const std::string& path);
+// Writes bytes at pos of path (inserting when insert, else overwriting);
+// erase removes n bytes at pos.
+void patch(const std::string& path, long pos, const std::string& bytes, bool insert = false);
+void erase(const std::string& path, long pos, long n);
+
+#endif

@@ -1,0 +1,61 @@
+// process_posix_test.cc - maintenance against other processes: a record or
+// the header locked by another process under shared use, and a process
+// that dies between putting the new data file and the new index in place.
+#include <unistd.h>
+
+#include "common/fork.h"
+#include "maintfix.h"
+#include "support/os.h"
+
+namespace {
+
+using vntest::Signal;
+
+TEST_F(MaintTest, SharedVerifyWaitsOnLocksOfAnotherProcess) {
+    std::string dat = build(FIXED);
+    struct Case {
+        uint32_t lockpos;
+        uint32_t flags;
+        int32_t result;
+    };
+    const Case cases[] = {{128, VN_FM_SHARED, 0}, {0, VN_FM_SHARED, VN_E_DATREAD}, {0, 0, 0}};
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.lockpos);
+        Signal sig;
+        pid_t child = vntest::spawn([&] {
+            FHCB cb{};
+            cb.nettype = 1;
+            cb.datfd = static_cast<uint32_t>(osopen(dat.c_str(), VN_O_RDWR | VN_O_BINARY, 0));
+            if (dlock(&cb, c.lockpos) != 0) return 1;
+            sig.childsays();
+            sig.childhears();
+            return 0;
+        });
+        ASSERT_TRUE(sig.parenthears());
+        EXPECT_EQ(run(VN_FM_VERIFY, dat, c.flags), c.result);
+        EXPECT_EQ(report().back(), c.result == 0 ? "  Successful." : "  Error reading data file.");
+        sig.parentsays();
+        EXPECT_EQ(vntest::waitexit(child), 0);
+    }
+}
+
+TEST_F(MaintTest, CrashBetweenReplacementsLosesNoFile) {
+    std::string dat = build(FIXED);
+    patch(dat, 1, "0000000C");
+    const std::string oldidx = slurp(path("f.idx"));
+    pid_t child = vntest::spawn([&] {
+        osreplaced = [](const char*) { _exit(7); };
+        return run(VN_FM_PACK, dat) == 0 ? 0 : 1;
+    });
+    ASSERT_EQ(vntest::waitexit(child), 7);
+    // The new data file is in place, the old index still beside it.
+    EXPECT_EQ(slurp(dat).substr(0, 9), " 00000009");
+    EXPECT_EQ(slurp(dat).size(), 9u * 32u);
+    EXPECT_EQ(slurp(path("f.idx")), oldidx);
+    EXPECT_EQ(count(".ziq"), 1);
+    EXPECT_EQ(run(VN_FM_RECOVER, dat), 0);
+    EXPECT_EQ(run(VN_FM_VERIFY, dat), 0);
+    EXPECT_EQ(active(dat).size(), 8u);
+}
+
+}  // namespace

@@ -1,0 +1,199 @@
+// runs_test.cc - the driver and the runs on sound files: results and lines,
+// Stop in every pass, a call from inside the callback, the length question,
+// the strip file, the temporary directory, and the periodic flush.
+#include <filesystem>
+
+#include "maint/fm.h"
+#include "maintfix.h"
+
+namespace {
+
+bool startswith(const std::string& s, const std::string& p) { return s.compare(0, p.size(), p) == 0; }
+
+int32_t VELNOR_CALL answerok(const char*, const char*) { return 1; }
+
+std::vector<std::string> asked;
+int32_t VELNOR_CALL answercancel(const char* q, const char* caption) {
+    asked.push_back(std::string(q) + "|" + caption);
+    return 2;
+}
+
+TEST_F(MaintTest, LinesOfCleanRuns) {
+    struct Case {
+        Kind kind;
+        int32_t op;
+        uint32_t flags;
+        const char* filetype;
+        const char* status;
+        const char* message;
+    };
+    const Case cases[] = {
+        {FIXED, VN_FM_VERIFY, 0, "Indexed on 2 keys.", "Done. 8 active data records, 2 deleted records.",
+         "VERIFY completed successfuly."},
+        {FIXED, VN_FM_VERIFY, VN_FM_NORECPASS, "Indexed on 2 keys.", "Done.", "VERIFY completed successfuly."},
+        {VARLEN, VN_FM_VERIFY, 0, "Indexed on 2 keys. Variable length records.",
+         "Done. 8 active data records, 2 deleted records.", "VERIFY completed successfuly."},
+        {HASHED, VN_FM_VERIFY, 0, "Hashed with 281 table entries.", "Done. 8 active data records, 2 deleted records.",
+         "VERIFY completed successfuly."},
+        {RANDOM, VN_FM_VERIFY, 0, "Random.", "Done. 5 active data records, 0 deleted records.",
+         "VERIFY completed successfuly."},
+        {FIXED, VN_FM_RECOVER, 0, "Indexed on 2 keys.", "Done. 8 active data records, 2 deleted records.",
+         "RECOVER completed successfuly."},
+        {FIXED, VN_FM_PACK, 0, "Indexed on 2 keys.", "Done. 8 active data records. 2 deleted records removed.",
+         "PACK completed successfuly."},
+        {HASHED, VN_FM_RECOVER, 0, "Hashed with 281 table entries.",
+         "Done. 8 active data records. 2 deleted records removed.", "PACK completed successfuly."},
+        {RANDOM, VN_FM_RECOVER, 0, "", "Loading FID file...", "Error: No need to Recover RANDOM files."},
+        {RANDOM, VN_FM_PACK, 0, "", "Creating temporary files...", "Error: No need to Pack RANDOM files."},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(std::string(c.filetype) + c.status);
+        std::string dat = c.kind == RANDOM ? build(RANDOM, 5, {}) : build(c.kind);
+        const std::string before = slurp(dat);
+        ASSERT_EQ(run(c.op, dat, c.flags), 0);
+        static const char* const kHeader[] = {"Verifying file: ", "Recovering file: ", "Packing file: "};
+        ASSERT_FALSE(log.empty());
+        EXPECT_EQ(log[0], std::make_pair(0, kHeader[c.op] + dat));
+        const bool none = c.kind == RANDOM && c.op != VN_FM_VERIFY;  // refused before the file type
+        EXPECT_EQ(line(VN_FM_FILETYPE), std::string(none ? "" : "File type: ") + c.filetype);
+        EXPECT_EQ(line(VN_FM_STATUS), std::string("Status: ") + c.status);
+        EXPECT_EQ(line(VN_FM_MESSAGE), std::string("Message: ") + c.message);
+        const bool changes = (c.op == VN_FM_PACK && c.kind != RANDOM) || (c.op == VN_FM_RECOVER && c.kind == HASHED);
+        const std::vector<std::string> lines = report();
+        EXPECT_EQ(slurp(dat) == before, !changes);
+        if (c.kind == RANDOM && c.op == VN_FM_VERIFY) {
+            EXPECT_TRUE(logged(VN_FM_STATUS, "Status: Random record verification in progress..."));
+        }
+        if (c.op != VN_FM_VERIFY) {
+            EXPECT_EQ(count(".ziq") + count(".zdq"), 0);
+            EXPECT_EQ(active(dat).size(), c.kind == RANDOM ? 5u : 8u);
+            EXPECT_EQ(lines, std::vector<std::string>{std::string("  ") + (c.kind == RANDOM ? c.message : "Successful.")});
+            if (changes) {
+                EXPECT_EQ(slurp(dat).size(), 9u * 32u);
+            }
+        }
+    }
+}
+
+TEST_F(MaintTest, DriverRefusalsAndOddCalls) {
+    std::string dat = build(FIXED);
+    // Same base name and extension, whatever the case and directory.
+    log.clear();
+    EXPECT_EQ(filemaint(VN_FM_VERIFY, "a/ORDERS.DAT", "", "b/orders.dat", nullptr, 0, nullptr, nullptr), 1);
+    // An unknown operation shows the last header and runs nothing.
+    ASSERT_EQ(run(VN_FM_VERIFY, dat), 0);
+    report();
+    log.clear();
+    EXPECT_EQ(filemaint(3, dat.c_str(), "", "", nullptr, 0, nullptr, [](int32_t code, char* text) -> int32_t {
+                  MaintTest::log.emplace_back(code, text);
+                  return 0;
+              }),
+              -1);
+    EXPECT_EQ(log, (std::vector<std::pair<int, std::string>>{{0, "Verifying file: " + dat}}));
+    // A report in a directory that does not exist loses its lines only.
+    EXPECT_EQ(filemaint(VN_FM_VERIFY, dat.c_str(), "", "", nullptr, 0, path("no/such/rep.txt").c_str(), nullptr), 0);
+    // A definition that is hashed with variable-length records.
+    writefile("h.fid", "TKF FID v7.0\nRecLen = 30\nNItems = 1\nNKeys = 1\nFlags = 3\nHashRecs = 9\n"
+                       "Item = ID, 'C', 'L', 4, 10, 1, 0,\nKey = ID, 10, 1\n4, 10, 0\n");
+    writefile("h.dat", "");
+    EXPECT_EQ(run(VN_FM_VERIFY, path("h.dat")), VN_E_HSHFID);
+    EXPECT_EQ(report(), std::vector<std::string>{"  Error : hash/FID file mismatch."});
+}
+
+int32_t inner = 0;
+int32_t VELNOR_CALL nested(int32_t code, char*) {
+    if (code == VN_FM_POLL && inner == 0) inner = filemaint(VN_FM_VERIFY, "x.dat", "", "", nullptr, 0, nullptr, nullptr);
+    return 0;
+}
+
+TEST_F(MaintTest, CallFromTheCallbackIsRefused) {
+    std::string dat = build(FIXED);
+    EXPECT_EQ(filemaint(VN_FM_VERIFY, dat.c_str(), "", "", nullptr, 0, nullptr, nested), 0);
+    EXPECT_EQ(inner, -2);
+}
+
+TEST_F(MaintTest, StopInEveryPassKeepsTheOldFiles) {
+    struct Case {
+        int32_t op;
+        const char* pass;
+    };
+    const Case cases[] = {{VN_FM_VERIFY, "Status: Record/Key verification for key #1"},
+                          {VN_FM_VERIFY, "Status: Record/Key verification for key #2"},
+                          {VN_FM_VERIFY, "Status: Key/Record verification for key #1"},
+                          {VN_FM_VERIFY, "Status: Key/Record verification for key #2"},
+                          {VN_FM_RECOVER, "Status: File RECOVER in progress..."},
+                          {VN_FM_PACK, "Status: File PACK and RECOVER in progress..."}};
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.pass);
+        std::string dat = build(FIXED);
+        const std::string olddat = slurp(dat), oldidx = slurp(path("f.idx"));
+        int polls = 0;
+        stopwhen = [&] { return startswith(line(VN_FM_STATUS), c.pass) && ++polls == 3; };
+        EXPECT_EQ(run(c.op, dat), -1);
+        EXPECT_EQ(line(VN_FM_STATUS), "Status: Stopped.");
+        EXPECT_EQ(line(VN_FM_CURRENT), "Current: ");
+        EXPECT_EQ(report(), std::vector<std::string>{"  Stopped."});
+        EXPECT_EQ(slurp(dat), olddat);
+        EXPECT_EQ(slurp(path("f.idx")), oldidx);
+        EXPECT_EQ(count(".ziq") + count(".zdq"), 0);
+    }
+}
+
+TEST_F(MaintTest, LengthFixIsAskedOnceAndCancelChangesNothing) {
+    std::string dat = build(FIXED);
+    patch(dat, 128 + 31, "X");
+    patch(dat, 192 + 31, "Y");
+    const std::string before = slurp(dat);
+    asked.clear();
+    fmsetask(answercancel);
+    EXPECT_EQ(run(VN_FM_PACK, dat), VN_E_DATREAD);
+    EXPECT_EQ(asked, std::vector<std::string>{"Data/FID record length mismatch. Do you want to fix it?|FileMaint: Error"});
+    EXPECT_EQ(slurp(dat), before);
+    EXPECT_EQ(count(".ziq") + count(".zdq"), 0);
+    fmsetask(nullptr);  // no hook: Cancel where there are no windows
+#ifndef _WIN32
+    EXPECT_EQ(run(VN_FM_PACK, dat), VN_E_DATREAD);
+#endif
+    fmsetask(answerok);
+    EXPECT_EQ(run(VN_FM_PACK, dat), 0);
+    EXPECT_EQ(active(dat).size(), 8u);
+}
+
+TEST_F(MaintTest, StripMovesUnprintableRecords) {
+    for (uint32_t flags : {0u, static_cast<uint32_t>(VN_FM_STRIP)}) {
+        std::string dat = build(FIXED);
+        patch(dat, 192 + 13, "\t");  // a TAB in K06's NAME
+        const std::string k06 = slurp(dat).substr(192, 32);
+        EXPECT_EQ(run(VN_FM_PACK, dat, flags), 0);
+        EXPECT_EQ(line(VN_FM_STATUS), "Status: Done. 8 active data records. 2 deleted records removed.");
+        EXPECT_EQ(slurp(path("f.nas")), flags ? k06 : "");
+        EXPECT_EQ(active(dat).size(), flags ? 7u : 8u);
+        std::filesystem::remove(path("f.nas"));
+    }
+}
+
+TEST_F(MaintTest, TemporaryDirectoryHoldsTheNewFiles) {
+    std::filesystem::create_directory(path("tmp"));
+    vfhsettmpdir(path("tmp").c_str());
+    for (int32_t op : {VN_FM_RECOVER, VN_FM_PACK}) {
+        std::string dat = build(FIXED);
+        patch(dat, 160, "D");  // a stale index entry for both to mend
+        EXPECT_EQ(run(op, dat), 0);
+        EXPECT_TRUE(logged(VN_FM_STATUS, op == VN_FM_RECOVER ? "Status: Copying temporary file."
+                                                             : "Status: Copying temporary files."));
+        EXPECT_EQ(count(".ziq") + count(".zdq"), 0);
+        EXPECT_EQ(run(VN_FM_VERIFY, dat), 0);
+        EXPECT_EQ(active(dat).size(), 7u);
+    }
+}
+
+TEST_F(MaintTest, RecoverFlushesEveryFiveThousandRecords) {
+    std::string dat = build(FIXED, 12000, {});
+    const int32_t before = fmflushes;
+    EXPECT_EQ(run(VN_FM_RECOVER, dat), 0);
+    EXPECT_EQ(fmflushes - before, 2);
+    EXPECT_EQ(line(VN_FM_STATUS), "Status: Done. 12000 active data records, 0 deleted records.");
+    EXPECT_EQ(run(VN_FM_VERIFY, dat), 0);
+}
+
+}  // namespace
