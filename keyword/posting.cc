@@ -1,0 +1,172 @@
+// posting.cc - reading and writing the posting file's header and nodes,
+// bounded chain walks, the posting lock, and the key and chain head the
+// keyword operations share.
+#include "keyword/posting.h"
+
+#include <cstring>
+
+#include "index/lebytes.h"
+#include "support/os.h"
+
+namespace {
+
+// The byte the posting lock covers: far beyond any posting file, so that
+// no read or write of the file's own bytes ever meets it (Windows refuses
+// I/O on a locked region).
+constexpr uint32_t kLockByte = 0x7FFFFFFF;
+// How long a change waits for another program's change to finish.
+constexpr uint32_t kLockWaitMs = 10000;
+
+constexpr char kMagic[] = "ezhyp1";
+
+int32_t tryopen(const char* path, bool create) {
+    const uint32_t base = VN_O_BINARY | VN_O_SHARE;
+    if (create) return osopen(path, base | VN_O_CREAT | VN_O_TRUNC | VN_O_RDWR, 511);
+    int32_t h = osopen(path, base | VN_O_RDWR, 0);
+    if (h < 1) h = osopen(path, base | VN_O_RDONLY, 0);
+    return h;
+}
+
+bool shared(const FHCB* cb) {
+    return cb->nettype != 0 && !(cb->mflags & VN_MF_EXCLUSIVE);
+}
+
+}  // namespace
+
+int32_t postopen(const char* path, bool create) {
+    int32_t h = tryopen(path, create);
+    if (h < 1) {
+        closelru(0);
+        h = tryopen(path, create);
+    }
+    if (h < 1) return -1;
+    if (h > 0xFFFF) {  // the block keeps a 16-bit handle
+        osclose(h);
+        return -1;
+    }
+    return h;
+}
+
+Posting::Posting(FHCB* cb) : cb_(cb), fd_(cb->hypfd) {}
+
+int32_t Posting::readheader() {
+    uint8_t hdr[8];
+    if (osreadat(fd_, hdr, sizeof hdr, 0) != static_cast<int32_t>(sizeof hdr)) {
+        cb_->status = VN_E_HYPREAD;
+        return -1;
+    }
+    reuses_ = std::memcmp(hdr, kMagic, POST_MAGICLEN) == 0;
+    freehead_ = 0;
+    if (reuses_) {
+        uint8_t head[4];
+        if (osreadat(fd_, head, sizeof head, POST_FREEHEAD) != static_cast<int32_t>(sizeof head)) {
+            cb_->status = VN_E_HYPREAD;
+            return -1;
+        }
+        freehead_ = getle32(head);
+    }
+    return 0;
+}
+
+int32_t Posting::choose(uint32_t* off, bool* taken, uint32_t* nextfree) {
+    *taken = false;
+    if (freehead_ != 0 && nodeplace(freehead_)) {
+        uint8_t b[POST_NODELEN];
+        if (osreadat(fd_, b, POST_NODELEN, freehead_) == POST_NODELEN && getle32(b) == NODE_FREE) {
+            *off = freehead_;
+            *taken = true;
+            *nextfree = getle32(b + 4);
+            return 0;
+        }
+    }
+    const int32_t end = osseek(fd_, 0, 2);
+    if (end < 0) {
+        cb_->status = VN_E_HYPREAD;
+        return -1;
+    }
+    *off = static_cast<uint32_t>(end);
+    return 0;
+}
+
+bool Posting::nodeplace(uint32_t off) const {
+    if (!reuses_) return off >= POST_NODELEN;
+    return off >= POST_HDRLEN && (off - POST_HDRLEN) % POST_NODELEN == 0;
+}
+
+int32_t Posting::read(uint32_t off, PostNode* node) {
+    uint8_t b[POST_NODELEN];
+    if (!nodeplace(off) || osreadat(fd_, b, POST_NODELEN, off) != POST_NODELEN) {
+        cb_->status = VN_E_HYPREAD;
+        return -1;
+    }
+    node->value = getle32(b);
+    node->next = getle32(b + 4);
+    return 0;
+}
+
+int32_t Posting::write(uint32_t off, const PostNode& node) {
+    uint8_t b[POST_NODELEN];
+    putle32(b, node.value);
+    putle32(b + 4, node.next);
+    if (oswriteat(fd_, b, POST_NODELEN, off) != POST_NODELEN) {
+        cb_->status = VN_E_HYPWRITE;
+        return -1;
+    }
+    return 0;
+}
+
+int32_t Posting::writefreehead(uint32_t head) {
+    uint8_t b[4];
+    putle32(b, head);
+    if (oswriteat(fd_, b, sizeof b, POST_FREEHEAD) != static_cast<int32_t>(sizeof b)) {
+        cb_->status = VN_E_HYPWRITE;
+        return -1;
+    }
+    return 0;
+}
+
+// The bound follows the file: a walk that outruns it looks at the size
+// again, since another program may have added nodes meanwhile.
+bool Posting::step() {
+    if (++steps_ <= limit_) return true;
+    const int32_t size = osfilesize(fd_);
+    limit_ = size > 0 ? static_cast<uint32_t>(size) / POST_NODELEN : 0;
+    if (steps_ <= limit_) return true;
+    cb_->status = VN_E_HYPREAD;
+    return false;
+}
+
+int32_t Posting::lock() {
+    if (!shared(cb_)) return 0;
+    const uint32_t start = ostickcount();
+    while (oslock(fd_, kLockByte, 1) != 0) {
+        if (ostickcount() - start >= kLockWaitMs) {
+            cb_->status = VN_C_FLOCKED;
+            return -1;
+        }
+        osbusywait(1);
+    }
+    locked_ = true;
+    return 0;
+}
+
+void Posting::unlock() {
+    if (locked_) osunlock(fd_, kLockByte, 1);
+    locked_ = false;
+}
+
+void setkeyword(FHCB* cb, const char* word, bool fold) {
+    enum { KEYTEXT = 256 };
+    std::memset(cb->work, ' ', KEYTEXT);
+    cb->work[KEYTEXT] = '\0';
+    for (size_t i = 0; i < KEYTEXT && word[i] != '\0'; i++) {
+        char c = word[i];
+        if (fold && c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+        cb->work[i] = c;
+    }
+}
+
+uint32_t chainhead(FHCB* cb) {
+    const char* posn = vfhitemoffset(cb, "POSN");
+    return posn == nullptr ? 0 : frombase95(posn, 5);
+}
