@@ -79,8 +79,10 @@ int32_t Posting::choose(uint32_t* off, bool* taken, uint32_t* nextfree) {
             return 0;
         }
     }
+    // A file that ends inside the header or between two nodes is damaged:
+    // a node placed there would overwrite another.
     const int32_t end = osseek(fd_, 0, 2);
-    if (end < 0) {
+    if (end < 0 || !nodeplace(static_cast<uint32_t>(end))) {
         cb_->status = VN_E_HYPREAD;
         return -1;
     }

@@ -47,7 +47,8 @@ public:
     uint32_t freehead() const { return freehead_; }
     // Where a new node goes: the free-list head when that is a free node
     // (*taken is then set and *nextfree gets its successor), else the end
-    // of the file.  -1 (status '7') when the end cannot be found.
+    // of the file.  -1 (status '7') when the end cannot be found or is
+    // not a node's place.
     int32_t choose(uint32_t* off, bool* taken, uint32_t* nextfree);
 
     // Reads the node at off: 0, or -1 with status '7' when it cannot be read
