@@ -68,6 +68,21 @@ struct ArchiveOptions {
 };
 void runarchive(const ArchiveOptions& opt, std::FILE* out);
 
+// velnor keyword create|add|addlines|search|list|delete INDEX ...
+struct KeywordOptions {
+    std::string index, network = "SINGLE", word, prefix, textfile;
+    std::vector<std::string> words;
+    uint32_t value = 0;
+    uint16_t flags = 0;
+    bool json = false;
+    bool onevalue = false;  // value for every line of textfile
+};
+void runkwcreate(const std::string& index, std::FILE* out);
+// Returns the number of lines.
+long runkwaddlines(const KeywordOptions& opt, std::FILE* out);
+std::vector<uint32_t> runkwsearch(const KeywordOptions& opt, std::FILE* out);
+void runkwlist(const KeywordOptions& opt, std::FILE* out);
+
 // Registration on the command line.
 void addinfo(CLI::App& app);
 void adddump(CLI::App& app);
@@ -77,6 +92,7 @@ void addload(CLI::App& app);
 void addfid(CLI::App& app);
 void addarchive(CLI::App& app);
 void adddemo(CLI::App& app);
+void addkeyword(CLI::App& app);
 
 }  // namespace vtool
 

@@ -21,6 +21,7 @@ int main(int argc, char** argv) {
     vtool::addfid(app);
     vtool::addarchive(app);
     vtool::adddemo(app);
+    vtool::addkeyword(app);
     try {
         vtool::Engine engine;
         app.parse(argc, argv);
