@@ -57,7 +57,7 @@ int32_t addword(FHCB* cb, Posting& p, const char* word, uint32_t value) {
     uint32_t fresh = 0, nextfree = 0;
     bool taken = false;
     if (p.readheader() < 0 || p.choose(&fresh, &taken, &nextfree) < 0) return -1;
-    setkeyword(cb, word, false);
+    if (setkeyword(cb, word, false) < 0) return -1;
     vfhsetkey(cb, 1);
     vfhposn(cb, 256);
     vfhrlock(cb);

@@ -52,7 +52,7 @@ extern "C" {
 
 uint32_t* VELNOR_CALL fhhypsearch(FHCB* cb, const char* word, uint32_t* count) {
     *count = 0;
-    setkeyword(cb, word, true);
+    if (setkeyword(cb, word, true) < 0) return nullptr;
     vfhsetkey(cb, 1);
     vfhposn(cb, 256);
     if (vfhread(cb, 512) != 0) return nullptr;
@@ -117,12 +117,14 @@ char* VELNOR_CALL fhhyplist(FHCB* cb, uint32_t value, const char* prefix, char* 
         len = 0;
         if (*size > 0) buffer[0] = '\0';
     }
-    setkeyword(cb, prefix, false);
+    Posting p(cb);
+    if (setkeyword(cb, prefix, false) < 0) {
+        globalmfree(buffer);
+        return nullptr;
+    }
     vfhsetkey(cb, 1);
     vfhposn(cb, 0);
     vfhrlock(cb);
-
-    Posting p(cb);
     if (p.readheader() < 0) {
         globalmfree(buffer);
         return nullptr;

@@ -157,8 +157,12 @@ void Posting::unlock() {
     locked_ = false;
 }
 
-void setkeyword(FHCB* cb, const char* word, bool fold) {
+int32_t setkeyword(FHCB* cb, const char* word, bool fold) {
     enum { KEYTEXT = 256 };
+    if (cb->work == nullptr || cb->recbuf == nullptr) {
+        cb->status = VN_E_REUSE;
+        return -1;
+    }
     std::memset(cb->work, ' ', KEYTEXT);
     cb->work[KEYTEXT] = '\0';
     for (size_t i = 0; i < KEYTEXT && word[i] != '\0'; i++) {
@@ -166,6 +170,7 @@ void setkeyword(FHCB* cb, const char* word, bool fold) {
         if (fold && c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
         cb->work[i] = c;
     }
+    return 0;
 }
 
 uint32_t chainhead(FHCB* cb) {

@@ -99,8 +99,9 @@ private:
 };
 
 // The key buffer (cb->work) as 256 blanks with word copied to its start
-// (at most 256 characters), folded to lower case when fold is set.
-void setkeyword(FHCB* cb, const char* word, bool fold);
+// (at most 256 characters), folded to lower case when fold is set.  0, or
+// -1 with status 11 when the block is not open.
+int32_t setkeyword(FHCB* cb, const char* word, bool fold);
 // The chain head kept in "POSN" of the record in cb->recbuf; 0 when the
 // file has no such item.
 uint32_t chainhead(FHCB* cb);
