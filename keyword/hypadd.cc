@@ -8,6 +8,7 @@
 namespace {
 
 enum { LINE_WORDMAX = 256 };  // a word of a line keeps this many characters
+enum { LINKED = 1, NEW_WORD = 2 };
 
 bool isupper(char c) { return c >= 'A' && c <= 'Z'; }
 bool isletter(char c) { return isupper(c) || (c >= 'a' && c <= 'z'); }
@@ -30,15 +31,24 @@ int32_t fail(FHCB* cb, uint8_t status) {
 }
 
 // The steps of fhhypaddword from the key lookup on, with the new node's
-// place chosen; the caller holds the record lock around it.
-int32_t addlocked(FHCB* cb, Posting& p, const char* word, uint32_t value, uint32_t fresh) {
+// place chosen; the caller holds the record lock around it.  LINKED when
+// the new node is to be written at the end of a chain (*chain, when known,
+// is that chain), NEW_WORD when it starts a new word's chain, 0 when the
+// value is there already, -1 on failure.
+int32_t addlocked(FHCB* cb, Posting& p, const char* word, uint32_t value, uint32_t fresh,
+                  WordChain** chain) {
+    *chain = nullptr;
     if (vfhread(cb, 512) != 0) {
         vfhitemset(cb, "KEYWORD", 0, word);
         vfhitemset(cb, "POSN", 0, tobase95(fresh, 5));
-        return vfhwrite(cb, 512) == 0 ? 1 : -1;
+        return vfhwrite(cb, 512) == 0 ? NEW_WORD : -1;
     }
     uint32_t at = chainhead(cb);
     PostNode node;
+    if ((*chain = p.chain(at)) != nullptr) {
+        if ((*chain)->holds(value)) return 0;
+        return p.write((*chain)->tail, PostNode{(*chain)->tailvalue, fresh}) < 0 ? -1 : LINKED;
+    }
     p.startwalk();
     for (;;) {
         if (!p.step() || p.read(at, &node) < 0) return -1;
@@ -47,7 +57,7 @@ int32_t addlocked(FHCB* cb, Posting& p, const char* word, uint32_t value, uint32
         at = node.next;
     }
     node.next = fresh;
-    return p.write(at, node) < 0 ? -1 : 1;
+    return p.write(at, node) < 0 ? -1 : LINKED;
 }
 
 // The steps of fhhypaddword after the word rules, with the posting file
@@ -61,10 +71,14 @@ int32_t addword(FHCB* cb, Posting& p, const char* word, uint32_t value) {
     vfhsetkey(cb, 1);
     vfhposn(cb, 256);
     vfhrlock(cb);
-    int32_t r = addlocked(cb, p, word, value, fresh);
+    WordChain* chain;
+    int32_t r = addlocked(cb, p, word, value, fresh, &chain);
     if (r > 0) {
+        const bool isnew = r == NEW_WORD;
         r = p.write(fresh, PostNode{value, 0});
         if (r == 0 && taken) r = p.writefreehead(nextfree);
+        if (r == 0 && chain != nullptr) chain->append(fresh, value);
+        if (r == 0 && isnew) p.newchain(fresh, value);
     }
     const uint8_t status = cb->status;
     vfhrunlock(cb);
@@ -107,6 +121,7 @@ bool separator(char c) {
 extern "C" {
 
 int32_t VELNOR_CALL fhhypinit(FHCB* cb, const char* path, uint32_t open, int32_t create) {
+    postforget(cb);
     if (open == 0) {
         if (cb->hypfd != 0) osclose(cb->hypfd);
         cb->hypfd = 0;

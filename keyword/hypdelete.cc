@@ -57,6 +57,9 @@ extern "C" int32_t VELNOR_CALL fhhypdelete(FHCB* cb, uint32_t value) {
     vfhsetkey(cb, 1);
     vfhposn(cb, 0);
     Posting p(cb);
+    // Heads change and records go: what was known of the chains is not
+    // kept (the copy of the file follows every write).
+    p.forget(false);
     if (p.readheader() < 0) return -1;
     while (vfhread(cb, 0) == 0) {
         const uint32_t head = chainhead(cb);

@@ -1,5 +1,6 @@
 // hypfind.cc - reading a keyword index: the values of a word (all at once
 // or one at a time) and the words that hold a value.
+#include <algorithm>
 #include <cstring>
 #include <vector>
 
@@ -10,11 +11,13 @@ namespace {
 enum {
     RESULT_STEP = 128,     // search results grow by this many values
     RESULT_CUT = 65000,    // a result whose capacity passes this is complete
+    RESULT_MAX = 64897,    // so it holds at most this many values
     LIST_STEP = 256        // list buffers grow by this many bytes
 };
 
 // Whether the chain from head holds value: 1, 0, or -1 (status '7').
 int32_t chainholds(Posting& p, uint32_t head, uint32_t value) {
+    if (const WordChain* known = p.chain(head)) return known->holds(value) ? 1 : 0;
     PostNode node;
     p.startwalk();
     for (uint32_t at = head;; at = node.next) {
@@ -46,6 +49,18 @@ int32_t listappend(FHCB* cb, char** buf, uint32_t* size, size_t* len, const char
     return 0;
 }
 
+// The values of a known chain as a search returns them: the same count
+// and an array of the capacity the search would have grown it to.
+uint32_t* copyout(const WordChain& chain, uint32_t* count) {
+    const uint32_t n = std::min<uint32_t>(static_cast<uint32_t>(chain.values.size()), RESULT_MAX);
+    const uint32_t cap = (n + RESULT_STEP - 1) / RESULT_STEP * RESULT_STEP;
+    uint32_t* values = static_cast<uint32_t*>(globalcalloc(cap, 4));
+    if (values == nullptr) return nullptr;
+    std::memcpy(values, chain.values.data(), n * sizeof *values);
+    *count = n;
+    return values;
+}
+
 }  // namespace
 
 extern "C" {
@@ -61,6 +76,7 @@ uint32_t* VELNOR_CALL fhhypsearch(FHCB* cb, const char* word, uint32_t* count) {
 
     Posting p(cb);
     if (p.readheader() < 0) return nullptr;
+    if (const WordChain* known = p.chain(at)) return copyout(*known, count);
     uint32_t* values = nullptr;
     uint32_t n = 0, cap = 0;
     PostNode node;

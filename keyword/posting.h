@@ -6,6 +6,7 @@
 #define VELNOR_KEYWORD_POSTING_H
 
 #include <cstdint>
+#include <vector>
 
 #include "velnor.h"
 
@@ -32,12 +33,41 @@ int32_t postopen(const char* path, bool create);
 // A signed next field below 1 ends a chain.
 inline bool chainend(uint32_t next) { return static_cast<int32_t>(next) < 1; }
 
+// What an unshared block has learned of one chain: its values in order and
+// its last node.
+struct WordChain {
+    uint32_t tail = 0;
+    uint32_t tailvalue = 0;
+    bool ascending = true;  // values were added in rising order
+    std::vector<uint32_t> values;
+    bool holds(uint32_t value) const;
+    void append(uint32_t off, uint32_t value);
+};
+
+struct PostCache;
+
 // One operation's view of the posting file of cb.  Walks are bounded: a
 // walk that takes more steps than the file holds nodes is going round a
 // cycle, and fails as a damaged chain does.
+//
+// Unshared (network type 0, or exclusive), nothing but this block changes
+// the files between its calls, so the block keeps a copy of the posting
+// file (every read comes from it, every write goes to both) and the chains
+// it has walked.  What reaches the disk is the same as without them.  A
+// shared call, a file whose size is not the copy's, fhhypinit and
+// fhhypdelete drop what was kept.
 class Posting {
 public:
     explicit Posting(FHCB* cb);
+
+    // The chain whose first node is at head, walked now unless it is
+    // known; null for a shared block or a chain that cannot be walked
+    // whole (the caller then walks it itself, meeting the damage).
+    WordChain* chain(uint32_t head);
+    // A new chain of one node; null when shared.
+    WordChain* newchain(uint32_t head, uint32_t value);
+    // Forgets the chains (the file copy stays); everything, with all.
+    void forget(bool all);
 
     // Reads the header: 0, or -1 with status '7' when it is short.  Sets
     // reuses() and freehead().
@@ -73,8 +103,11 @@ public:
 
 private:
     bool nodeplace(uint32_t off) const;
+    int32_t readat(void* buf, uint32_t count, uint32_t off);
+    int32_t writeat(const void* buf, uint32_t count, uint32_t off);
     FHCB* cb_;
     int32_t fd_;
+    PostCache* cache_ = nullptr;
     bool reuses_ = true;
     bool locked_ = false;
     uint32_t freehead_ = 0;
@@ -97,6 +130,9 @@ private:
     Posting& p_;
     bool ok_;
 };
+
+// Drops what an unshared block kept of its posting file.
+void postforget(const FHCB* cb);
 
 // The key buffer (cb->work) as 256 blanks with word copied to its start
 // (at most 256 characters), folded to lower case when fold is set.  0, or

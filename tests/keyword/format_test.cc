@@ -16,9 +16,12 @@ using Values = std::vector<uint32_t>;
 
 const std::string kHeader("ezhyp1\0\0\0\0\0\0\0\0\0\0", 16);
 
-TEST_F(KeywordTest, FreedNodesAreReusedInOrder) {
+// The same bytes whether the block is shared or keeps what it read.
+class KeywordBytes : public KeywordTest, public testing::WithParamInterface<bool> {};
+
+TEST_P(KeywordBytes, FreedNodesAreReusedInOrder) {
     Index ix;
-    ASSERT_EQ(ix.open(dir()), 0);
+    ASSERT_EQ(ix.open(dir(), 1, GetParam()), 0);
     EXPECT_EQ(readfile("kw.pst"), kHeader);
     ASSERT_EQ(ix.add("apple", 7), 0);   // node 16
     ASSERT_EQ(ix.add("Apple", 8), 0);   // node 24, linked from 16
@@ -51,6 +54,8 @@ TEST_F(KeywordTest, FreedNodesAreReusedInOrder) {
     EXPECT_EQ(cursor, -1);
     EXPECT_EQ(ix.cb.status, VN_E_HYPREAD);
 }
+
+INSTANTIATE_TEST_SUITE_P(Sharing, KeywordBytes, testing::Values(false, true));
 
 TEST_F(KeywordTest, OlderFormOnlyAppends) {
     const std::string header("ezhyp\0\0\0\0\0\0\0\0\0\0\0", 16);

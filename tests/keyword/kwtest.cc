@@ -12,13 +12,19 @@ const char* const kDefinition =
     "Item=KEYWORD,'C','L',0,30,1,0,\nItem=POSN,'C','L',30,5,1,1,\n"
     "Key=KEYWORD,30,1\n0,30,0\n";
 
-int32_t Index::open(const std::string& dir, int32_t create) {
+int32_t Index::open(const std::string& dir, int32_t create, bool single) {
     const std::string fid = dir + "/kw.fid";
     if (!std::filesystem::exists(fid)) std::ofstream(fid) << kDefinition;
     std::snprintf(cb.datname, sizeof cb.datname, "%s/kw.dat", dir.c_str());
     cb.work = work;
     posting = dir + "/kw.pst";
-    return fhhypinit(&cb, posting.c_str(), 1, create);
+    const int32_t r = fhhypinit(&cb, posting.c_str(), 1, create);
+    if (r == 0 && single) {
+        std::snprintf(cb.work, 257, "SINGLE");
+        cb.opcode = VN_OP_NETTYPE;
+        EXPECT_EQ(filehandler(&cb), 0);
+    }
+    return r;
 }
 
 void Index::close() {

@@ -20,8 +20,9 @@ struct Index {
     FHCB cb{};
     char work[257] = {};
     std::string posting;
-    // Opens (with create, making) the index in dir; fhhypinit's result.
-    int32_t open(const std::string& dir, int32_t create = 1);
+    // Opens (with create, making) the index in dir, shared unless single;
+    // fhhypinit's result.
+    int32_t open(const std::string& dir, int32_t create = 1, bool single = false);
     void close();
     ~Index() { close(); }
 

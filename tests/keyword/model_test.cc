@@ -30,14 +30,18 @@ void checknodes(const std::string& file, const Model& model) {
     EXPECT_EQ(used + free, (file.size() - 16) / 8);
 }
 
-TEST_F(KeywordTest, RandomOperationsMatchAModel) {
+// Shared, every step reads the files; unshared, the block keeps what it read.
+class KeywordModel : public KeywordTest, public testing::WithParamInterface<bool> {};
+
+TEST_P(KeywordModel, RandomOperationsMatchAModel) {
+    const bool single = GetParam();
     std::mt19937 rng(20261123);
     auto pick = [&](int n) { return std::uniform_int_distribution<int>(0, n - 1)(rng); };
     std::vector<std::string> vocab;
     for (int i = 0; i < 60; i++) vocab.push_back(std::string(1, "abc"[i % 3]) + "w" + std::to_string(i));
     Model model;
     Index ix;
-    ASSERT_EQ(ix.open(dir()), 0);
+    ASSERT_EQ(ix.open(dir(), 1, single), 0);
     for (int round = 0; round < 30; round++) {
         for (int op = 0; op < 40; op++) {
             const uint32_t value = 1 + pick(25);
@@ -56,7 +60,7 @@ TEST_F(KeywordTest, RandomOperationsMatchAModel) {
         }
         if (round == 15) {  // what is on disk is all there is
             ix.close();
-            ASSERT_EQ(ix.open(dir(), 0), 0);
+            ASSERT_EQ(ix.open(dir(), 0, single), 0);
         }
         for (const std::string& w : vocab) {
             auto it = model.find(w);
@@ -72,5 +76,7 @@ TEST_F(KeywordTest, RandomOperationsMatchAModel) {
         checknodes(readfile("kw.pst"), model);
     }
 }
+
+INSTANTIATE_TEST_SUITE_P(Sharing, KeywordModel, testing::Values(false, true));
 
 }  // namespace
