@@ -86,6 +86,14 @@ int32_t addword(FHCB* cb, Posting& p, const char* word, uint32_t value) {
     return r;
 }
 
+// fhhypaddword: the word rules, then the posting lock around the rest.
+int32_t addone(FHCB* cb, Posting& p, char* word, uint32_t value) {
+    if (!wordrules(word)) return 0;
+    PostLock lock(p);
+    if (!lock.ok()) return -1;
+    return addword(cb, p, word, value);
+}
+
 // The word filter of fhhypaddline: trims word in place and says whether
 // it is indexed under flags.  *start is where the word begins after the
 // leading characters are skipped.
@@ -159,14 +167,14 @@ int32_t VELNOR_CALL fhhypinit(FHCB* cb, const char* path, uint32_t open, int32_t
 }
 
 int32_t VELNOR_CALL fhhypaddword(FHCB* cb, char* word, uint32_t value) {
-    if (!wordrules(word)) return 0;
     Posting p(cb);
-    PostLock lock(p);
-    if (!lock.ok()) return -1;
-    return addword(cb, p, word, value);
+    return addone(cb, p, word, value);
 }
 
+// Each word goes through fhhypaddword's steps; one view of the posting file
+// serves the whole line.
 int32_t VELNOR_CALL fhhypaddline(FHCB* cb, const char* text, uint32_t value, uint16_t flags) {
+    Posting p(cb);
     char word[LINE_WORDMAX + 1];
     size_t len = 0;
     for (const char* c = text;; c++) {
@@ -178,7 +186,7 @@ int32_t VELNOR_CALL fhhypaddline(FHCB* cb, const char* text, uint32_t value, uin
             word[len] = '\0';
             len = 0;
             char* start;
-            if (wordfilter(word, flags, &start) && fhhypaddword(cb, start, value) != 0) return -1;
+            if (wordfilter(word, flags, &start) && addone(cb, p, start, value) != 0) return -1;
         }
         if (*c == '\0') return 0;
     }

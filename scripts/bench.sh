@@ -1,6 +1,6 @@
 #!/bin/bash
 # bench.sh - builds the benchmarks natively (optimised) and runs them.
-#   bash scripts/bench.sh                 index, engine and compress, full size
+#   bash scripts/bench.sh                 index, engine, compress and keyword, full size
 #   bash scripts/bench.sh engine 100000   one benchmark with its arguments
 #   bash scripts/bench.sh callgrind       instructions per operation of the
 #                                         index and engine hot paths
@@ -13,7 +13,7 @@ bash scripts/deps.sh all
 dir=build-bench
 cmake -S . -B "$dir" -G Ninja -DCMAKE_BUILD_TYPE=Release -DVELNOR_TESTS=OFF -DVELNOR_TOOLS=OFF \
   -DVELNOR_BENCH=ON >/dev/null
-cmake --build "$dir" -j2 --target index_bench engine_bench compress_bench
+cmake --build "$dir" -j2 --target index_bench engine_bench compress_bench keyword_bench
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 run() {
@@ -41,18 +41,19 @@ case ${1:-all} in
     run index
     run engine
     run compress
+    run keyword
     ;;
   callgrind)
     per_op index 100000
     per_op engine 10000 single
     ;;
-  index | engine | compress)
+  index | engine | compress | keyword)
     name=$1
     shift
     run "$name" "$@"
     ;;
   *)
-    echo "usage: $0 [all|callgrind|index|engine|compress [arguments]]" >&2
+    echo "usage: $0 [all|callgrind|index|engine|compress|keyword [arguments]]" >&2
     exit 2
     ;;
 esac
