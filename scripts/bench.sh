@@ -3,7 +3,7 @@
 #   bash scripts/bench.sh                 index, engine, compress and keyword, full size
 #   bash scripts/bench.sh engine 100000   one benchmark with its arguments
 #   bash scripts/bench.sh callgrind       instructions per operation of the
-#                                         index and engine hot paths
+#                                         index, engine and keyword hot paths
 # Installs whatever is missing first.  Each benchmark prints its own figures
 # and the ratio to the peers it runs in the same process.
 set -euo pipefail
@@ -46,6 +46,7 @@ case ${1:-all} in
   callgrind)
     per_op index 100000
     per_op engine 10000 single
+    per_op keyword 2000 0 0 single
     ;;
   index | engine | compress | keyword)
     name=$1

@@ -256,8 +256,12 @@ int main(int argc, char** argv) {
                 c.postings, nsearch, nlist);
     std::printf("CPU seconds, and velnor's time over FTS5's\n");
     std::printf("%-8s %10s %10s %10s   %8s %8s\n", "step", "single", "shared", "fts5", "single/", "shared/");
-    auto row = [](const char* step, double a, double b, double f) {
-        std::printf("%-8s %10.3f %10.3f %10.3f   %8.2f %8.2f\n", step, a, b, f, a / f, b / f);
+    const bool withshared = shared.build > 0;  // "-" for a run not made
+    auto row = [&](const char* step, double a, double b, double f) {
+        if (withshared)
+            std::printf("%-8s %10.3f %10.3f %10.3f   %8.2f %8.2f\n", step, a, b, f, a / f, b / f);
+        else
+            std::printf("%-8s %10.3f %10s %10.3f   %8.2f %8s\n", step, a, "-", f, a / f, "-");
     };
     row("build", single.build, shared.build, fts.build);
     row("search", single.search, shared.search, fts.search);
