@@ -7,16 +7,12 @@
 
 namespace {
 
-using kwtest::Index;
-using kwtest::KeywordTest;
+using namespace kwtest;
 
 constexpr uint32_t kAdds = 150;
 
 TEST_F(KeywordTest, TwoProcessesAddingLoseNothing) {
-    {
-        Index ix;
-        ASSERT_EQ(ix.open(dir()), 0);
-    }
+    ASSERT_EQ(Index().open(dir()), 0);  // made, and closed again
     coretest::Signal go[2];
     pid_t pid[2];
     for (int c = 0; c < 2; c++) {

@@ -8,10 +8,7 @@
 
 namespace {
 
-using kwtest::Index;
-using kwtest::KeywordTest;
-using kwtest::le32;
-using kwtest::node;
+using namespace kwtest;
 using Values = std::vector<uint32_t>;
 
 const std::string kHeader("ezhyp1\0\0\0\0\0\0\0\0\0\0", 16);

@@ -6,9 +6,7 @@
 
 namespace {
 
-using kwtest::Index;
-using kwtest::KeywordTest;
-using kwtest::le32;
+using namespace kwtest;
 
 
 struct Damage {
@@ -34,9 +32,7 @@ TEST_F(KeywordTest, DamagedChainsEndWithAStatus) {
     for (const Damage& d : kDamage) {
         SCOPED_TRACE(d.what);
         Index ix;
-        std::filesystem::remove(path("kw.pst"));
-        std::filesystem::remove(path("kw.dat"));
-        std::filesystem::remove(path("kw.idx"));
+        for (const char* f : {"kw.pst", "kw.dat", "kw.idx"}) std::filesystem::remove(path(f));
         ASSERT_EQ(ix.open(dir()), 0);
         ASSERT_EQ(ix.add("apple", 1) | ix.add("apple", 2) | ix.add("berry", 1), 0);
         if (d.at != 0)

@@ -41,9 +41,7 @@ std::vector<uint32_t> Index::search(const std::string& word) {
     uint32_t n = 99;
     uint32_t* v = fhhypsearch(&cb, word.c_str(), &n);
     std::vector<uint32_t> out(v, v + (v ? n : 0));
-    if (v == nullptr) {
-        EXPECT_EQ(n, 0u);
-    }
+    EXPECT_EQ(n, v != nullptr ? n : 0u);
     globalmfree(v);
     return out;
 }

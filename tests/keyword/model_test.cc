@@ -8,8 +8,7 @@
 
 namespace {
 
-using kwtest::Index;
-using kwtest::KeywordTest;
+using namespace kwtest;
 using Model = std::map<std::string, std::vector<uint32_t>>;
 
 uint32_t le32(const std::string& s, size_t at) {

@@ -8,8 +8,7 @@
 
 namespace {
 
-using kwtest::Index;
-using kwtest::KeywordTest;
+using namespace kwtest;
 using Words = std::vector<std::string>;
 
 struct LineCase {
