@@ -157,6 +157,9 @@ enum {
     VN_E_THRSHORT = 42,
     VN_E_THROVERFLOW = 43,
     VN_E_THREXPR = 44,
+    VN_E_HYPOPEN = '6',  /* posting file cannot be opened or created, bad magic */
+    VN_E_HYPREAD = '7',  /* posting node not read whole (or damaged chain) */
+    VN_E_HYPWRITE = '8', /* posting node not written whole */
     VN_C_NOTFOUND = 100, /* hash delete of a key that is not there */
     VN_C_HSHNOKEY = 102, /* hashed definition without a key */
     VN_C_NOREC = 'd',    /* no current record */
@@ -328,6 +331,94 @@ VELNOR_API intptr_t VELNOR_CALL fmwndproc(void *window, uint32_t message, uintpt
  * windows.  Null removes the hook. */
 typedef int32_t(VELNOR_CALL *FMASKFN)(const char *question, const char *caption);
 VELNOR_API void VELNOR_CALL fmsetask(FMASKFN ask);
+
+/* ------------------------------------------------------------------------
+ * Keyword index: words mapped to 32-bit values.  A keyword file (a record
+ * file of the application's definition, with the items "KEYWORD", key 1 on
+ * it, and "POSN", 5 base-95 digits) holds one record per word; a posting
+ * file ("ezhyp1", a free-list head, then 8-byte nodes {value, next}) holds
+ * one chain of values per word.  The block must name the keyword file
+ * (datname, and fidname/idxname when not derived) and serves one keyword
+ * index at a time: the posting file's handle is kept in cb->hypfd.
+ *
+ * Failures return -1 (or null) with the reason in cb->status: VN_E_HYPOPEN,
+ * VN_E_HYPREAD (also for a damaged chain: a link into the header, between
+ * nodes, past the end, or round a cycle), VN_E_HYPWRITE, VN_E_MEMORY, or
+ * the status of the record operation that failed.  No failure undoes what
+ * was already written.
+ *
+ * Sharing: while the block is shared (a network type other than "SINGLE"
+ * and not exclusive), fhhypaddword and fhhypdelete hold a one-byte lock of
+ * the posting file (at offset 0x7FFFFFFF, beyond its data) while they read
+ * the free-list head, choose a new node's place and write the node, the
+ * chain link and the head.  A program that shares the files without taking
+ * that lock can choose the same place as one of ours for two different
+ * words, and one of the two values is then lost (or a chain crosses into
+ * another word's); it can also take a node from the free list that another
+ * program is taking at the same moment.
+ * ------------------------------------------------------------------------ */
+
+/* open != 0: opens the keyword file (vfhopen; with create non-zero,
+ * vfhmake when that fails) and the posting file at path (with create,
+ * making a new one of 16 bytes when it cannot be opened).  A posting file
+ * that does not begin "ezhyp" closes both and gives VN_E_HYPOPEN, as does
+ * one that cannot be created.  A missing posting file without create
+ * returns -1 with the keyword file still open and no status set.
+ * open == 0: closes both files; returns 0. */
+VELNOR_API int32_t VELNOR_CALL fhhypinit(FHCB *cb, const char *path, uint32_t open,
+                                         int32_t create);
+/* Adds value to the chain of word (a writable string, folded to lower case
+ * in place) unless the chain holds it already.  Words of fewer than 2
+ * characters, 2-character words that are not two upper-case letters, and
+ * "and" and "the" are ignored.  A new node reuses the first free node of an
+ * "ezhyp1" file, else goes at the end.  The record lock of the keyword
+ * record is held from the lookup to the return.  0 (added, present or
+ * ignored), or -1. */
+VELNOR_API int32_t VELNOR_CALL fhhypaddword(FHCB *cb, char *word, uint32_t value);
+
+/* Flags of fhhypaddline: which words besides plain letter words are
+ * indexed. */
+enum {
+    VN_HYP_ALNUM = 0x02, /* numbers, and words of letters and digits */
+    VN_HYP_NUMBERS = 0x04,
+    VN_HYP_NUMBERS2 = 0x08, /* numbers (a second bit with the same effect) */
+    VN_HYP_MIXED = 0x10     /* words holding other characters */
+};
+/* Splits text at NUL, TAB, LF, CR, blank, '-' and '.' (a word keeps its
+ * first 256 characters), strips the trailing , . : ; ! " ' ( ) and the
+ * leading " ' ( ) of each word, and adds those the flags allow under value.
+ * 0, or -1 at the first word whose fhhypaddword fails. */
+VELNOR_API int32_t VELNOR_CALL fhhypaddline(FHCB *cb, const char *text, uint32_t value,
+                                            uint16_t flags);
+/* The values of word (folded to lower case; no other word rule applies) in
+ * the order they were added, in a block from globalcalloc that the caller
+ * frees with globalmfree, and their number in *count.  At most 64,897
+ * values come back; a longer chain is cut silently.  Null with *count 0
+ * when the word is absent or on failure.  On success the word's record is
+ * the block's current record (for fhhypgetnext). */
+VELNOR_API uint32_t *VELNOR_CALL fhhypsearch(FHCB *cb, const char *word, uint32_t *count);
+/* The words from prefix (compared as it is, not folded) to the last word
+ * sharing prefix's first character whose chain holds value, each as the
+ * keyword item holds it (trailing blanks kept) followed by "\r\n", appended
+ * to buffer.  buffer is null (a 256-byte one is made and *size set) or a
+ * block from globalmalloc/globalcalloc of *size bytes; it is replaced by a
+ * block 256 bytes larger, and *size raised, whenever a word would not fit,
+ * so the caller keeps only the returned pointer.  An empty prefix lists
+ * nothing.  On failure the buffer (whichever it is) is freed and null is
+ * returned; VN_E_MEMORY when a buffer cannot be had.  Leaves the record
+ * lock of the first word looked at held. */
+VELNOR_API char *VELNOR_CALL fhhyplist(FHCB *cb, uint32_t value, const char *prefix,
+                                       char *buffer, uint32_t *size);
+/* Removes value from every word's chain: a word left without values loses
+ * its record.  Freed nodes go on the free list of an "ezhyp1" file.  0, or
+ * -1 when a record write or delete or a node write fails (a damaged chain
+ * is skipped). */
+VELNOR_API int32_t VELNOR_CALL fhhypdelete(FHCB *cb, uint32_t value);
+/* One value of the current word's chain: *cursor 0 starts at the chain's
+ * head; afterwards *cursor holds the next node, or -1 after the last.  A
+ * node that cannot be read gives 0xFFFFFFFF, *cursor -1 and
+ * VN_E_HYPREAD. */
+VELNOR_API uint32_t VELNOR_CALL fhhypgetnext(FHCB *cb, int32_t *cursor);
 
 /* ------------------------------------------------------------------------
  * Support library: OS layer, memory, directories.

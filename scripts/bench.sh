@@ -1,9 +1,9 @@
 #!/bin/bash
 # bench.sh - builds the benchmarks natively (optimised) and runs them.
-#   bash scripts/bench.sh                 index, engine, compress and maint, full size
+#   bash scripts/bench.sh                 index, engine, compress, maint and keyword, full size
 #   bash scripts/bench.sh engine 100000   one benchmark with its arguments
 #   bash scripts/bench.sh callgrind       instructions per operation of the
-#                                         index and engine hot paths
+#                                         index, engine and keyword hot paths
 # Installs whatever is missing first.  Each benchmark prints its own figures
 # and the ratio to the peers it runs in the same process.
 set -euo pipefail
@@ -13,7 +13,7 @@ bash scripts/deps.sh all
 dir=build-bench
 cmake -S . -B "$dir" -G Ninja -DCMAKE_BUILD_TYPE=Release -DVELNOR_TESTS=OFF -DVELNOR_TOOLS=OFF \
   -DVELNOR_BENCH=ON >/dev/null
-cmake --build "$dir" -j2 --target index_bench engine_bench compress_bench maint_bench
+cmake --build "$dir" -j2 --target index_bench engine_bench compress_bench maint_bench keyword_bench
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 run() {
@@ -42,18 +42,20 @@ case ${1:-all} in
     run engine
     run compress
     run maint
+    run keyword
     ;;
   callgrind)
     per_op index 100000
     per_op engine 10000 single
+    per_op keyword 2000 0 0 single
     ;;
-  index | engine | compress | maint)
+  index | engine | compress | maint | keyword)
     name=$1
     shift
     run "$name" "$@"
     ;;
   *)
-    echo "usage: $0 [all|callgrind|index|engine|compress|maint [arguments]]" >&2
+    echo "usage: $0 [all|callgrind|index|engine|compress|maint|keyword [arguments]]" >&2
     exit 2
     ;;
 esac

@@ -305,6 +305,39 @@ void rundemo(const DemoOptions& opt) {
 
     step(11, "Checking and repairing a damaged file");
     maintenancestep();
+    step(12, "Finding customers by the words of their notes");
+    say("A keyword index keeps, for every word, the values it was added under.\n"
+        "notes.txt gets the NOTES of each customer of customers.csv, one line each and\n"
+        "in the same order, so that a line's number - its value in the index - names\n"
+        "the customer:");
+    {
+        std::ofstream txt("notes.txt", std::ios::binary);
+        CustomerGenerator gen;
+        for (unsigned i = 0; i < opt.count; ++i) txt << gen.next().notes << "\n";
+    }
+    KeywordOptions kw;
+    kw.index = "notes";
+    kw.textfile = "notes.txt";
+    command("keyword create notes");
+    runkwcreate(kw.index, stdout);
+    command("keyword addlines notes notes.txt");
+    runkwaddlines(kw, stdout);
+    kw.word = "invoice";
+    command("keyword search notes invoice");
+    std::vector<uint32_t> lines;
+    {
+        std::FILE* tmp = std::tmpfile();
+        if (tmp == nullptr) fail("temporary file", std::strerror(errno));
+        lines = runkwsearch(kw, tmp);
+        std::fclose(tmp);
+    }
+    for (size_t i = 0; i < lines.size() && i < 8; ++i) std::printf("%u\n", lines[i]);
+    if (lines.size() > 8) std::printf("... and %zu more\n", lines.size() - 8);
+    kw.value = lines.front();
+    std::printf("\nThe words of line %u, the notes of the customer in row %u of customers.csv:\n",
+                kw.value, kw.value);
+    command("keyword list notes " + std::to_string(kw.value));
+    runkwlist(kw, stdout);
 
     std::printf("\nDone.  The files stay in %s for you to try the commands on; "
                 "velnor --help lists them all.\n",

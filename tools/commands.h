@@ -78,6 +78,20 @@ struct MaintOptions {
 enum { MAINT_STOPPED = 1, MAINT_FAILED = 2 };
 // Prints the run's lines to out; EXIT_OK, or fails with the exit status.
 int runmaint(const MaintOptions& opt, std::FILE* out);
+// velnor keyword create|add|addlines|search|list|delete INDEX ...
+struct KeywordOptions {
+    std::string index, network = "SINGLE", word, prefix, textfile;
+    std::vector<std::string> words;
+    uint32_t value = 0;
+    uint16_t flags = 0;
+    bool json = false;
+    bool onevalue = false;  // value for every line of textfile
+};
+void runkwcreate(const std::string& index, std::FILE* out);
+// Returns the number of lines.
+long runkwaddlines(const KeywordOptions& opt, std::FILE* out);
+std::vector<uint32_t> runkwsearch(const KeywordOptions& opt, std::FILE* out);
+void runkwlist(const KeywordOptions& opt, std::FILE* out);
 
 // Registration on the command line.
 void addinfo(CLI::App& app);
@@ -89,6 +103,7 @@ void addfid(CLI::App& app);
 void addarchive(CLI::App& app);
 void adddemo(CLI::App& app);
 void addmaint(CLI::App& app);
+void addkeyword(CLI::App& app);
 
 }  // namespace vtool
 

@@ -22,6 +22,7 @@ int main(int argc, char** argv) {
     vtool::addarchive(app);
     vtool::adddemo(app);
     vtool::addmaint(app);
+    vtool::addkeyword(app);
     try {
         vtool::Engine engine;
         app.parse(argc, argv);

@@ -13,6 +13,7 @@ TEST_F(ToolTest, DemoRunsThroughAndRestoresIdenticalFiles) {
         EXPECT_NE(r.out.find("customer.fid   identical"), std::string::npos);
         EXPECT_EQ(r.out.find("DIFFERENT"), std::string::npos);
         EXPECT_NE(r.out.find("Records: 299 active, 1 deleted"), std::string::npos) << r.out;
+        EXPECT_NE(r.out.find("Indexed 300 lines of notes.txt."), std::string::npos);
     }
     // The files left behind are a working record file.
     RunResult info = velnor({"info", "tour/customer.dat"});

@@ -1,0 +1,71 @@
+// hypdelete.cc - removing a value from every word of a keyword index, and
+// putting the freed nodes on the posting file's free list.
+#include <cstring>
+
+#include "keyword/posting.h"
+
+namespace {
+
+// Puts the node at off on the free list, in a file that keeps one.
+int32_t freenode(Posting& p, uint32_t off) {
+    if (!p.reuses()) return 0;
+    if (p.readheader() < 0 || p.write(off, PostNode{NODE_FREE, p.freehead()}) < 0) return -1;
+    return p.writefreehead(off);
+}
+
+// Takes value out of the chain from head of the keyword record just read:
+// the record is rewritten with the next head, or deleted when the value was
+// its only one.  A damaged chain, or one without the value, is left alone.
+// 0, or -1 when a write or delete fails.
+int32_t dropvalue(FHCB* cb, Posting& p, uint32_t head, uint32_t value) {
+    uint32_t prev = 0, at = head;
+    PostNode node;
+    p.startwalk();
+    for (;;) {
+        if (!p.step() || p.read(at, &node) < 0) {
+            cb->status = 0;
+            return 0;
+        }
+        if (node.value == value) break;
+        if (chainend(node.next)) return 0;
+        prev = at;
+        at = node.next;
+    }
+    if (prev == 0) {
+        if (!chainend(node.next)) {
+            vfhitemset(cb, "POSN", 0, tobase95(node.next, 5));
+            if (vfhwrite(cb, 512) != 0) return -1;
+        } else if (vfhdelete(cb) != 0) {
+            return -1;
+        }
+    } else {
+        PostNode before;
+        if (p.read(prev, &before) < 0) return -1;
+        before.next = node.next;
+        if (p.write(prev, before) < 0) return -1;
+    }
+    return freenode(p, at);
+}
+
+}  // namespace
+
+extern "C" int32_t VELNOR_CALL fhhypdelete(FHCB* cb, uint32_t value) {
+    enum { LOWEST_KEY = 20 };
+    if (setkeyword(cb, "", false) < 0) return -1;
+    std::memset(cb->work, ' ', LOWEST_KEY);
+    cb->work[LOWEST_KEY] = '\0';
+    vfhsetkey(cb, 1);
+    vfhposn(cb, 0);
+    Posting p(cb);
+    // Heads change and records go: what was known of the chains is not
+    // kept (the copy of the file follows every write).
+    p.forget(false);
+    if (p.readheader() < 0) return -1;
+    while (vfhread(cb, 0) == 0) {
+        const uint32_t head = chainhead(cb);
+        if (head == 0) continue;
+        PostLock lock(p);
+        if (!lock.ok() || dropvalue(cb, p, head, value) < 0) return -1;
+    }
+    return 0;
+}

@@ -1,0 +1,110 @@
+// format_test.cc - the posting file byte for byte after known adds and
+// deletes, in the current form (nodes reused from the free list) and the
+// older one (nodes only appended); opening, walking and the result limits.
+#include <cstring>
+#include <fstream>
+
+#include "kwtest.h"
+
+namespace {
+
+using namespace kwtest;
+using Values = std::vector<uint32_t>;
+
+const std::string kHeader("ezhyp1\0\0\0\0\0\0\0\0\0\0", 16);
+
+// The same bytes whether the block is shared or keeps what it read.
+class KeywordBytes : public KeywordTest, public testing::WithParamInterface<bool> {};
+
+TEST_P(KeywordBytes, FreedNodesAreReusedInOrder) {
+    Index ix;
+    ASSERT_EQ(ix.open(dir(), 1, GetParam()), 0);
+    EXPECT_EQ(readfile("kw.pst"), kHeader);
+    ASSERT_EQ(ix.add("apple", 7), 0);   // node 16
+    ASSERT_EQ(ix.add("Apple", 8), 0);   // node 24, linked from 16
+    ASSERT_EQ(ix.add("berry", 7), 0);   // node 32
+    ASSERT_EQ(ix.add("apple", 7), 0);   // already there
+    EXPECT_EQ(readfile("kw.pst"), kHeader + node(7, 24) + node(8, 0) + node(7, 0));
+    ASSERT_EQ(fhhypdelete(&ix.cb, 7), 0);  // frees 16, then 32
+    EXPECT_EQ(readfile("kw.pst"), kHeader.substr(0, 8) + le32(32) + le32(0) +
+                                      node(~0u, 0) + node(8, 0) + node(~0u, 16));
+    EXPECT_EQ(ix.search("berry"), Values{});
+    ASSERT_EQ(ix.add("cherry", 9), 0);  // takes 32
+    ASSERT_EQ(ix.add("apple", 9), 0);   // takes 16, linked from 24
+    ASSERT_EQ(ix.add("date", 10), 0);   // free list empty: the end
+    EXPECT_EQ(readfile("kw.pst"), kHeader + node(9, 0) + node(8, 16) + node(9, 0) + node(10, 0));
+    EXPECT_EQ(ix.search("apple"), (Values{8, 9}));
+    EXPECT_EQ(ix.search("cherry"), Values{9});
+    EXPECT_EQ(ix.list(9, "a"), std::vector<std::string>{"apple"});
+    EXPECT_EQ(ix.list(9, "c"), std::vector<std::string>{"cherry"});
+    EXPECT_EQ(ix.list(9, ""), std::vector<std::string>{});
+
+    // One value at a time from the record the search left current.
+    ASSERT_EQ(ix.search("apple"), (Values{8, 9}));
+    int32_t cursor = 0;
+    EXPECT_EQ(fhhypgetnext(&ix.cb, &cursor), 8u);
+    EXPECT_EQ(cursor, 16);
+    EXPECT_EQ(fhhypgetnext(&ix.cb, &cursor), 9u);
+    EXPECT_EQ(cursor, -1);
+    cursor = 12345;  // not a node
+    EXPECT_EQ(fhhypgetnext(&ix.cb, &cursor), 0xFFFFFFFFu);
+    EXPECT_EQ(cursor, -1);
+    EXPECT_EQ(ix.cb.status, VN_E_HYPREAD);
+}
+
+INSTANTIATE_TEST_SUITE_P(Sharing, KeywordBytes, testing::Values(false, true));
+
+TEST_F(KeywordTest, OlderFormOnlyAppends) {
+    const std::string header("ezhyp\0\0\0\0\0\0\0\0\0\0\0", 16);
+    writefile("kw.pst", header);
+    Index ix;
+    ASSERT_EQ(ix.open(dir()), 0);
+    ASSERT_EQ(ix.add("apple", 7), 0);
+    ASSERT_EQ(ix.add("apple", 8), 0);
+    ASSERT_EQ(fhhypdelete(&ix.cb, 7), 0);
+    ASSERT_EQ(ix.add("apple", 9), 0);
+    EXPECT_EQ(readfile("kw.pst"), header + node(7, 24) + node(8, 32) + node(9, 0));
+    EXPECT_EQ(ix.search("apple"), (Values{8, 9}));
+}
+
+TEST_F(KeywordTest, OpeningChecksThePostingFile) {
+    {
+        Index ix;  // no posting file and no create: the keyword file stays open
+        ASSERT_EQ(ix.open(dir()), 0);
+        ix.close();
+        std::filesystem::remove(path("kw.pst"));
+        EXPECT_EQ(ix.open(dir(), 0), -1);
+        EXPECT_EQ(ix.cb.status, 0);
+        EXPECT_NE(ix.cb.recbuf, nullptr);
+    }
+    writefile("kw.pst", "ezhy" + std::string(12, '\0'));
+    Index bad;
+    EXPECT_EQ(bad.open(dir()), -1);
+    EXPECT_EQ(bad.cb.status, VN_E_HYPOPEN);
+    EXPECT_EQ(bad.cb.recbuf, nullptr);
+}
+
+TEST_F(KeywordTest, LongResultsAreCutAndListsGrow) {
+    Index ix;
+    ASSERT_EQ(ix.open(dir()), 0);
+    ASSERT_EQ(ix.add("big", 0), 0);
+    std::string chain;
+    const uint32_t n = 66000;
+    for (uint32_t i = 0; i < n; i++) chain += node(i, i + 1 < n ? 16 + 8 * (i + 1) : 0);
+    std::fstream(path("kw.pst"), std::ios::in | std::ios::out | std::ios::binary).seekp(16) << chain;
+    Values got = ix.search("big");
+    ASSERT_EQ(got.size(), 64897u);
+    EXPECT_EQ(got.back(), 64896u);
+
+    for (int i = 0; i < 40; i++) ASSERT_EQ(ix.add("word" + std::string(1, 'a' + i % 26) + std::to_string(i), 3), 0);
+    uint32_t size = 16;
+    char* mine = static_cast<char*>(globalcalloc(size, 1));
+    char* text = fhhyplist(&ix.cb, 3, "w", mine, &size);
+    ASSERT_NE(text, nullptr);
+    EXPECT_EQ(std::strlen(text), 40u * 32);  // 30 characters each, and "\r\n"
+    EXPECT_EQ(size % 256, 16u);
+    EXPECT_GT(size, std::strlen(text));
+    globalmfree(text);
+}
+
+}  // namespace

@@ -1,0 +1,81 @@
+// model_test.cc - random adds, deletes, searches and lists against a map of
+// each word's values in order of adding; after each round every node of the
+// posting file is in exactly one place: a chain, or the free list.
+#include <map>
+#include <random>
+
+#include "kwtest.h"
+
+namespace {
+
+using namespace kwtest;
+using Model = std::map<std::string, std::vector<uint32_t>>;
+
+uint32_t le32(const std::string& s, size_t at) {
+    const auto* p = reinterpret_cast<const unsigned char*>(s.data() + at);
+    return p[0] | p[1] << 8 | p[2] << 16 | uint32_t(p[3]) << 24;
+}
+
+// Every node is on a chain or free, none twice.
+void checknodes(const std::string& file, const Model& model) {
+    ASSERT_EQ((file.size() - 16) % 8, 0u);
+    size_t free = 0, used = 0;
+    for (uint32_t at = le32(file, 8); at != 0; at = le32(file, at + 4)) {
+        ASSERT_LT(at, file.size());
+        ASSERT_EQ(le32(file, at), 0xFFFFFFFFu);
+        ASSERT_LE(++free, file.size() / 8);
+    }
+    for (const auto& [word, values] : model) used += values.size();
+    EXPECT_EQ(used + free, (file.size() - 16) / 8);
+}
+
+// Shared, every step reads the files; unshared, the block keeps what it read.
+class KeywordModel : public KeywordTest, public testing::WithParamInterface<bool> {};
+
+TEST_P(KeywordModel, RandomOperationsMatchAModel) {
+    const bool single = GetParam();
+    std::mt19937 rng(20261123);
+    auto pick = [&](int n) { return std::uniform_int_distribution<int>(0, n - 1)(rng); };
+    std::vector<std::string> vocab;
+    for (int i = 0; i < 60; i++) vocab.push_back(std::string(1, "abc"[i % 3]) + "w" + std::to_string(i));
+    Model model;
+    Index ix;
+    ASSERT_EQ(ix.open(dir(), 1, single), 0);
+    for (int round = 0; round < 30; round++) {
+        for (int op = 0; op < 40; op++) {
+            const uint32_t value = 1 + pick(25);
+            if (pick(8) == 0) {
+                ASSERT_EQ(fhhypdelete(&ix.cb, value), 0);
+                for (auto it = model.begin(); it != model.end();) {
+                    std::erase(it->second, value);
+                    it = it->second.empty() ? model.erase(it) : std::next(it);
+                }
+            } else {
+                const std::string& w = vocab[pick(vocab.size())];
+                ASSERT_EQ(ix.add(w, value), 0);
+                auto& vs = model[w];
+                if (std::find(vs.begin(), vs.end(), value) == vs.end()) vs.push_back(value);
+            }
+        }
+        if (round == 15) {  // what is on disk is all there is
+            ix.close();
+            ASSERT_EQ(ix.open(dir(), 0, single), 0);
+        }
+        for (const std::string& w : vocab) {
+            auto it = model.find(w);
+            ASSERT_EQ(ix.search(w), it == model.end() ? std::vector<uint32_t>{} : it->second) << w;
+        }
+        const uint32_t value = 1 + pick(25);
+        const std::string prefix(1, "abc"[pick(3)]);
+        std::vector<std::string> expect;
+        for (const auto& [word, values] : model)
+            if (word[0] == prefix[0] && std::find(values.begin(), values.end(), value) != values.end())
+                expect.push_back(word);
+        EXPECT_EQ(ix.list(value, prefix), expect);
+        checknodes(readfile("kw.pst"), model);
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Sharing, KeywordModel, testing::Values(false, true));
+
+}  // namespace
