@@ -47,11 +47,12 @@ long runget(const GetOptions& opt, std::FILE* out);
 // velnor delete FILE VALUE
 long rundelete(const OpenSpec& file, const std::string& value, std::FILE* out);
 
-// velnor load FILE --csv IN [--create]
+// velnor load FILE --csv IN [--create] [--replace]
 struct LoadOptions {
     OpenSpec file;
     std::string csv;
     bool create = false;
+    bool replace = false;  // a row may replace the record with its key
 };
 long runload(const LoadOptions& opt, std::FILE* out);
 

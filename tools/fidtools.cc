@@ -9,8 +9,7 @@
 #include <vector>
 
 #include "common.h"
-#include "engine/fid.h"
-#include "index/thread.h"
+#include "libinternal.h"
 
 namespace vtool {
 
