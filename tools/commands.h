@@ -65,7 +65,9 @@ struct ArchiveOptions {
     std::string target;
     bool overwrite = false;
     bool quiet = false;
-    bool bits = false;
+    bool bits = false;  // --raw listing: the width column
+    bool json = false;  // listing as JSON
+    bool raw = false;   // listing in the archiver's own text
 };
 void runarchive(const ArchiveOptions& opt, std::FILE* out);
 

@@ -92,6 +92,10 @@ void checkpath(const std::string& path, size_t limit) {
                                              std::to_string(limit));
 }
 
+std::string counted(long n, const std::string& noun) {
+    return std::to_string(n) + " " + noun + (n == 1 ? "" : "s");
+}
+
 std::string derivedname(const std::string& datname, const char* ext) {
     size_t slash = datname.find_last_of("/\\");
     size_t dot = datname.rfind('.');

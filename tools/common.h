@@ -41,6 +41,9 @@ constexpr size_t PATH_LIMIT = 260;
 // Fails naming path when it is longer than limit characters.
 void checkpath(const std::string& path, size_t limit = PATH_LIMIT);
 
+// "1 key", "2 keys": n and the noun, made plural unless n is 1.
+std::string counted(long n, const std::string& noun);
+
 // Names the engine derives from a data file name: its extension (from the
 // last dot of the file part) replaced by ext, or ext appended.
 std::string derivedname(const std::string& datname, const char* ext);
