@@ -12,7 +12,7 @@ long rundump(const DumpOptions& opt, std::FILE* out) {
     f.setkey(opt.key);  // a bad key number fails before anything is written
     if (opt.thread) f.checkthread(opt.thread);
     std::vector<Column> cols = selectcolumns(cb, opt.items, f.path());
-    auto w = makewriter(opt.format, out);
+    auto w = makewriter(opt.format, out, opt.encoding);
     w->begin(cols, opt.deleted);
     long n = 0;
     auto visit = [&](bool deleted) {
@@ -37,7 +37,7 @@ long runget(const GetOptions& opt, std::FILE* out) {
     KeyShape shape = keyshape(cb, opt.key);
     std::string value = keyvalue(shape, opt.value, opt.exact);
     std::vector<Column> cols = selectcolumns(cb, opt.items, f.path());
-    auto w = makewriter(opt.format, out);
+    auto w = makewriter(opt.format, out, opt.encoding);
     long n = 0;
     walkkey(f, opt.key, value, [&](bool deleted) {
         // The keys run in order: the first that does not match ends it.
@@ -68,6 +68,7 @@ void adddump(CLI::App& app) {
                       ->check(CLI::PositiveNumber)
                       ->excludes(key);
     formatoption(sub, opt->format);
+    encodingoption(sub, opt->encoding);
     itemsoption(sub, opt->items);
     sub->add_flag("--deleted", opt->deleted,
                   "Include deleted records (physical order only), marked D")
@@ -88,6 +89,7 @@ void addget(CLI::App& app) {
         ->check(CLI::PositiveNumber);
     sub->add_flag("--exact", opt->exact, "Only keys equal to VALUE, not starting with it");
     formatoption(sub, opt->format);
+    encodingoption(sub, opt->encoding);
     itemsoption(sub, opt->items);
     sub->callback([opt] { runget(*opt, stdout); });
 }

@@ -27,6 +27,7 @@ struct DumpOptions {
     int key = 0;      // 0 = physical order
     int thread = 0;   // 1-based thread to walk, 0 = none
     Format format = Format::Text;
+    Encoding encoding = Encoding::Cp1252;
     bool deleted = false;
     std::vector<std::string> items;  // items to show, all when empty
 };
@@ -41,6 +42,7 @@ struct GetOptions {
     bool exact = false;
     Format format = Format::Text;
     std::vector<std::string> items;
+    Encoding encoding = Encoding::Cp1252;
 };
 long runget(const GetOptions& opt, std::FILE* out);
 
