@@ -155,6 +155,8 @@ std::vector<Member> readmembers(const std::string& path) {
         in.read(reinterpret_cast<char*>(raw), CMP_HDRSIZE);
         Member m{};
         m.at = at;
+        if (in.gcount() < CMP_HDRSIZE && (raw[0] == CMP_MAGIC1 || members.size()))
+            fail(path, "cut short inside the entry header at byte " + std::to_string(at));
         if (in.gcount() < CMP_HDRSIZE || cmphdrunpack(raw, &m.h) != 0) {
             if (members.empty()) fail(path, "not an archive (Not a COMPRESS file.)");
             fail(path, "damaged: no entry header at byte " + std::to_string(at) +
@@ -308,6 +310,15 @@ void add(const ArchiveOptions& opt, const std::string& path, std::FILE* out) {
         fail(path, interrupted ? "stopped; the archive is left as it was"
                                : "nothing was added; the archive is left as it was");
     }
+    // Where names are case-sensitive the archiver looks for a name lowered.
+    std::string missing;
+    std::vector<Member> members = readmembers(path);
+    for (const auto& [name, size] : run.sizes) {
+        bool in = false;
+        for (const Member& m : members) in = in || name == m.h.name;
+        if (!in) missing += " " + name;
+    }
+    if (!missing.empty()) fail(path, "the archiver did not find:" + missing);
     (void)out;
 }
 

@@ -147,7 +147,7 @@ bool scantext(const std::string& path, TextLines& t) {
     std::ifstream in(path, std::ios::binary);
     std::string line;
     if (!std::getline(in, line) || trimmed(line) != "TKF FID v7.0") return false;
-    long segsleft = 0;
+    long segsleft = 0, reclen = 0;
     for (long n = 2; std::getline(in, line); ++n) {
         std::string where = "line " + std::to_string(n) + ": ";
         if (!line.empty() && line.back() == '\r') line.pop_back();
@@ -171,8 +171,21 @@ bool scantext(const std::string& path, TextLines& t) {
             fail(path, where + "unknown keyword '" + trimmed(line).substr(0, 20) + "'");
         std::string rest = trimmed(line.substr(std::strlen(word)));
         if (!rest.empty() && rest[0] == '=') rest = trimmed(rest.substr(1));
-        if (std::strcmp(word, "Item") == 0) {
+        if (std::strcmp(word, "RecLen") == 0) {
+            reclen = std::atol(rest.c_str());
+        } else if (std::strcmp(word, "Item") == 0) {
             t.items.push_back(n);
+            // name, type, justification, offset, length, occurrences, order
+            std::vector<std::string> f;
+            for (size_t b = 0, e; b <= rest.size(); b = e + 1) {
+                e = std::min(rest.find(',', b), rest.size());
+                f.push_back(trimmed(rest.substr(b, e - b)));
+            }
+            long end = f.size() < 6 ? 0 : std::atol(f[3].c_str()) + std::atol(f[4].c_str()) *
+                                                                      std::atol(f[5].c_str());
+            if (end > reclen)
+                fail(path, where + "item " + f[0] + " ends at byte " + std::to_string(end) +
+                               ", past the record's " + std::to_string(reclen));
         } else if (std::strcmp(word, "Key") == 0) {
             t.keys.push_back(n);
             t.segs.emplace_back();
@@ -219,10 +232,6 @@ void checktables(const FHCB* cb, const TextLines& t, const std::string& path) {
         if (std::strchr("LRCN", it.just) == nullptr || it.just == 0)
             fail(path, where + "item " + it.name + ": unknown justification '" +
                            std::string(1, it.just) + "' (L, R, C or N)");
-        unsigned end = it.offset - 1u + unsigned{it.length} * it.occurs;
-        if (it.length == 0 || it.occurs == 0 || end > reclen)
-            fail(path, where + "item " + it.name + " ends at byte " + std::to_string(end) +
-                           ", past the record's " + std::to_string(reclen));
         for (unsigned k = 0; k < it.occurs; ++k) starts.push_back(it.offset - 1u + k * it.length);
     }
     for (int k = 0; k < cb->nkeys; ++k) {
@@ -281,10 +290,11 @@ void printdefinition(std::FILE* out, const FHCB* cb) {
 }
 
 void compilefid(const std::string& in, const std::string& out) {
+    TextLines text;
+    bool istext = scantext(in, text);
     Definition def(in);
     FHCB* cb = def.cb();
-    TextLines text;
-    if (scantext(in, text)) {
+    if (istext) {
         checktables(cb, text, in);
         // The text loader takes an NThreads count but no table.
         cb->nthreads = 0;

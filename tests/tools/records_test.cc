@@ -162,10 +162,11 @@ TEST_P(Records, LoadDumpGetDeleteFollowTheModel) {
     std::vector<Row> rows = randomrows(400, 7 + GetParam());
     for (const Row& r : rows) m.write(r);
     write("in.csv", csv(rows));
-    RunResult load = velnor({"load", "c.dat", "--csv", "in.csv", "--create"});
+    RunResult load = velnor({"load", "c.dat", "--csv", "in.csv", "--create", "--replace"});
     ASSERT_EQ(load.code, 0) << load.err;
     EXPECT_NE(load.out.find("Loaded 400 records"), std::string::npos) << load.out;
-    EXPECT_NE(load.err.find("longer than their items and were cut"), std::string::npos);
+    EXPECT_NE(load.out.find(" replaced records."), std::string::npos) << load.out;
+    EXPECT_NE(load.err.find("values were longer than its item and cut"), std::string::npos);
     EXPECT_EQ(load.err.find('\r'), std::string::npos) << "progress drawn off a terminal";
 
     // Physical order.
@@ -262,11 +263,11 @@ TEST_P(Records, AppendingLoadsAddToTheFile) {
     for (const Row& r : second) m.write(r);
     write("a.csv", csv(first));
     write("b.csv", csv(second));
-    ASSERT_EQ(velnor({"load", "c.dat", "--csv", "a.csv", "--create"}).code, 0);
-    RunResult twice = velnor({"load", "c.dat", "--csv", "b.csv", "--create"});
+    ASSERT_EQ(velnor({"load", "c.dat", "--csv", "a.csv", "--create", "--replace"}).code, 0);
+    RunResult twice = velnor({"load", "c.dat", "--csv", "b.csv", "--create", "--replace"});
     EXPECT_EQ(twice.code, 1) << "--create must not replace a file";
     EXPECT_NE(twice.err.find("already exists"), std::string::npos) << twice.err;
-    ASSERT_EQ(velnor({"load", "c.dat", "--csv", "b.csv", "--network", "ibmnet"}).code, 0);
+    ASSERT_EQ(velnor({"load", "c.dat", "--csv", "b.csv", "--network", "ibmnet", "--replace"}).code, 0);
     EXPECT_EQ(dump({}), m.active());
 }
 
