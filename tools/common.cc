@@ -143,9 +143,11 @@ RecordFile::RecordFile(const OpenSpec& target, bool create) : spec_(target) {
     setname(cb_.datname, target.path);
     setname(cb_.fidname, target.fid);
     setname(cb_.idxname, target.index);
-    // Without the engine's locks (network type 0) two programs at once
-    // would corrupt the file: the program holds it alone for the run.
-    bool unshared = nettypeof(target.network) == 0;
+    // Only network types 1 and 2 take the engine's byte locks; under any
+    // other two programs at once would corrupt the file, so the program
+    // holds it alone for the run.
+    int nettype = nettypeof(target.network);
+    bool unshared = nettype != 1 && nettype != 2;
     if (!create) hold(unshared);
     if ((create ? vfhmake(&cb_) : vfhopen(&cb_)) != 0) fail_status();
     open_ = true;
