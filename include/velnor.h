@@ -254,7 +254,7 @@ VELNOR_API int32_t VELNOR_CALL vfhread(FHCB *cb, int32_t stay);
  * key (key 0) it holds, which it silently replaces.  stay: as for read. */
 VELNOR_API int32_t VELNOR_CALL vfhwrite(FHCB *cb, int32_t stay);
 /* Positions at the first record whose active key is at or after the value
- * in cb->work (exact nonzero: equal to it); -1 with VN_C_NOREC when none. */
+ * in cb->work (exact nonzero: equal to it); -1 with the status when none. */
 VELNOR_API int32_t VELNOR_CALL vfhposn(FHCB *cb, int32_t exact);
 VELNOR_API int32_t VELNOR_CALL vfhbacksp(FHCB *cb);
 /* Deletes the record whose primary key cb->recbuf holds: marked "D", its
@@ -267,7 +267,7 @@ VELNOR_API int32_t VELNOR_CALL vfhrunlock(FHCB *cb);
 /* Commits the header count, thread heads and index pages to disk. */
 VELNOR_API int32_t VELNOR_CALL vfhsecure(FHCB *cb);
 /* Selects the order of later reads: key (1-based as in the definition), or
- * 0 for physical order.  VN_E_KEYNO for a key the file does not have. */
+ * 0 for physical order; a key the file does not have fails. */
 VELNOR_API int32_t VELNOR_CALL vfhsetkey(FHCB *cb, uint8_t key);
 /* Closes the file's OS handles but keeps its state; the next operation on
  * cb reopens it. */
