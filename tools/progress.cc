@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <cstdio>
+#include <cstdlib>
 
 namespace vtool {
 
@@ -27,7 +28,10 @@ bool stderristty() { return isatty(2) != 0; }
 bool stdinistty() { return isatty(0) != 0; }
 
 ProgressBar::ProgressBar(std::string label, int delayms)
-    : label_(std::move(label)), enabled_(stderristty()), start_(Clock::now()), delay_(delayms) {}
+    : label_(std::move(label)), enabled_(stderristty()), start_(Clock::now()), delay_(delayms) {
+    if (const char* ms = std::getenv("VELNOR_PROGRESS_DELAY"))
+        delay_ = std::chrono::milliseconds(std::atoi(ms));
+}
 
 ProgressBar::~ProgressBar() { finish(); }
 
@@ -60,7 +64,7 @@ void ProgressBar::update(uint64_t done, uint64_t total) {
                        std::string(width - filled, '.') + "] " + std::to_string(percent) +
                        "%  " + bytes(static_cast<double>(done)) + " of " +
                        bytes(static_cast<double>(total));
-    if (secs > 0.2) line += "  " + bytes(done / secs) + "/s";
+    if (secs > 0.05) line += "  " + bytes(done / secs) + "/s";
     draw(line);
 }
 

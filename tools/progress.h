@@ -18,7 +18,8 @@ bool stdinistty();
 class ProgressBar {
 public:
     // label: shown first (a file name, say); delayms: nothing is drawn
-    // before that.
+    // before that, unless the environment's VELNOR_PROGRESS_DELAY gives
+    // other milliseconds (for scripts and tests that want the bar at once).
     explicit ProgressBar(std::string label, int delayms = 300);
     ~ProgressBar();
     // A new label, for the next piece of work; the rate starts again.

@@ -92,6 +92,7 @@ TEST_F(Posix, ProgressOnATerminalIsOneBarRedrawnSparingly) {
         dup2(null, 0);
         dup2(null, 1);
         dup2(tty, 2);
+        setenv("VELNOR_PROGRESS_DELAY", "0", 1);  // drawn from the start
         execl(exe.c_str(), exe.c_str(), "archive", "add", "big.cmp", "big.txt", nullptr);
         _exit(127);
     }
