@@ -293,8 +293,9 @@ std::map<std::string, uint64_t> checkadd(const std::vector<std::string>& args) {
     return sizes;
 }
 
-void add(const ArchiveOptions& opt, const std::string& path, std::FILE* out) {
+void addfiles(const ArchiveOptions& opt, const std::string& path) {
     run.sizes = checkadd(opt.files.empty() ? std::vector<std::string>{"*.*"} : opt.files);
+    run.sizes.erase(fs::path(path).filename().string());  // never added to itself
     std::error_code ec;
     bool existed = fs::exists(path, ec);
     if (existed) readmembers(path);  // never add to a file that is not an archive
@@ -319,10 +320,9 @@ void add(const ArchiveOptions& opt, const std::string& path, std::FILE* out) {
         if (!in) missing += " " + name;
     }
     if (!missing.empty()) fail(path, "the archiver did not find:" + missing);
-    (void)out;
 }
 
-void remove(const ArchiveOptions& opt, const std::string& path, std::FILE* out) {
+void deletemembers(const ArchiveOptions& opt, const std::string& path, std::FILE* out) {
     std::vector<Member> members = readmembers(path);
     for (const Member& m : members)
         if (m.cut) fail(path, std::string("cut short: the archive ends inside ") + m.h.name);
@@ -400,7 +400,7 @@ bool mayreplace(const ArchiveOptions& opt, const std::string& file) {
     return !answer.empty() && (answer[0] == 'y' || answer[0] == 'Y');
 }
 
-void extract(const ArchiveOptions& opt, const std::string& path, std::FILE* out) {
+void extractmembers(const ArchiveOptions& opt, const std::string& path, std::FILE* out) {
     std::vector<Member> members = readmembers(path);
     fs::path target = opt.target.empty() ? fs::path(".") : fs::path(opt.target);
     std::error_code ec;
@@ -489,11 +489,11 @@ void runarchive(const ArchiveOptions& opt, std::FILE* out) {
     if (opt.action != "add" && !fs::exists(path, ec))
         fail(path, std::strerror(ENOENT));
     if (opt.action == "add") {
-        add(opt, path, out);
+        addfiles(opt, path);
     } else if (opt.action == "extract") {
-        extract(opt, path, out);
+        extractmembers(opt, path, out);
     } else if (opt.action == "delete") {
-        remove(opt, path, out);
+        deletemembers(opt, path, out);
     } else if (opt.raw) {
         readmembers(path);
         if (archiver(optionstring('L', opt, opt.quiet, ""), opt.archive, opt.files, nullptr) != 0)
