@@ -73,7 +73,7 @@ int32_t parseoptions(const char* options, CmpRun& run) {
             }
             size_t n = std::strlen(dir);
             if (n > 0 && dir[n - 1] != '\\' && dir[n - 1] != ':' && dir[n - 1] != '/') {
-                dir[n] = '\\';
+                dir[n] = ospathsep;
                 dir[n + 1] = 0;
             }
             std::memcpy(cmpopt.target, dir, sizeof dir);

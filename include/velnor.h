@@ -237,26 +237,66 @@ VELNOR_API int32_t VELNOR_CALL bldkey(FHCB *cb, int32_t keyno, char *dest);
 VELNOR_API char *VELNOR_CALL tobase95(uint32_t value, uint32_t width);
 VELNOR_API uint32_t VELNOR_CALL frombase95(const char *text, uint32_t width);
 
-/* Simplified record API. */
+/* Simplified record API.  Each record call clears cb->status, runs one
+ * operation through filehandler and returns 0 when cb->status is still 0,
+ * else -1 with the reason there.
+ *
+ * Open, create, temporary index: cb->datname names the data file;
+ * cb->fidname and cb->idxname may be "" for the names derived from it
+ * (".fid", ".idx" or ".hsh").  The file opens shared (network type 1):
+ * operation 12 chooses another type afterwards.  On success cb->recbuf is a
+ * new record buffer of reclen + 8 bytes, blank, with the newline at
+ * reclen - 1; vfhclose frees it (also when the close fails).  vfhopen of a
+ * missing file gives status VN_E_DATOPEN (VN_E_FIDOPEN when the definition
+ * is missing) and no buffer.  vfhmake replaces an existing data file.
+ * vfhmaketidx takes the key expression in cb->work. */
 VELNOR_API int32_t VELNOR_CALL vfhopen(FHCB *cb);
 VELNOR_API int32_t VELNOR_CALL vfhmake(FHCB *cb);
 VELNOR_API int32_t VELNOR_CALL vfhmaketidx(FHCB *cb);
 VELNOR_API int32_t VELNOR_CALL vfhclose(FHCB *cb);
+/* Reads the current record into cb->recbuf and moves to the next in the
+ * active order, unless stay is nonzero.  A deleted record is read too and
+ * returns -1 with VN_C_DELETED.  Past the last record (or with no current
+ * record) the result is -1 with VN_C_NOREC: that is the end of the file. */
 VELNOR_API int32_t VELNOR_CALL vfhread(FHCB *cb, int32_t stay);
+/* Writes cb->recbuf: a new record, or a rewrite of the one whose primary
+ * key (key 0) it holds, which it silently replaces.  stay: as for read. */
 VELNOR_API int32_t VELNOR_CALL vfhwrite(FHCB *cb, int32_t stay);
+/* Positions at the first record whose active key is at or after the value
+ * in cb->work (exact nonzero: equal to it); -1 with the status when none. */
 VELNOR_API int32_t VELNOR_CALL vfhposn(FHCB *cb, int32_t exact);
 VELNOR_API int32_t VELNOR_CALL vfhbacksp(FHCB *cb);
+/* Deletes the record whose primary key cb->recbuf holds: marked "D", its
+ * keys taken out and its slot kept for reuse. */
 VELNOR_API int32_t VELNOR_CALL vfhdelete(FHCB *cb);
+/* Locks the current record, or unlocks the one this block holds; only
+ * network types 1 and 2 take OS locks, others succeed without any. */
 VELNOR_API int32_t VELNOR_CALL vfhrlock(FHCB *cb);
 VELNOR_API int32_t VELNOR_CALL vfhrunlock(FHCB *cb);
+/* Commits the header count, thread heads and index pages to disk. */
 VELNOR_API int32_t VELNOR_CALL vfhsecure(FHCB *cb);
+/* Selects the order of later reads: key (1-based as in the definition), or
+ * 0 for physical order; a key the file does not have fails. */
 VELNOR_API int32_t VELNOR_CALL vfhsetkey(FHCB *cb, uint8_t key);
+/* Closes the file's OS handles but keeps its state; the next operation on
+ * cb reopens it. */
 VELNOR_API int32_t VELNOR_CALL vfhlimbo(FHCB *cb);
+/* Item access by name (exact case) on cb->recbuf; occ is the 0-based
+ * occurrence and must be below the item's occurrences.  get copies the
+ * field with its trailing blanks into dest (length + 1 bytes) and a zero;
+ * set writes src blank-filled (on the left for a right-justified item) and
+ * cuts a longer value on the right without a word.  0, or -1 for an
+ * unknown item or occurrence.  vfhitemoffset: the item's first byte in
+ * recbuf, or null.  vfhcopy copies occurrence 0 of each item of src to the
+ * item of that name in dst (skipping those dst lacks) and returns 0. */
 VELNOR_API int32_t VELNOR_CALL vfhitemget(FHCB *cb, const char *name, int32_t occ, char *dest);
 VELNOR_API int32_t VELNOR_CALL vfhitemset(FHCB *cb, const char *name, int32_t occ, const char *src);
 VELNOR_API char *VELNOR_CALL vfhitemoffset(FHCB *cb, const char *name);
 VELNOR_API int32_t VELNOR_CALL vfhcopy(FHCB *dst, FHCB *src);
+/* Stores 1792 (0x0700) in *major and 144 (0x0090) in *minor. */
 VELNOR_API void VELNOR_CALL vfhgetversion(uint16_t *major, uint16_t *minor);
+/* Folder for the temporary files of file maintenance (at most 71
+ * characters are kept); null or "" puts them beside the data file. */
 VELNOR_API void VELNOR_CALL vfhsettmpdir(const char *dir);
 VELNOR_API int32_t VELNOR_CALL fastlruopen(const char *name, int32_t mode, uint32_t extra);
 VELNOR_API int32_t VELNOR_CALL closelru(int32_t force);
@@ -528,8 +568,27 @@ VELNOR_API int32_t VELNOR_CALL convdate(const char *text, char *dest);
  * Compress archiver.
  * ------------------------------------------------------------------------ */
 
+/* Runs one archive operation.  options: its first character is skipped,
+ * then letters in either case: exactly one of A (add or update the named
+ * files), X (extract matching entries), L (list them) or D (delete entries
+ * named by files that exist on disk); B (the listing's width column);
+ * O (overwrite on extraction without asking); Q (quiet: no progress, a
+ * listing without sizes); P"pw" (password, up to 10 characters);
+ * T"dir" (extraction folder, up to 40 characters, the system's separator
+ * added).  Q, O, the password and the folder are library-wide and sticky:
+ * once given they apply to every later call until replaced, so give
+ * P"" and T"" to clear them; there is no way to clear Q or O.  Archive and
+ * file names are taken in lower case; an archive name without an extension
+ * gets ".cmp"; entry names hold 12 characters.  patterns: file names or wildcard
+ * patterns (none means "*.*"), "@name" for a list file of them.
+ * Returns 0; -1 for an error by number (see compress_setsinks), a bad
+ * combination of letters or a stop; -2 for a bad password, folder or list
+ * file, or a missing archive for X, L or D.  An extraction returns 0 even
+ * when an entry failed its check: only the error sink says so. */
 VELNOR_API int32_t VELNOR_CALL compress_files(const char *options, const char *archive,
                                               int32_t npatterns, char **patterns);
+/* compress_files with the patterns in one string, split at blanks
+ * and tabs (at most 50). */
 VELNOR_API int32_t VELNOR_CALL compress_file_list(const char *options, const char *archive,
                                                   const char *patterns);
 /* The progress window's procedure; on systems without windows it still

@@ -18,7 +18,8 @@
 extern uint8_t iomode;
 
 // Opens path with the numeric open flags (VN_O_*) and, with VN_O_CREAT, the
-// permission bits (511 = octal 777).  Tries once.  Handle, or -1 (also for
+// permission bits (511 = octal 777).  On POSIX a new file never gets the
+// execute bits: at most 0666, less the umask.  Tries once.  Handle, or -1 (also for
 // a null or empty path).  The handle is never inherited by child programs.
 // On Windows 0x10 denies other openers and 0x40 denies nothing (no sharing
 // bit: nothing is denied either, except on the direct face, which then
@@ -44,6 +45,18 @@ int32_t oscreat(const char* path, uint32_t perm);
 // read-only handle's.
 int32_t oslock(int32_t h, uint32_t offset, uint32_t length);
 int32_t osunlock(int32_t h, uint32_t offset, uint32_t length);
+// Holds a whole file against other processes: exclusive keeps out every
+// other hold, shared only exclusive ones.  flock on POSIX, on Windows a
+// lock far beyond any 32-bit offset; the record and file byte locks above
+// are not touched.  Never waits.  A token above 0 for osunholdfile, 0 when
+// another process's hold is in the way, or -1 when the file cannot be
+// opened.
+int32_t osholdfile(const char* path, int32_t exclusive);
+// Gives the hold up (closing its handle); a token below 1 is ignored.
+void osunholdfile(int32_t token);
+// The separator put between a folder and a name: '/', or '\' on Windows.
+extern const char ospathsep;
+
 // Deletes and renames files by name: 0, or -1.  Renaming onto an existing
 // file replaces it on POSIX and fails on Windows.
 int32_t osunlink(const char* path);

@@ -12,6 +12,7 @@
 #include <string>
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -67,7 +68,8 @@ int32_t osopen(const char* path, uint32_t flags, uint32_t perm) {
     if (path == nullptr || *path == '\0') return -1;
     int fd;
     do {
-        fd = open(path, openflags(flags), static_cast<mode_t>(perm & 07777));
+        // No execute bits on a data file; the umask takes the rest.
+        fd = open(path, openflags(flags), static_cast<mode_t>(perm & 0666));
     } while (fd < 0 && errno == EINTR);
     if (fd < 0) return -1;
     return abovezero(fd);
@@ -75,6 +77,27 @@ int32_t osopen(const char* path, uint32_t flags, uint32_t perm) {
 
 int32_t oscreat(const char* path, uint32_t perm) {
     return osopen(path, VN_O_CREAT | VN_O_TRUNC | VN_O_RDWR, perm);
+}
+
+const char ospathsep = '/';
+
+int32_t osholdfile(const char* path, int32_t exclusive) {
+    if (path == nullptr || *path == '\0') return -1;
+    int fd = open(path, O_RDONLY | O_CLOEXEC);
+    if (fd < 0) return -1;
+    fd = abovezero(fd);
+    if (fd < 0) return -1;
+    int r;
+    do {
+        r = flock(fd, (exclusive ? LOCK_EX : LOCK_SH) | LOCK_NB);
+    } while (r != 0 && errno == EINTR);
+    if (r == 0) return fd;
+    close(fd);
+    return errno == EWOULDBLOCK ? 0 : -1;
+}
+
+void osunholdfile(int32_t token) {
+    if (token > 0) close(token);
 }
 
 int32_t osclose(int32_t h) { return h < 1 || close(h) != 0 ? -1 : 0; }

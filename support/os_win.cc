@@ -55,6 +55,28 @@ int32_t oscreat(const char* path, uint32_t perm) {
     return osopen(path, VN_O_CREAT | VN_O_TRUNC | VN_O_RDWR, perm);
 }
 
+const char ospathsep = '\\';
+
+// The hold is a lock on one byte at 2^62: the engine's byte locks all lie
+// below 4 GiB, so the two never meet.
+int32_t osholdfile(const char* path, int32_t exclusive) {
+    if (path == nullptr || *path == '\0') return -1;
+    HANDLE h = CreateFileA(path, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+                           nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+    if (h == INVALID_HANDLE_VALUE) return -1;
+    OVERLAPPED o = {};
+    o.OffsetHigh = 0x40000000;
+    DWORD how = LOCKFILE_FAIL_IMMEDIATELY | (exclusive ? LOCKFILE_EXCLUSIVE_LOCK : 0);
+    if (LockFileEx(h, how, 0, 1, 0, &o))
+        return fromhandle(h);
+    CloseHandle(h);
+    return 0;
+}
+
+void osunholdfile(int32_t token) {
+    if (token > 0) CloseHandle(tohandle(token));
+}
+
 int32_t osclose(int32_t h) {
     if (!direct()) return _close(h) == 0 ? 0 : -1;
     BOOL ok = CloseHandle(tohandle(h));

@@ -27,6 +27,17 @@ void formatoption(CLI::App* sub, Format& format) {
         ->check(CLI::IsMember({"text", "csv", "json"}, CLI::ignore_case));
 }
 
+void encodingoption(CLI::App* sub, Encoding& enc) {
+    sub->add_option_function<std::string>(
+           "--encoding",
+           [&enc](const std::string& name) {
+               if (!parseencoding(name, &enc))
+                   throw CLI::ValidationError("--encoding", "unknown code page: " + name);
+           },
+           "Code page of text that is not UTF-8: cp1252 (the default), cp437, latin1, or "
+           "utf-8 (other bytes shown as U+FFFD)");
+}
+
 void itemsoption(CLI::App* sub, std::vector<std::string>& items) {
     sub->add_option("--items", items, "Show only these items, in this order (NAME,NAME,...)")
         ->delimiter(',');

@@ -14,6 +14,9 @@ void fileoptions(CLI::App* sub, OpenSpec& target);
 // --format text|csv|json into format.
 void formatoption(CLI::App* sub, Format& format);
 
+// --encoding: the code page of record text that is not UTF-8.
+void encodingoption(CLI::App* sub, Encoding& enc);
+
 // --items A,B,C: the items to show.
 void itemsoption(CLI::App* sub, std::vector<std::string>& items);
 

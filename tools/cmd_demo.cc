@@ -283,9 +283,9 @@ void rundemo(const DemoOptions& opt) {
     runarchive(list, stdout);
 
     step(10, "Extracting and comparing");
-    say("The files are extracted into restore/ and compared byte for byte with the\n"
-        "originals (--quiet leaves out the size columns of later listings too: the\n"
-        "archiver keeps its options for the rest of the run):");
+    say("The files are extracted into restore/, each put in place only once its size\n"
+        "and check value match the archive's, and compared byte for byte with the\n"
+        "originals:");
     command("archive extract customer.cmp --target restore --overwrite --quiet");
     fs::create_directories("restore");
     ArchiveOptions extract;

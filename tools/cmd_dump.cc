@@ -12,7 +12,7 @@ long rundump(const DumpOptions& opt, std::FILE* out) {
     f.setkey(opt.key);  // a bad key number fails before anything is written
     if (opt.thread) f.checkthread(opt.thread);
     std::vector<Column> cols = selectcolumns(cb, opt.items, f.path());
-    auto w = makewriter(opt.format, out);
+    auto w = makewriter(opt.format, out, opt.encoding);
     w->begin(cols, opt.deleted);
     long n = 0;
     auto visit = [&](bool deleted) {
@@ -37,7 +37,7 @@ long runget(const GetOptions& opt, std::FILE* out) {
     KeyShape shape = keyshape(cb, opt.key);
     std::string value = keyvalue(shape, opt.value, opt.exact);
     std::vector<Column> cols = selectcolumns(cb, opt.items, f.path());
-    auto w = makewriter(opt.format, out);
+    auto w = makewriter(opt.format, out, opt.encoding);
     long n = 0;
     walkkey(f, opt.key, value, [&](bool deleted) {
         // The keys run in order: the first that does not match ends it.
@@ -61,13 +61,19 @@ void adddump(CLI::App& app) {
     CLI::App* sub = app.add_subcommand(
         "dump", "Write the records, item by item, in physical order, key order or along a thread");
     fileoptions(sub, opt->file);
-    auto key = sub->add_option("--key", opt->key, "Key order: key N of the definition (1 = first)");
-    sub->add_option("--thread", opt->thread, "Walk thread N of the definition (1 = first)")
-        ->excludes(key);
+    auto key = sub->add_option("--key", opt->key, "Key order: key N of the definition (1 = first)")
+                   ->check(CLI::PositiveNumber);
+    auto thread = sub->add_option("--thread", opt->thread,
+                                  "Walk thread N of the definition (1 = first)")
+                      ->check(CLI::PositiveNumber)
+                      ->excludes(key);
     formatoption(sub, opt->format);
+    encodingoption(sub, opt->encoding);
     itemsoption(sub, opt->items);
     sub->add_flag("--deleted", opt->deleted,
-                  "Include deleted records (physical order only), marked D");
+                  "Include deleted records (physical order only), marked D")
+        ->excludes(key)
+        ->excludes(thread);
     sub->callback([opt] { rundump(*opt, stdout); });
 }
 
@@ -79,9 +85,11 @@ void addget(CLI::App& app) {
     sub->add_option("VALUE", opt->value, "Key value; a right-justified item may be typed short")
         ->required();
     sub->add_option("--key", opt->key, "Key N of the definition (1 = first, the default)")
-        ->capture_default_str();
+        ->capture_default_str()
+        ->check(CLI::PositiveNumber);
     sub->add_flag("--exact", opt->exact, "Only keys equal to VALUE, not starting with it");
     formatoption(sub, opt->format);
+    encodingoption(sub, opt->encoding);
     itemsoption(sub, opt->items);
     sub->callback([opt] { runget(*opt, stdout); });
 }

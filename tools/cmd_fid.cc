@@ -19,8 +19,9 @@ void addfid(CLI::App& app) {
     compile->callback([in, out] {
         compilefid(*in, *out);
         Definition def(*out);
-        std::printf("Wrote %s: %u items, %d keys, %u threads.\n", out->c_str(), def.cb()->nitems,
-                    def.cb()->nkeys, def.cb()->nthreads);
+        const FHCB* cb = def.cb();
+        std::printf("Wrote %s: %s, %s, %s.\n", out->c_str(), counted(cb->nitems, "item").c_str(),
+                    counted(cb->nkeys, "key").c_str(), counted(cb->nthreads, "thread").c_str());
     });
 
     auto path = std::make_shared<std::string>();

@@ -16,14 +16,26 @@ void runinfo(const OpenSpec& file, std::FILE* out) {
                      cb->idxname);
     printdefinition(out, cb);
     long active = 0, deleted = 0;
-    walkphysical(f, [&](bool del) {
-        ++(del ? deleted : active);
-        return true;
-    });
+    ShortRecord cut;
+    walkphysical(
+        f,
+        [&](bool del) {
+            ++(del ? deleted : active);
+            return true;
+        },
+        &cut);
     unsigned long slots = cb->nrecs > 0 ? cb->nrecs - 1ul : 0ul;
     std::fprintf(out, "Records: %lu in the header count; %ld active, %ld deleted\n", slots,
                  active, deleted);
     f.close();
+    if (cut.size)
+        warn(f.path() + ": the file ends at byte " + std::to_string(cut.size) +
+             ", inside the record at byte " + std::to_string(cut.pos));
+    // (The physical walk does not reach a hashed file's records yet.)
+    if (!(cb->fflags & VN_FF_HASHED) && static_cast<unsigned long>(active + deleted) != slots)
+        fail(f.path(), "the header counts " + std::to_string(slots) + " records but " +
+                           std::to_string(active + deleted) + " were found; velnor verify " +
+                           f.path() + " checks the file");
 }
 
 void addinfo(CLI::App& app) {

@@ -3,11 +3,13 @@
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
+#include <map>
+#include <memory>
 
 #include "cliopts.h"
 #include "csv.h"
-#include "engine/fid.h"
 #include "fidtools.h"
+#include "libinternal.h"
 #include "progress.h"
 
 namespace vtool {
@@ -47,32 +49,102 @@ std::vector<Column> mapheader(const std::vector<std::string>& header, const FHCB
     return map;
 }
 
-// Reads every row once so that a bad row stops the load before anything
-// is written.  Returns the number of data rows.
-long checkrows(CsvFile& csv, size_t ncols) {
-    CsvReader r(csv.in);
-    std::vector<std::string> row;
-    r.next(row);
-    long n = 0;
-    while (r.next(row)) {
-        if (r.unterminated())
-            fail(csv.path, "line " + std::to_string(r.line()) + ": a quoted field is not closed",
-                 EXIT_USAGE);
-        if (row.size() == 1 && row[0].empty()) continue;
-        if (row.size() > ncols)
-            fail(csv.path, "line " + std::to_string(r.line()) + ": " + std::to_string(row.size()) +
-                               " fields, the header has " + std::to_string(ncols),
-                 EXIT_USAGE);
-        ++n;
-    }
-    std::rewind(csv.in);
-    return n;
-}
-
 // A record of blanks: status byte blank, newline last.
 void blankrecord(FHCB* cb) {
     std::memset(cb->recbuf, ' ', cb->reclen);
     cb->recbuf[cb->reclen - 1] = '\n';
+}
+
+[[noreturn]] void badrow(const CsvFile& csv, long line, const std::string& why) {
+    fail(csv.path, "line " + std::to_string(line) + ": " + why + "; nothing was loaded",
+         EXIT_USAGE);
+}
+
+// Fills the record buffer from a row; counts the text values cut to their
+// items.  A value too long for an item that is not text is refused, since
+// cutting a number changes it.
+void fillrecord(FHCB* cb, const std::vector<Column>& map, std::vector<std::string>& row,
+                const CsvFile& csv, long line, long* cut) {
+    blankrecord(cb);
+    for (size_t i = 0; i < row.size(); ++i) {
+        std::string& v = row[i];
+        // Tabs and line ends would split a packed record: blanks instead.
+        for (char& c : v)
+            if (c == '\t' || c == '\n' || c == '\r') c = ' ';
+        const FidItem& it = cb->items[map[i].item];
+        if (v.size() > map[i].length) {
+            if (it.type != 'C')
+                badrow(csv, line, map[i].name + " '" + v + "' is longer than its " +
+                                      std::to_string(map[i].length) + " characters");
+            ++*cut;
+        }
+        vfhitemset(cb, it.name, map[i].occ, v.c_str());
+    }
+}
+
+// The primary key of the record in the buffer, as the engine looks a
+// record up on writing ("" when a write never replaces: no keys, or
+// numbered records).
+std::string primarykey(FHCB* cb) {
+    if (cb->nkeys == 0 || (cb->fflags & VN_FF_RECNO)) return "";
+    char buf[600];
+    int n = bldkey(cb, 0, buf);
+    return std::string(buf, n > 0 ? n : 0);
+}
+
+// Whether the open file holds a record with the primary key.  Moves the
+// file's position and overwrites its record buffer.
+bool infile(RecordFile& f, const std::string& key) {
+    FHCB* cb = f.cb();
+    std::memset(cb->work, 0, 257);
+    std::memcpy(cb->work, key.data(), std::min<size_t>(key.size(), 256));
+    if (vfhposn(cb, 1) != 0 || !(cb->state & VN_ST_CURRENT)) return false;
+    if (vfhread(cb, 1) != 0) return false;
+    return primarykey(cb) == key;
+}
+
+struct Checked {
+    long rows = 0;
+    long replaced = 0;
+};
+
+// Reads every row once so that a bad row stops the load before anything
+// is written: the number of fields, values that do not fit, and primary
+// keys given twice or already in the file (unless replace).  cb holds the
+// definition and a record buffer; f is the file loaded into, if it exists.
+Checked checkrows(CsvFile& csv, const std::vector<Column>& map, FHCB* cb, RecordFile* f,
+                  bool replace) {
+    CsvReader r(csv.in);
+    std::vector<std::string> row;
+    r.next(row);
+    Checked c;
+    std::map<std::string, long> seen;  // primary key -> line
+    long cut = 0;
+    while (r.next(row)) {
+        if (r.unterminated()) badrow(csv, r.line(), "a quoted field is not closed");
+        if (row.size() == 1 && row[0].empty()) continue;
+        if (row.size() != map.size())
+            badrow(csv, r.line(), std::to_string(row.size()) + " field" +
+                                      (row.size() == 1 ? "" : "s") + ", the header has " +
+                                      std::to_string(map.size()));
+        fillrecord(cb, map, row, csv, r.line(), &cut);
+        ++c.rows;
+        std::string key = primarykey(cb);
+        if (key.empty()) continue;
+        std::string shown = key.substr(0, key.find_last_not_of(' ') + 1);
+        shown.erase(0, shown.find_first_not_of(' '));
+        auto [at, fresh] = seen.emplace(key, r.line());
+        if (!fresh || (f && infile(*f, key))) {
+            if (!replace)
+                badrow(csv, r.line(), "key '" + shown + "' " +
+                                          (fresh ? std::string("is already in the file")
+                                                 : "repeats line " + std::to_string(at->second)) +
+                                          " (--replace replaces records)");
+            ++c.replaced;
+        }
+    }
+    std::rewind(csv.in);
+    return c;
 }
 
 }  // namespace
@@ -87,25 +159,33 @@ long runload(const LoadOptions& opt, std::FILE* out) {
             fail(csv.path, "line 1: a quoted field is not closed", EXIT_USAGE);
         std::rewind(csv.in);
     }
+    std::unique_ptr<RecordFile> f;
+    Checked checked;
+    std::vector<Column> map;
     if (opt.create) {
-        // Check the header against the definition before making anything.
+        // Check everything against the definition before making anything.
         std::error_code ec;
         if (std::filesystem::exists(opt.file.path, ec))
             fail(opt.file.path, "already exists; load into it without --create, or remove it");
         Definition def(opt.file.fid.empty() ? derivedname(opt.file.path, ".fid") : opt.file.fid);
-        mapheader(header, def.cb(), csv.path);
+        map = mapheader(header, def.cb(), csv.path);
+        std::vector<char> rec(def.cb()->reclen + 1u);
+        def.cb()->recbuf = rec.data();
+        checked = checkrows(csv, map, def.cb(), nullptr, opt.replace);
+        def.cb()->recbuf = nullptr;
+        f = std::make_unique<RecordFile>(opt.file, true);
+    } else {
+        f = std::make_unique<RecordFile>(opt.file);
+        if (f->cb()->nitems == 0) fail(f->path(), "the file has no definition to name items by");
+        map = mapheader(header, f->cb(), csv.path);
+        checked = checkrows(csv, map, f->cb(), f.get(), opt.replace);
     }
-    long rows = checkrows(csv, header.size());
-    RecordFile f(opt.file, opt.create);
-    FHCB* cb = f.cb();
-    if (cb->nitems == 0) fail(f.path(), "the file has no definition to name items by");
-    std::vector<Column> map = mapheader(header, cb, csv.path);
-
+    FHCB* cb = f->cb();
     bool keyed = cb->nkeys > 0;
     if (!keyed) {
         // Without keys a write lands on the current record: start at the end.
         cb->opcode = VN_OP_END;
-        if (filehandler(cb) != 0) f.fail_status();
+        if (filehandler(cb) != 0) f->fail_status();
         cb->state &= static_cast<uint16_t>(~VN_ST_CURRENT);
     }
     CsvReader r(csv.in);
@@ -115,29 +195,27 @@ long runload(const LoadOptions& opt, std::FILE* out) {
     long n = 0, cut = 0;
     while (r.next(row)) {
         if (row.size() == 1 && row[0].empty()) continue;
-        blankrecord(cb);
-        for (size_t i = 0; i < row.size(); ++i) {
-            std::string& v = row[i];
-            // Tabs and line ends would split a packed record: blanks instead.
-            for (char& c : v)
-                if (c == '\t' || c == '\n' || c == '\r') c = ' ';
-            if (v.size() > map[i].length) ++cut;
-            vfhitemset(cb, cb->items[map[i].item].name, map[i].occ, v.c_str());
-        }
+        fillrecord(cb, map, row, csv, r.line(), &cut);
         if (vfhwrite(cb, keyed ? 1 : 0) != 0) {
             bar.finish();
-            warn(std::to_string(n) + " of " + std::to_string(rows) + " records were loaded");
-            fail(f.fileof(cb->status), "line " + std::to_string(r.line()) + ": " +
-                                           statustext(cb->status) + " (status " +
-                                           std::to_string(cb->status) + ")");
+            warn(std::to_string(n) + " of " + std::to_string(checked.rows) +
+                 " records were loaded");
+            std::string file = f->fileof(cb->status);
+            fail(file, "line " + std::to_string(r.line()) + ": " + statusline(cb->status, file));
         }
         ++n;
-        if ((n & 255) == 0) bar.update(r.consumed(), csv.size);
+        bar.update(r.consumed(), csv.size);
     }
     bar.finish();
-    f.close();
-    if (cut) warn(std::to_string(cut) + " values were longer than their items and were cut");
-    std::fprintf(out, "Loaded %ld record%s into %s.\n", n, n == 1 ? "" : "s", opt.file.path.c_str());
+    f->close();
+    if (cut)
+        warn(std::to_string(cut) + (cut == 1 ? " value was" : " values were") +
+             " longer than its item and cut");
+    std::fprintf(out, "Loaded %ld record%s into %s", n, n == 1 ? "" : "s", opt.file.path.c_str());
+    if (checked.replaced)
+        std::fprintf(out, "; %ld replaced record%s", checked.replaced,
+                     checked.replaced == 1 ? "" : "s");
+    std::fprintf(out, ".\n");
     return n;
 }
 
@@ -148,6 +226,8 @@ void addload(CLI::App& app) {
     fileoptions(sub, opt->file);
     sub->add_option("--csv", opt->csv, "CSV input; items of several occurrences as NAME[1], NAME[2]")
         ->required();
+    sub->add_flag("--replace", opt->replace,
+                  "Let a row replace the record with its primary key (refused otherwise)");
     sub->add_flag("--create", opt->create,
                   "Make the data file (and its index) first, from its definition");
     sub->callback([opt] { runload(*opt, stdout); });

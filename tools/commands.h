@@ -27,6 +27,7 @@ struct DumpOptions {
     int key = 0;      // 0 = physical order
     int thread = 0;   // 1-based thread to walk, 0 = none
     Format format = Format::Text;
+    Encoding encoding = Encoding::Cp1252;
     bool deleted = false;
     std::vector<std::string> items;  // items to show, all when empty
 };
@@ -41,17 +42,19 @@ struct GetOptions {
     bool exact = false;
     Format format = Format::Text;
     std::vector<std::string> items;
+    Encoding encoding = Encoding::Cp1252;
 };
 long runget(const GetOptions& opt, std::FILE* out);
 
 // velnor delete FILE VALUE
 long rundelete(const OpenSpec& file, const std::string& value, std::FILE* out);
 
-// velnor load FILE --csv IN [--create]
+// velnor load FILE --csv IN [--create] [--replace]
 struct LoadOptions {
     OpenSpec file;
     std::string csv;
     bool create = false;
+    bool replace = false;  // a row may replace the record with its key
 };
 long runload(const LoadOptions& opt, std::FILE* out);
 
@@ -64,7 +67,9 @@ struct ArchiveOptions {
     std::string target;
     bool overwrite = false;
     bool quiet = false;
-    bool bits = false;
+    bool bits = false;  // --raw listing: the width column
+    bool json = false;  // listing as JSON
+    bool raw = false;   // listing in the archiver's own text
 };
 void runarchive(const ArchiveOptions& opt, std::FILE* out);
 

@@ -2,8 +2,12 @@
 // files for the velnor program.
 #include "common.h"
 
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
+
+#include "libinternal.h"
 
 namespace vtool {
 
@@ -36,6 +40,62 @@ std::string statustext(int status) {
     }
 }
 
+namespace {
+
+enum class Use { Open, Create, Write };
+
+// What the system says now about using path that way, "" when it allows it.
+std::string osreason(const std::string& path, Use use) {
+    namespace fs = std::filesystem;
+    if (path.empty()) return "";
+    if (path.size() > PATH_LIMIT)
+        return "the path is longer than the library's limit of " + std::to_string(PATH_LIMIT) +
+               " characters";
+    std::error_code ec;
+    if (use == Use::Create) {
+        fs::path dir = fs::path(path).parent_path();
+        if (dir.empty()) dir = ".";
+        if (!fs::is_directory(dir, ec)) return std::strerror(fs::exists(dir, ec) ? ENOTDIR : ENOENT);
+        return "";
+    }
+    if (fs::is_directory(path, ec)) return std::strerror(EISDIR);
+    std::FILE* f = std::fopen(path.c_str(), use == Use::Write ? "r+b" : "rb");
+    if (f == nullptr) return std::strerror(errno);
+    std::fclose(f);
+    return "";
+}
+
+}  // namespace
+
+std::string statusline(int status, const std::string& path) {
+    std::string line = statustext(status) + " (status " + std::to_string(status) + ")";
+    Use use;
+    switch (status) {
+    case VN_E_DATOPEN: case VN_E_FIDOPEN: case VN_E_IDXOPEN: case VN_E_HSHOPEN:
+    case VN_E_DATREAD: case VN_E_FIDREAD: case VN_E_IDXREAD: case VN_E_HSHREAD:
+        use = Use::Open;
+        break;
+    case VN_E_DATCREATE: case VN_E_IDXCREATE: case VN_E_HSHCREATE: use = Use::Create; break;
+    case VN_E_DATWRITE: case VN_E_IDXWRITE: case VN_E_HSHWRITE: use = Use::Write; break;
+    default: return line;
+    }
+    std::string why = osreason(path, use);
+    if (why.empty()) return line;
+    if (use == Use::Write) return why + ": cannot write (status " + std::to_string(status) + ")";
+    return line + ": " + why;
+}
+
+void checkpath(const std::string& path, size_t limit) {
+    if (path.size() > limit)
+        fail(path.substr(0, 40) + "...", "the path is " + std::to_string(path.size()) +
+                                             " characters, over the library's limit of " +
+                                             std::to_string(limit));
+}
+
+std::string counted(long n, const std::string& noun) {
+    return std::to_string(n) + " " + noun + (n == 1 ? "" : "s");
+}
+
 std::string derivedname(const std::string& datname, const char* ext) {
     size_t slash = datname.find_last_of("/\\");
     size_t dot = datname.rfind('.');
@@ -47,8 +107,7 @@ std::string derivedname(const std::string& datname, const char* ext) {
 Engine::Engine() {
     FHCB cb{};
     cb.opcode = VN_OP_INIT;
-    if (filehandler(&cb) != 0) fail("engine", statustext(cb.status) + " (status " +
-                                                  std::to_string(cb.status) + ")");
+    if (filehandler(&cb) != 0) fail("engine", statusline(cb.status, ""));
 }
 
 Engine::~Engine() {
@@ -60,9 +119,22 @@ Engine::~Engine() {
 namespace {
 
 // Copies name into a fixed name field of the block; too long is an error.
-void setname(char (&field)[261], const std::string& name) {
-    if (name.size() >= sizeof field) fail(name, "file name too long");
+void setname(char (&field)[PATH_LIMIT + 1], const std::string& name) {
+    checkpath(name);
     std::memcpy(field, name.c_str(), name.size() + 1);
+}
+
+// The engine's number for a network type name; a name it does not know is
+// a usage failure.
+int nettypeof(const std::string& name) {
+    FHCB cb{};
+    char work[257] = {};
+    std::snprintf(work, sizeof work, "%s", name.c_str());
+    cb.work = work;
+    cb.opcode = VN_OP_NETTYPE;
+    if (filehandler(&cb) != 0)
+        fail(name, "unknown network type (status " + std::to_string(cb.status) + ")", EXIT_USAGE);
+    return cb.nettype;
 }
 
 }  // namespace
@@ -71,8 +143,15 @@ RecordFile::RecordFile(const OpenSpec& target, bool create) : spec_(target) {
     setname(cb_.datname, target.path);
     setname(cb_.fidname, target.fid);
     setname(cb_.idxname, target.index);
+    // Only network types 1 and 2 take the engine's byte locks; under any
+    // other two programs at once would corrupt the file, so the program
+    // holds it alone for the run.
+    int nettype = nettypeof(target.network);
+    bool unshared = nettype != 1 && nettype != 2;
+    if (!create) hold(unshared);
     if ((create ? vfhmake(&cb_) : vfhopen(&cb_)) != 0) fail_status();
     open_ = true;
+    if (create) hold(unshared);
     // The network type comes after the open, which always starts shared.
     std::snprintf(cb_.work, 257, "%s", target.network.c_str());
     cb_.opcode = VN_OP_NETTYPE;
@@ -91,6 +170,20 @@ RecordFile::RecordFile(const OpenSpec& target, bool create) : spec_(target) {
 
 RecordFile::~RecordFile() {
     if (open_) vfhclose(&cb_);
+    osunholdfile(hold_);
+}
+
+void RecordFile::hold(bool unshared) {
+    hold_ = osholdfile(spec_.path.c_str(), unshared ? 1 : 0);
+    if (hold_ != 0) return;  // held, or the open names the problem
+    if (open_) {
+        open_ = false;
+        vfhclose(&cb_);
+    }
+    std::fflush(stdout);
+    std::fprintf(stderr, "velnor: %s is in use by another process%s\n", spec_.path.c_str(),
+                 unshared ? " (use --network MSNET to share it)" : " that holds it unshared");
+    throw Failure{EXIT_FAILED};
 }
 
 void RecordFile::close() {
@@ -113,8 +206,8 @@ std::string RecordFile::fileof(int status) const {
 }
 
 void RecordFile::fail_status() const {
-    fail(fileof(cb_.status),
-         statustext(cb_.status) + " (status " + std::to_string(cb_.status) + ")");
+    std::string file = fileof(cb_.status);
+    fail(file, statusline(cb_.status, file));
 }
 
 void RecordFile::setkey(int key) {

@@ -30,6 +30,20 @@ void warn(const std::string& message);
 // memory", or a plain description for the conditions without a message.
 std::string statustext(int status);
 
+// "Error opening FID file (status 6)", followed for a status about opening,
+// creating, reading or writing a file by the system's reason found by
+// trying path again ("No such file or directory").  A write refused for
+// want of permission reads as that, not as an error in writing.
+std::string statusline(int status, const std::string& path);
+
+// The library's longest file name: longer paths are refused up front.
+constexpr size_t PATH_LIMIT = 260;
+// Fails naming path when it is longer than limit characters.
+void checkpath(const std::string& path, size_t limit = PATH_LIMIT);
+
+// "1 key", "2 keys": n and the noun, made plural unless n is 1.
+std::string counted(long n, const std::string& noun);
+
 // Names the engine derives from a data file name: its extension (from the
 // last dot of the file part) replaced by ext, or ext appended.
 std::string derivedname(const std::string& datname, const char* ext);
@@ -81,9 +95,13 @@ public:
     void close();
 
 private:
+    // Keeps other programs off the data file for the run: alone in an
+    // unshared mode, alongside other sharers otherwise.
+    void hold(bool unshared);
     OpenSpec spec_;
     FHCB cb_{};
     bool open_ = false;
+    int32_t hold_ = -1;
 };
 
 }  // namespace vtool

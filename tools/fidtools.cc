@@ -3,14 +3,14 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cstdlib>
 #include <cstring>
 #include <fstream>
 #include <numeric>
 #include <vector>
 
 #include "common.h"
-#include "engine/fid.h"
-#include "engine/thread.h"
+#include "libinternal.h"
 
 namespace vtool {
 
@@ -127,23 +127,126 @@ bool startsblind(const std::string& s, const char* word) {
     return true;
 }
 
-// The thread lines of a text definition; false when it is not one.
-bool threadlines(const std::string& path, std::vector<ThreadLine>& threads) {
+// Where each part of a text definition stands: the lines of its items,
+// keys and key segments, and its thread lines.
+struct TextLines {
+    std::vector<long> items, keys;
+    std::vector<std::vector<long>> segs;
+    std::vector<ThreadLine> threads;
+};
+
+// The longest line the library's reader takes whole.
+constexpr size_t LINE_LIMIT = 200;
+
+// Reads a text definition line by line, refusing what the library's
+// reader would pass over or misread: long lines, unknown keywords, key
+// segment lines that are not three numbers.  False when it is not one.
+bool scantext(const std::string& path, TextLines& t) {
+    static const char* const keywords[] = {"RecLen", "NItems", "NKeys", "NThreads", "Flags",
+                                           "HashRecs", "Item", "Key", "Thread"};
     std::ifstream in(path, std::ios::binary);
     std::string line;
     if (!std::getline(in, line) || trimmed(line) != "TKF FID v7.0") return false;
+    long segsleft = 0, reclen = 0;
     for (long n = 2; std::getline(in, line); ++n) {
-        if (!startsblind(line, "Thread")) continue;
-        std::string rest = trimmed(line.substr(6));
+        std::string where = "line " + std::to_string(n) + ": ";
+        if (!line.empty() && line.back() == '\r') line.pop_back();
+        if (line.size() > LINE_LIMIT)
+            fail(path, where + "longer than the " + std::to_string(LINE_LIMIT) +
+                           " characters a definition line may have");
+        if (segsleft > 0) {
+            --segsleft;
+            t.segs.back().push_back(n);
+            int a, b, c;
+            char extra;
+            if (std::sscanf(line.c_str(), " %d , %d , %d %c", &a, &b, &c, &extra) != 3)
+                fail(path, where + "a key segment line is three numbers: offset, length, flags");
+            continue;
+        }
+        if (trimmed(line).empty()) continue;
+        const char* word = nullptr;
+        for (const char* k : keywords)
+            if (startsblind(line, k)) word = k;
+        if (word == nullptr)
+            fail(path, where + "unknown keyword '" + trimmed(line).substr(0, 20) + "'");
+        std::string rest = trimmed(line.substr(std::strlen(word)));
         if (!rest.empty() && rest[0] == '=') rest = trimmed(rest.substr(1));
-        size_t comma = rest.find(',');
-        if (comma == std::string::npos)
-            fail(path, "line " + std::to_string(n) +
-                           ": a thread line needs a link item and an expression "
-                           "(Thread = LINKITEM, expression)");
-        threads.push_back({n, trimmed(rest.substr(0, comma)), trimmed(rest.substr(comma + 1))});
+        if (std::strcmp(word, "RecLen") == 0) {
+            reclen = std::atol(rest.c_str());
+        } else if (std::strcmp(word, "Item") == 0) {
+            t.items.push_back(n);
+            // name, type, justification, offset, length, occurrences, order
+            std::vector<std::string> f;
+            for (size_t b = 0, e; b <= rest.size(); b = e + 1) {
+                e = std::min(rest.find(',', b), rest.size());
+                f.push_back(trimmed(rest.substr(b, e - b)));
+            }
+            long end = f.size() < 6 ? 0 : std::atol(f[3].c_str()) + std::atol(f[4].c_str()) *
+                                                                      std::atol(f[5].c_str());
+            if (end > reclen)
+                fail(path, where + "item " + f[0] + " ends at byte " + std::to_string(end) +
+                               ", past the record's " + std::to_string(reclen));
+        } else if (std::strcmp(word, "Key") == 0) {
+            t.keys.push_back(n);
+            t.segs.emplace_back();
+            size_t last = rest.rfind(',');
+            segsleft = last == std::string::npos ? 0 : std::atol(rest.c_str() + last + 1);
+        } else if (std::strcmp(word, "Thread") == 0) {
+            size_t comma = rest.find(',');
+            if (comma == std::string::npos)
+                fail(path, where + "a thread line needs a link item and an expression "
+                                   "(Thread = LINKITEM, expression)");
+            t.threads.push_back({n, trimmed(rest.substr(0, comma)), trimmed(rest.substr(comma + 1))});
+        }
     }
+    if (segsleft > 0) fail(path, "the file ends inside the segments of a key");
     return true;
+}
+
+// Checks the loaded tables of a text definition, naming the line of each
+// fault: counts, item names, type and justification letters, items past
+// the record, key segments that do not start at an item or run past the
+// record.
+void checktables(const FHCB* cb, const TextLines& t, const std::string& path) {
+    auto at = [&](const std::vector<long>& lines, size_t i) {
+        return i < lines.size() ? "line " + std::to_string(lines[i]) + ": " : std::string();
+    };
+    if (t.items.size() != cb->nitems)
+        fail(path, "NItems is " + std::to_string(cb->nitems) + " but there are " +
+                       counted(static_cast<long>(t.items.size()), "Item line"));
+    if (t.keys.size() != static_cast<size_t>(cb->nkeys))
+        fail(path, "NKeys is " + std::to_string(cb->nkeys) + " but there are " +
+                       counted(static_cast<long>(t.keys.size()), "Key line"));
+    const unsigned reclen = cb->reclen - 2u;  // without the status byte and newline
+    std::vector<unsigned> starts;
+    for (unsigned i = 0; i < cb->nitems; ++i) {
+        const FidItem& it = cb->items[i];
+        std::string where = at(t.items, i);
+        if (it.name == nullptr || it.name[0] == 0) fail(path, where + "an item needs a name");
+        for (unsigned j = 0; j < i; ++j)
+            if (std::strcmp(cb->items[j].name, it.name) == 0)
+                fail(path, where + "item " + it.name + " is defined twice");
+        if (std::strchr("CNDJIS", it.type) == nullptr || it.type == 0)
+            fail(path, where + "item " + it.name + ": unknown type '" + std::string(1, it.type) +
+                           "' (C, N, D, J, I or S)");
+        if (std::strchr("LRCN", it.just) == nullptr || it.just == 0)
+            fail(path, where + "item " + it.name + ": unknown justification '" +
+                           std::string(1, it.just) + "' (L, R, C or N)");
+        for (unsigned k = 0; k < it.occurs; ++k) starts.push_back(it.offset - 1u + k * it.length);
+    }
+    for (int k = 0; k < cb->nkeys; ++k) {
+        const FidKey& key = cb->keys[k];
+        for (unsigned g = 0; g < key.nsegs && g < FID_MAXSEGS; ++g) {
+            const FidSeg& seg = key.seg[g];
+            std::string where = k < static_cast<int>(t.segs.size()) ? at(t.segs[k], g) : "";
+            if (std::find(starts.begin(), starts.end(), seg.segoff) == starts.end())
+                fail(path, where + "key " + (key.name ? key.name : "") + ": no item starts at byte " +
+                               std::to_string(seg.segoff));
+            if (seg.segoff + unsigned{seg.seglen} > reclen || seg.seglen == 0)
+                fail(path, where + "key " + (key.name ? key.name : "") +
+                               ": the segment runs past the record");
+        }
+    }
 }
 
 void checknames(const FHCB* cb, const std::string& path) {
@@ -187,14 +290,17 @@ void printdefinition(std::FILE* out, const FHCB* cb) {
 }
 
 void compilefid(const std::string& in, const std::string& out) {
+    TextLines text;
+    bool istext = scantext(in, text);
     Definition def(in);
     FHCB* cb = def.cb();
-    std::vector<ThreadLine> threads;
-    if (threadlines(in, threads)) {
+    if (istext) {
+        checktables(cb, text, in);
         // The text loader takes an NThreads count but no table.
         cb->nthreads = 0;
         cb->threads = nullptr;
     }
+    const std::vector<ThreadLine>& threads = text.threads;
     checknames(cb, in);
     rebuildorder(cb);
     std::vector<char> blank(cb->reclen + 8u, ' ');

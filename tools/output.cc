@@ -36,9 +36,6 @@ std::string jsonstring(const std::string& value) {
             char buf[8];
             std::snprintf(buf, sizeof buf, "\\u%04x", c);
             out += buf;
-        } else if (c >= 0x80) {
-            out += static_cast<char>(0xC0 | (c >> 6));
-            out += static_cast<char>(0x80 | (c & 0x3F));
         } else {
             out += static_cast<char>(c);
         }
@@ -159,12 +156,32 @@ private:
 
 }  // namespace
 
-std::unique_ptr<RecordWriter> makewriter(Format format, std::FILE* out) {
-    switch (format) {
-    case Format::Csv: return std::make_unique<CsvWriter>(out);
-    case Format::Json: return std::make_unique<JsonWriter>(out);
-    default: return std::make_unique<TextWriter>(out);
+// Converts each value to UTF-8 on its way to the writer.
+class Converter : public RecordWriter {
+public:
+    Converter(std::unique_ptr<RecordWriter> w, Encoding enc) : w_(std::move(w)), enc_(enc) {}
+    void begin(const std::vector<Column>& cols, bool marks) override { w_->begin(cols, marks); }
+    void record(const std::vector<std::string>& values, bool deleted) override {
+        std::vector<std::string> v;
+        v.reserve(values.size());
+        for (const std::string& s : values) v.push_back(toutf8(s, enc_));
+        w_->record(v, deleted);
     }
+    void end() override { w_->end(); }
+
+private:
+    std::unique_ptr<RecordWriter> w_;
+    Encoding enc_;
+};
+
+std::unique_ptr<RecordWriter> makewriter(Format format, std::FILE* out, Encoding enc) {
+    std::unique_ptr<RecordWriter> w;
+    switch (format) {
+    case Format::Csv: w = std::make_unique<CsvWriter>(out); break;
+    case Format::Json: w = std::make_unique<JsonWriter>(out); break;
+    default: w = std::make_unique<TextWriter>(out); break;
+    }
+    return std::make_unique<Converter>(std::move(w), enc);
 }
 
 void writerecord(RecordWriter& w, const FHCB* cb, const std::vector<Column>& cols, bool deleted) {

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "encoding.h"
 #include "records.h"
 
 namespace vtool {
@@ -20,7 +21,7 @@ bool parseformat(const std::string& name, Format* format);
 // CSV field: quoted when it holds a comma, quote, line break or an outer
 // blank, with quotes doubled.
 std::string csvfield(const std::string& value);
-// JSON string literal; bytes above 0x7F are taken as Latin-1.
+// JSON string literal of UTF-8 text.
 std::string jsonstring(const std::string& value);
 
 class RecordWriter {
@@ -32,7 +33,9 @@ public:
     virtual void end() = 0;
 };
 
-std::unique_ptr<RecordWriter> makewriter(Format format, std::FILE* out);
+// Values reach the writer as UTF-8 (toutf8 with enc).
+std::unique_ptr<RecordWriter> makewriter(Format format, std::FILE* out,
+                                         Encoding enc = Encoding::Cp1252);
 
 // Writes the record in cb->recbuf through w.
 void writerecord(RecordWriter& w, const FHCB* cb, const std::vector<Column>& cols, bool deleted);

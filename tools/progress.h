@@ -1,6 +1,7 @@
-// progress.h - a one-line progress bar on stderr, drawn only when stderr
-// is a terminal and the work has already taken a moment, so that short
-// runs and redirected output stay clean.
+// progress.h - one progress bar on stderr, drawn only when stderr is a
+// terminal and the work has already taken a moment, so that short runs and
+// redirected output stay clean.  It is redrawn only when what it shows
+// changes, and at most ten times a second.
 #ifndef VELNOR_TOOLS_PROGRESS_H
 #define VELNOR_TOOLS_PROGRESS_H
 
@@ -16,13 +17,18 @@ bool stdinistty();
 
 class ProgressBar {
 public:
-    // label: shown before the bar; delayms: nothing is drawn before that.
+    // label: shown first (a file name, say); delayms: nothing is drawn
+    // before that, unless the environment's VELNOR_PROGRESS_DELAY gives
+    // other milliseconds (for scripts and tests that want the bar at once).
     explicit ProgressBar(std::string label, int delayms = 300);
     ~ProgressBar();
-    // done of total units; cheap to call often.
+    // A new label, for the next piece of work; the rate starts again.
+    void setlabel(const std::string& label);
+    // done of total bytes: the bar, percentage, bytes and rate.  Cheap to
+    // call often.
     void update(uint64_t done, uint64_t total);
-    // A free text after the label instead of a bar (for the archiver's
-    // fields); drawn under the same rules.
+    // A free text after the label instead of a bar; drawn under the same
+    // rules.
     void text(const std::string& line);
     // Clears the line if anything was drawn.
     void finish();
@@ -32,8 +38,8 @@ private:
     std::string label_;
     bool enabled_;
     bool drawn_ = false;
-    int lastpermille_ = -1;
-    std::chrono::steady_clock::time_point start_;
+    std::string shown_;  // the line on the terminal
+    std::chrono::steady_clock::time_point start_, last_;
     std::chrono::milliseconds delay_;
 };
 

@@ -6,7 +6,7 @@
 #include <cstring>
 
 #include "common.h"
-#include "engine/fid.h"
+#include "libinternal.h"
 
 namespace vtool {
 

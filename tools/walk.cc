@@ -2,20 +2,51 @@
 #include "walk.h"
 
 #include <cstring>
+#include <filesystem>
 
 namespace vtool {
 
 namespace {
 
+// Bytes the record just read from the file takes there: the record
+// length, or in a variable-length file the length it holds in hexadecimal
+// after its status byte (0 when that is not a number).
+uint64_t storedlength(const FHCB* cb) {
+    if (!(cb->fflags & VN_FF_VARLEN)) return cb->reclen;
+    uint64_t n = 0;
+    for (int i = 1; i <= 4; ++i) {
+        char c = cb->recbuf[i];
+        int d = c >= '0' && c <= '9' ? c - '0' : c >= 'A' && c <= 'F' ? c - 'A' + 10 : -1;
+        if (d < 0) return 0;
+        n = n * 16 + static_cast<uint64_t>(d);
+    }
+    return n;
+}
+
 // Reads on from the current position until the end or the visitor stops.
-void readon(RecordFile& f, const Visitor& visit) {
+// A record that runs past the end of the file (the engine fills what is
+// missing) is never shown.
+void readon(RecordFile& f, const Visitor& visit, ShortRecord* cut) {
     FHCB* cb = f.cb();
+    std::error_code ec;
+    uint64_t size = std::filesystem::file_size(f.path(), ec);
     while (cb->state & VN_ST_CURRENT) {
         bool deleted = false;
+        uint64_t pos = static_cast<uint32_t>(cb->datpos);
         if (vfhread(cb, 0) != 0) {
             if (cb->status == VN_C_NOREC) return;
             if (cb->status != VN_C_DELETED) f.fail_status();
             deleted = true;
+        }
+        if (!ec && pos + storedlength(cb) > size) {
+            ShortRecord s{pos, size};
+            if (cut) {
+                *cut = s;
+                return;
+            }
+            fail(f.path(), "the record at byte " + std::to_string(pos) +
+                               " is cut short: the file ends at byte " + std::to_string(size) +
+                               "; velnor verify " + f.path() + " checks the file");
         }
         if (!visit(deleted)) return;
     }
@@ -23,13 +54,13 @@ void readon(RecordFile& f, const Visitor& visit) {
 
 }  // namespace
 
-void walkphysical(RecordFile& f, const Visitor& visit) {
+void walkphysical(RecordFile& f, const Visitor& visit, ShortRecord* cut) {
     FHCB* cb = f.cb();
     f.setkey(0);
     // Position on record index 0, the first after the header.
     std::memset(cb->work, 0, 257);
     if (vfhposn(cb, 0) != 0) f.fail_status();
-    readon(f, visit);
+    readon(f, visit, cut);
 }
 
 void walkkey(RecordFile& f, int key, const std::string& start, const Visitor& visit) {
@@ -38,7 +69,7 @@ void walkkey(RecordFile& f, int key, const std::string& start, const Visitor& vi
     std::memset(cb->work, 0, 257);
     std::memcpy(cb->work, start.data(), std::min<size_t>(start.size(), 256));
     if (vfhposn(cb, 0) != 0) f.fail_status();
-    readon(f, visit);
+    readon(f, visit, nullptr);
 }
 
 void walkthread(RecordFile& f, int thread, const Visitor& visit) {
@@ -48,7 +79,7 @@ void walkthread(RecordFile& f, int thread, const Visitor& visit) {
     cb->state |= VN_ST_THREAD;
     cb->curkey = static_cast<int8_t>(thread - 1);
     if (vfhposn(cb, 0) != 0) f.fail_status();
-    readon(f, visit);
+    readon(f, visit, nullptr);
     cb->state &= static_cast<uint16_t>(~VN_ST_THREAD);
     cb->curkey = 0;
 }

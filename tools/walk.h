@@ -5,6 +5,7 @@
 #ifndef VELNOR_TOOLS_WALK_H
 #define VELNOR_TOOLS_WALK_H
 
+#include <cstdint>
 #include <functional>
 #include <string>
 
@@ -14,9 +15,18 @@ namespace vtool {
 
 using Visitor = std::function<bool(bool deleted)>;
 
+// A record that runs past the end of its file.
+struct ShortRecord {
+    uint64_t pos = 0;   // where it starts
+    uint64_t size = 0;  // where the file ends
+};
+
+// Every walk stops at a record cut short by the end of the file: with a
+// failure naming it, or for walkphysical given cut, quietly with *cut set.
+
 // Every record slot from the first; deleted ones are passed with
 // deleted = true.
-void walkphysical(RecordFile& f, const Visitor& visit);
+void walkphysical(RecordFile& f, const Visitor& visit, ShortRecord* cut = nullptr);
 // Records in the order of key (1-based) from the first whose key is at or
 // after start (the bytes as the key holds them).
 void walkkey(RecordFile& f, int key, const std::string& start, const Visitor& visit);

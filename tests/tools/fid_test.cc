@@ -23,7 +23,7 @@ TEST_F(ToolTest, CompileWritesTheBinaryHeaderAndKeepsTheThread) {
     write("t.txt", textfid(31, 0, items, keys, {"LINK, AMOUNT > 100"}));
     RunResult r = velnor({"fid", "compile", "t.txt", "t.fid"});
     ASSERT_EQ(r.code, 0) << r.err;
-    EXPECT_NE(r.out.find("4 items, 2 keys, 1 threads"), std::string::npos) << r.out;
+    EXPECT_NE(r.out.find("4 items, 2 keys, 1 thread."), std::string::npos) << r.out;
 
     std::string b = read("t.fid");
     ASSERT_GE(b.size(), 20u);
@@ -80,6 +80,20 @@ TEST_F(ToolTest, CompileRefusesBadDefinitions) {
         {"no comma", textfid(31, 0, items, keys, {"LINK AMOUNT > 1"}), "Thread = LINKITEM"},
         {"long item name", textfid(31, 0, {{"ELEVENCHARS", 'C', 'L', 0, 4, 1}}, {}),
          "10 characters"},
+        {"unknown keyword", textfid(31, 0, items, keys) + "Colour = red\n",
+         "line 14: unknown keyword 'Colour = red'"},
+        {"long line", textfid(31, 0, items, keys) + "Flags = 0" + std::string(200, ' ') + "\n",
+         "line 14: longer than the 200 characters"},
+        {"type letter", textfid(31, 0, {{"A", 'X', 'L', 0, 4, 1}}, {}),
+         "line 6: item A: unknown type 'X'"},
+        {"justification", textfid(31, 0, {{"A", 'C', 'Q', 0, 4, 1}}, {}),
+         "line 6: item A: unknown justification 'Q'"},
+        {"twice", textfid(31, 0, {{"A", 'C', 'L', 0, 4, 1}, {"A", 'C', 'L', 4, 4, 1}}, {}),
+         "line 7: item A is defined twice"},
+        {"past the record", textfid(31, 0, {{"A", 'C', 'L', 28, 2, 2}}, {}),
+         "line 6: item A ends at byte 32, past the record's 31"},
+        {"key over no item", textfid(31, 0, items, {{"K", {{2, 4, 0}}}}),
+         "line 11: key K: no item starts at byte 2"},
     };
     for (const Case& c : cases) {
         write("bad.txt", c.text);
