@@ -435,8 +435,10 @@ void extractmembers(const ArchiveOptions& opt, const std::string& path, std::FIL
         run.errors.clear();
         run.report = false;
         run.sizes = {{h.name, h.size}};
-        std::string spec = std::strchr(h.name, '.') ? h.name : std::string(h.name) + ".";
-        archiver(optionstring('X', opt, true, temp.string()), opt.archive, {spec},
+        // The archiver matches an entry name without a dot with "."
+        // appended, so the pattern for such a member carries it too.
+        std::string pattern = std::strchr(h.name, '.') ? h.name : std::string(h.name) + ".";
+        archiver(optionstring('X', opt, true, temp.string()), opt.archive, {pattern},
                  opt.quiet ? nullptr : &bar);
         if (interrupted) {
             fs::remove_all(temp, ec);
