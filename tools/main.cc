@@ -7,7 +7,7 @@
 int main(int argc, char** argv) {
     uint16_t major = 0, minor = 0;
     vfhgetversion(&major, &minor);
-    CLI::App app{"velnor - look into, load and archive velnor record files"};
+    CLI::App app{"velnor - look into, load, index, repair and archive velnor record files"};
     app.set_version_flag("--version", "velnor " + std::to_string(major >> 8) + "." +
                                           std::to_string(major & 0xFF) + "." +
                                           std::to_string(minor));
