@@ -39,12 +39,13 @@ std::string fidtext(const Def& d) {
     const std::vector<int> order = orders(d);
     for (size_t i = 0; i < d.items.size(); i++) {
         const Item& it = d.items[i];
-        t += itemline(it.name, it.type, 'L', it.off, it.len, it.occurs, order[i]);
+        t += itemline(it.name, it.type, it.just, it.off, it.len, it.occurs, order[i]);
     }
     for (const Key& k : d.keys) {
         t += cat("Key = ", k.name, ", ", k.keylen, ", ", k.segs.size(), "\n");
         for (const Seg& g : k.segs) t += cat(g.off, ", ", g.len, ", ", g.flags, "\n");
     }
+    for (const Thread& th : d.threads) t += cat("Thread = ", th.item, ", ", th.expr, "\n");
     return t;
 }
 
@@ -58,7 +59,7 @@ std::string fidbin(const Def& d) {
         const Item& it = d.items[i];
         b += padname(it.name);
         b += it.type;
-        b += 'L';
+        b += it.just;
         for (int v : {it.off, it.len, it.occurs, order[i]}) put16(b, v);
         b += "item\n";
     }

@@ -24,6 +24,7 @@ struct Item {
     int off;  // 0-based after the status byte
     int len;
     int occurs = 1;
+    char just = 'L';
 };
 struct Seg {
     int off, len, flags;

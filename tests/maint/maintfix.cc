@@ -4,27 +4,21 @@
 
 #include <cstring>
 #include <filesystem>
-#include <fstream>
+
+#include "common/engine.h"
 
 std::vector<std::pair<int, std::string>> MaintTest::log;
 std::function<bool()> MaintTest::stopwhen;
 
 namespace {
 
+// People records (ID key 0, NAME key 1) of each kind; a variable-length
+// record keeps its length in bytes 1-4, before the items.
 std::string fidfor(Kind kind) {
-    static const char* const flags[] = {"0", "1", "2\nHashRecs = 50", "0"};
-    // A variable-length record keeps its length in bytes 1-4: the items
-    // start after it.
-    const bool var = kind == VARLEN;
-    std::string t = var ? "TKF FID v7.0\nRecLen = 34\nNItems = 2\nNKeys = " : "TKF FID v7.0\nRecLen = 30\nNItems = 2\nNKeys = ";
-    t += kind == FIXED || kind == VARLEN ? "2" : kind == HASHED ? "1" : "0";
-    t += "\nFlags = " + std::string(flags[kind]) + "\n";
-    t += var ? "Item = ID, 'C', 'L', 4, 10, 1, 0,\nItem = NAME, 'C', 'L', 14, 20, 1, 1,\n"
-             : "Item = ID, 'C', 'L', 0, 10, 1, 0,\nItem = NAME, 'C', 'L', 10, 20, 1, 1,\n";
-    if (kind != RANDOM) t += var ? "Key = ID, 10, 1\n4, 10, 0\n" : "Key = ID, 10, 1\n0, 10, 0\n";
-    if (kind == FIXED) t += "Key = NAME, 20, 1\n10, 20, 0\n";
-    if (var) t += "Key = NAME, 20, 1\n14, 20, 0\n";
-    return t;
+    vntest::Def d = vntest::people(kind == VARLEN ? 1 : kind == HASHED ? 2 : 0);
+    if (kind == HASHED) d.hashrecs = 50;
+    d.keys.resize(kind == HASHED ? 1 : kind == RANDOM ? 0 : 2);
+    return vntest::fidtext(d);
 }
 
 void fill(FHCB& cb, int i) {
@@ -131,11 +125,6 @@ int MaintTest::count(const std::string& ext) const {
     return n;
 }
 
-std::string slurp(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    return std::string((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-}
-
 void patch(const std::string& path, long pos, const std::string& bytes, bool insert) {
     std::string all = slurp(path);
     if (insert) {
@@ -143,11 +132,11 @@ void patch(const std::string& path, long pos, const std::string& bytes, bool ins
     } else {
         all.replace(static_cast<size_t>(pos), bytes.size(), bytes);
     }
-    std::ofstream(path, std::ios::binary | std::ios::trunc) << all;
+    vntest::writefile(path, all);
 }
 
 void erase(const std::string& path, long pos, long n) {
     std::string all = slurp(path);
     all.erase(static_cast<size_t>(pos), static_cast<size_t>(n));
-    std::ofstream(path, std::ios::binary | std::ios::trunc) << all;
+    vntest::writefile(path, all);
 }

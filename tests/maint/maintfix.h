@@ -14,7 +14,7 @@
 #include "common/files.h"
 #include "velnor.h"
 
-enum Kind { FIXED, VARLEN, HASHED, RANDOM };
+enum Kind { FIXLEN, VARLEN, HASHED, RANDOM };
 
 class MaintTest : public vntest::TmpDirTest {
 protected:
@@ -43,8 +43,7 @@ public:
     static std::function<bool()> stopwhen;
 };
 
-// The whole file, or "".
-std::string slurp(const std::string& path);
+inline std::string slurp(const std::string& path) { return vntest::readfile(path); }
 // Writes bytes at pos of path (inserting when insert, else overwriting);
 // erase removes n bytes at pos.
 void patch(const std::string& path, long pos, const std::string& bytes, bool insert = false);

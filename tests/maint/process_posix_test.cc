@@ -12,7 +12,7 @@ namespace {
 using vntest::Signal;
 
 TEST_F(MaintTest, SharedVerifyWaitsOnLocksOfAnotherProcess) {
-    std::string dat = build(FIXED);
+    std::string dat = build(FIXLEN);
     struct Case {
         uint32_t lockpos;
         uint32_t flags;
@@ -40,7 +40,7 @@ TEST_F(MaintTest, SharedVerifyWaitsOnLocksOfAnotherProcess) {
 }
 
 TEST_F(MaintTest, CrashBetweenReplacementsLosesNoFile) {
-    std::string dat = build(FIXED);
+    std::string dat = build(FIXLEN);
     patch(dat, 1, "0000000C");
     const std::string oldidx = slurp(path("f.idx"));
     pid_t child = vntest::spawn([&] {

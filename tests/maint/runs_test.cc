@@ -28,18 +28,18 @@ TEST_F(MaintTest, LinesOfCleanRuns) {
         const char* message;
     };
     const Case cases[] = {
-        {FIXED, VN_FM_VERIFY, 0, "Indexed on 2 keys.", "Done. 8 active data records, 2 deleted records.",
+        {FIXLEN, VN_FM_VERIFY, 0, "Indexed on 2 keys.", "Done. 8 active data records, 2 deleted records.",
          "VERIFY completed successfuly."},
-        {FIXED, VN_FM_VERIFY, VN_FM_NORECPASS, "Indexed on 2 keys.", "Done.", "VERIFY completed successfuly."},
+        {FIXLEN, VN_FM_VERIFY, VN_FM_NORECPASS, "Indexed on 2 keys.", "Done.", "VERIFY completed successfuly."},
         {VARLEN, VN_FM_VERIFY, 0, "Indexed on 2 keys. Variable length records.",
          "Done. 8 active data records, 2 deleted records.", "VERIFY completed successfuly."},
         {HASHED, VN_FM_VERIFY, 0, "Hashed with 281 table entries.", "Done. 8 active data records, 2 deleted records.",
          "VERIFY completed successfuly."},
         {RANDOM, VN_FM_VERIFY, 0, "Random.", "Done. 5 active data records, 0 deleted records.",
          "VERIFY completed successfuly."},
-        {FIXED, VN_FM_RECOVER, 0, "Indexed on 2 keys.", "Done. 8 active data records, 2 deleted records.",
+        {FIXLEN, VN_FM_RECOVER, 0, "Indexed on 2 keys.", "Done. 8 active data records, 2 deleted records.",
          "RECOVER completed successfuly."},
-        {FIXED, VN_FM_PACK, 0, "Indexed on 2 keys.", "Done. 8 active data records. 2 deleted records removed.",
+        {FIXLEN, VN_FM_PACK, 0, "Indexed on 2 keys.", "Done. 8 active data records. 2 deleted records removed.",
          "PACK completed successfuly."},
         {HASHED, VN_FM_RECOVER, 0, "Hashed with 281 table entries.",
          "Done. 8 active data records. 2 deleted records removed.", "PACK completed successfuly."},
@@ -76,7 +76,7 @@ TEST_F(MaintTest, LinesOfCleanRuns) {
 }
 
 TEST_F(MaintTest, DriverRefusalsAndOddCalls) {
-    std::string dat = build(FIXED);
+    std::string dat = build(FIXLEN);
     // Same base name and extension, whatever the case and directory.
     log.clear();
     EXPECT_EQ(filemaint(VN_FM_VERIFY, "a/ORDERS.DAT", "", "b/orders.dat", nullptr, 0, nullptr, nullptr), 1);
@@ -107,7 +107,7 @@ int32_t VELNOR_CALL nested(int32_t code, char*) {
 }
 
 TEST_F(MaintTest, CallFromTheCallbackIsRefused) {
-    std::string dat = build(FIXED);
+    std::string dat = build(FIXLEN);
     EXPECT_EQ(filemaint(VN_FM_VERIFY, dat.c_str(), "", "", nullptr, 0, nullptr, nested), 0);
     EXPECT_EQ(inner, -2);
 }
@@ -125,7 +125,7 @@ TEST_F(MaintTest, StopInEveryPassKeepsTheOldFiles) {
                           {VN_FM_PACK, "Status: File PACK and RECOVER in progress..."}};
     for (const Case& c : cases) {
         SCOPED_TRACE(c.pass);
-        std::string dat = build(FIXED);
+        std::string dat = build(FIXLEN);
         const std::string olddat = slurp(dat), oldidx = slurp(path("f.idx"));
         int polls = 0;
         stopwhen = [&] { return startswith(line(VN_FM_STATUS), c.pass) && ++polls == 3; };
@@ -140,7 +140,7 @@ TEST_F(MaintTest, StopInEveryPassKeepsTheOldFiles) {
 }
 
 TEST_F(MaintTest, LengthFixIsAskedOnceAndCancelChangesNothing) {
-    std::string dat = build(FIXED);
+    std::string dat = build(FIXLEN);
     patch(dat, 128 + 31, "X");
     patch(dat, 192 + 31, "Y");
     const std::string before = slurp(dat);
@@ -161,7 +161,7 @@ TEST_F(MaintTest, LengthFixIsAskedOnceAndCancelChangesNothing) {
 
 TEST_F(MaintTest, StripMovesUnprintableRecords) {
     for (uint32_t flags : {0u, static_cast<uint32_t>(VN_FM_STRIP)}) {
-        std::string dat = build(FIXED);
+        std::string dat = build(FIXLEN);
         patch(dat, 192 + 13, "\t");  // a TAB in K06's NAME
         const std::string k06 = slurp(dat).substr(192, 32);
         EXPECT_EQ(run(VN_FM_PACK, dat, flags), 0);
@@ -176,7 +176,7 @@ TEST_F(MaintTest, TemporaryDirectoryHoldsTheNewFiles) {
     std::filesystem::create_directory(path("tmp"));
     vfhsettmpdir(path("tmp").c_str());
     for (int32_t op : {VN_FM_RECOVER, VN_FM_PACK}) {
-        std::string dat = build(FIXED);
+        std::string dat = build(FIXLEN);
         patch(dat, 160, "D");  // a stale index entry for both to mend
         EXPECT_EQ(run(op, dat), 0);
         EXPECT_TRUE(logged(VN_FM_STATUS, op == VN_FM_RECOVER ? "Status: Copying temporary file."
@@ -188,7 +188,7 @@ TEST_F(MaintTest, TemporaryDirectoryHoldsTheNewFiles) {
 }
 
 TEST_F(MaintTest, RecoverFlushesEveryFiveThousandRecords) {
-    std::string dat = build(FIXED, 12000, {});
+    std::string dat = build(FIXLEN, 12000, {});
     const int32_t before = fmflushes;
     EXPECT_EQ(run(VN_FM_RECOVER, dat), 0);
     EXPECT_EQ(fmflushes - before, 2);

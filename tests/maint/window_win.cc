@@ -27,7 +27,7 @@ LRESULT CALLBACK watch(int code, WPARAM wparam, LPARAM lparam) {
 }
 
 TEST_F(MaintTest, WindowShowsTheRunAndStopEndsIt) {
-    std::string dat = build(FIXED);
+    std::string dat = build(FIXLEN);
     hook = SetWindowsHookExA(WH_CBT, watch, nullptr, GetCurrentThreadId());
     ASSERT_NE(hook, nullptr);
     const int32_t r = filemaint(VN_FM_VERIFY, dat.c_str(), "", "", nullptr, 0, nullptr, nullptr);

@@ -2,16 +2,13 @@
 // bytes, threads carried over, and definitions that must be refused.
 #include <cstdint>
 
-#include "fidtext.h"
 #include "tooltest.h"
 
 namespace {
 
-const std::vector<TItem> items{{"CODE", 'C', 'L', 0, 8, 1},
-                               {"AMOUNT", 'N', 'R', 8, 7, 1},
-                               {"LINK", 'C', 'L', 15, 4, 1},
-                               {"NAME", 'C', 'L', 19, 12, 1}};
-const std::vector<TKey> keys{{"CODE", {{0, 8, 0}}}, {"NAME", {{19, 12, 0}}}};
+const std::vector<vntest::Item> items{
+    {"CODE", 'C', 0, 8}, {"AMOUNT", 'N', 8, 7, 1, 'R'}, {"LINK", 'C', 15, 4}, {"NAME", 'C', 19, 12}};
+const std::vector<vntest::Key> keys{{"CODE", 8, {{0, 8, 0}}}, {"NAME", 12, {{19, 12, 0}}}};
 
 unsigned u16(const std::string& b, size_t at) {
     return static_cast<unsigned char>(b[at]) | static_cast<unsigned char>(b[at + 1]) << 8;
@@ -20,7 +17,7 @@ unsigned u16(const std::string& b, size_t at) {
 }  // namespace
 
 TEST_F(ToolTest, CompileWritesTheBinaryHeaderAndKeepsTheThread) {
-    write("t.txt", textfid(31, 0, items, keys, {"LINK, AMOUNT > 100"}));
+    write("t.txt", textfid(31, 0, items, keys, {{"LINK", "AMOUNT > 100"}}));
     RunResult r = velnor({"fid", "compile", "t.txt", "t.fid"});
     ASSERT_EQ(r.code, 0) << r.err;
     EXPECT_NE(r.out.find("4 items, 2 keys, 1 thread."), std::string::npos) << r.out;
@@ -51,7 +48,7 @@ TEST_F(ToolTest, CompileRebuildsAWrongNameOrder) {
     std::string def = textfid(31, 0, items, keys);
     // Every order entry 0: items could not be found by name.
     for (size_t at = 0; (at = def.find(", 1, ", at)) != std::string::npos; at += 5)
-        def.replace(def.find(',', at + 5) - 1, 1, "0");
+        def[def.find(',', at + 5) - 1] = '0';  // the orders are single digits
     write("t.txt", def);
     ASSERT_EQ(velnor({"fid", "compile", "t.txt", "t.fid"}).code, 0);
     // The file made with it is usable by item names.
@@ -66,33 +63,33 @@ TEST_F(ToolTest, CompileRefusesBadDefinitions) {
     struct Case {
         std::string name, text, message;
     } cases[] = {
-        {"short record", textfid(7, 0, {{"A", 'C', 'L', 0, 4, 1}}, {}), "status 13"},
-        {"unknown link item", textfid(31, 0, items, keys, {"NOPE, AMOUNT > 1"}), "NOPE"},
-        {"link in the first 8 bytes", textfid(31, 0, items, keys, {"CODE, AMOUNT > 1"}),
+        {"short record", textfid(7, 0, {{"A", 'C', 0, 4}}, {}), "status 13"},
+        {"unknown link item", textfid(31, 0, items, keys, {{"NOPE", "AMOUNT > 1"}}), "NOPE"},
+        {"link in the first 8 bytes", textfid(31, 0, items, keys, {{"CODE", "AMOUNT > 1"}}),
          "thread item in first 8 bytes (status 41)"},
-        {"two-character comparison", textfid(31, 0, items, keys, {"LINK, AMOUNT <= 1"}),
+        {"two-character comparison", textfid(31, 0, items, keys, {{"LINK", "AMOUNT <= 1"}}),
          "bad thread expression (status 44)"},
-        {"unknown item in expression", textfid(31, 0, items, keys, {"LINK, PRICE > 1"}),
+        {"unknown item in expression", textfid(31, 0, items, keys, {{"LINK", "PRICE > 1"}}),
          "status 44"},
         {"expression too long",
-         textfid(31, 0, items, keys, {"LINK, AMOUNT > 1" + std::string(60, ' ') + "+ 1"}),
+         textfid(31, 0, items, keys, {{"LINK", vntest::cat("AMOUNT > 1", std::string(60, ' '), "+ 1")}}),
          "longer than 55"},
-        {"no comma", textfid(31, 0, items, keys, {"LINK AMOUNT > 1"}), "Thread = LINKITEM"},
-        {"long item name", textfid(31, 0, {{"ELEVENCHARS", 'C', 'L', 0, 4, 1}}, {}),
+        {"no comma", textfid(31, 0, items, keys) + "Thread = LINK AMOUNT > 1\n", "Thread = LINKITEM"},
+        {"long item name", textfid(31, 0, {{"ELEVENCHARS", 'C', 0, 4}}, {}),
          "10 characters"},
         {"unknown keyword", textfid(31, 0, items, keys) + "Colour = red\n",
          "line 14: unknown keyword 'Colour = red'"},
         {"long line", textfid(31, 0, items, keys) + "Flags = 0" + std::string(200, ' ') + "\n",
          "line 14: longer than the 200 characters"},
-        {"type letter", textfid(31, 0, {{"A", 'X', 'L', 0, 4, 1}}, {}),
+        {"type letter", textfid(31, 0, {{"A", 'X', 0, 4}}, {}),
          "line 6: item A: unknown type 'X'"},
-        {"justification", textfid(31, 0, {{"A", 'C', 'Q', 0, 4, 1}}, {}),
+        {"justification", textfid(31, 0, {{"A", 'C', 0, 4, 1, 'Q'}}, {}),
          "line 6: item A: unknown justification 'Q'"},
-        {"twice", textfid(31, 0, {{"A", 'C', 'L', 0, 4, 1}, {"A", 'C', 'L', 4, 4, 1}}, {}),
+        {"twice", textfid(31, 0, {{"A", 'C', 0, 4}, {"A", 'C', 4, 4}}, {}),
          "line 7: item A is defined twice"},
-        {"past the record", textfid(31, 0, {{"A", 'C', 'L', 28, 2, 2}}, {}),
+        {"past the record", textfid(31, 0, {{"A", 'C', 28, 2, 2}}, {}),
          "line 6: item A ends at byte 32, past the record's 31"},
-        {"key over no item", textfid(31, 0, items, {{"K", {{2, 4, 0}}}}),
+        {"key over no item", textfid(31, 0, items, {{"K", 4, {{2, 4, 0}}}}),
          "line 11: key K: no item starts at byte 2"},
     };
     for (const Case& c : cases) {

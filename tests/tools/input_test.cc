@@ -2,7 +2,6 @@
 // mismatched files, damaged and truncated data files, CSV files it must
 // refuse before writing anything, and text in other code pages or needing
 // quotes on the way out and in.
-#include "fidtext.h"
 #include "tooltest.h"
 
 namespace {
@@ -12,10 +11,8 @@ protected:
     void SetUp() override {
         ToolTest::SetUp();
         write("c.fid", textfid(20, 0,
-                               {{"CODE", 'C', 'L', 0, 6, 1},
-                                {"NAME", 'C', 'L', 6, 10, 1},
-                                {"QTY", 'N', 'R', 16, 4, 1}},
-                               {{"CODE", {{0, 6, 0}}}}));
+                               {{"CODE", 'C', 0, 6}, {"NAME", 'C', 6, 10}, {"QTY", 'N', 16, 4, 1, 'R'}},
+                               {{"CODE", 6, {{0, 6, 0}}}}));
         write("in.csv", "CODE,NAME,QTY\nA1,apple,3\nB2,pear,12\n");
         RunResult r = velnor({"load", "c.dat", "--csv", "in.csv", "--create"});
         ASSERT_EQ(r.code, 0) << r.err;
@@ -53,7 +50,7 @@ TEST_F(BadInput, MissingFilesAreNamedWithTheEngineMessageAndTheReason) {
 
 TEST_F(BadInput, AWrongDefinitionADamagedHeaderOrACutFileIsRefused) {
     // The same items in a longer record: the data file does not fit it.
-    write("long.fid", textfid(30, 0, {{"CODE", 'C', 'L', 0, 6, 1}}, {{"CODE", {{0, 6, 0}}}}));
+    write("long.fid", textfid(30, 0, {{"CODE", 'C', 0, 6}}, {{"CODE", 6, {{0, 6, 0}}}}));
     EXPECT_EQ(velnor({"dump", "c.dat", "--fid", "long.fid"}).err,
               "velnor: c.dat: Error : data/FID file mismatch (status 19)\n");
     std::string dat = read("c.dat");

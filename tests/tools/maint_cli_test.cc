@@ -4,12 +4,8 @@
 
 namespace {
 
-const char* const kFid =
-    "TKF FID v7.0\nRecLen = 20\nNItems = 2\nNKeys = 1\nFlags = 0\n"
-    "Item = CODE, 'C', 'L', 0, 8, 1, 0,\nItem = NAME, 'C', 'L', 8, 12, 1, 1,\nKey = CODE, 8, 1\n0, 8, 0\n";
-
 TEST_F(ToolTest, MaintenanceFindsReportsAndRepairs) {
-    write("m.fid", kFid);
+    write("m.fid", textfid(20, 0, {{"CODE", 'C', 0, 8}, {"NAME", 'C', 8, 12}}, {{"CODE", 8, {{0, 8, 0}}}}));
     write("in.csv", "CODE,NAME\nA1,Ann\nB2,Bob\nC3,Cy\n");
     ASSERT_EQ(velnor({"load", "m.dat", "--csv", "in.csv", "--create"}).code, 0);
     EXPECT_EQ(velnor({"verify", "m.dat"}).code, 0);

@@ -9,7 +9,6 @@
 
 #include <cstdlib>
 
-#include "fidtext.h"
 #include "support/os.h"
 #include "tooltest.h"
 
@@ -19,8 +18,8 @@ class Posix : public ToolTest {
 protected:
     void SetUp() override {
         ToolTest::SetUp();
-        write("c.fid", textfid(20, 0, {{"CODE", 'C', 'L', 0, 6, 1}, {"NAME", 'C', 'L', 6, 14, 1}},
-                               {{"CODE", {{0, 6, 0}}}}));
+        write("c.fid", textfid(20, 0, {{"CODE", 'C', 0, 6}, {"NAME", 'C', 6, 14}},
+                               {{"CODE", 6, {{0, 6, 0}}}}));
         write("in.csv", "CODE,NAME\nA1,apple\n");
         ASSERT_EQ(velnor({"load", "c.dat", "--csv", "in.csv", "--create"}).code, 0);
     }

@@ -6,12 +6,11 @@
 #include <map>
 #include <random>
 
-#include "fidtext.h"
 #include "tooltest.h"
 
 namespace {
 
-const unsigned CODELEN = 8, NAMELEN = 12, TAGLEN = 5;
+const int CODELEN = 8, NAMELEN = 12, TAGLEN = 5;
 
 struct Row {
     std::string code, name, amount, tags[3];
@@ -85,7 +84,7 @@ std::string pad(const std::string& s, size_t n) { return (s + std::string(n, ' '
 // The CSV line dump writes for a row (values cut to their items).
 std::string dumpline(const Row& r) {
     std::string s = r.code + "," + cut(r.name, NAMELEN) + "," + r.amount;
-    for (const std::string& t : r.tags) s += "," + cut(t, TAGLEN);
+    for (const std::string& t : r.tags) s.append(",").append(cut(t, TAGLEN));
     return s;
 }
 
@@ -101,13 +100,12 @@ protected:
     void SetUp() override {
         ToolTest::SetUp();
         // Items start at 4: a variable-length record keeps its length there.
-        std::vector<TItem> items{{"CODE", 'C', 'L', 4, CODELEN, 1},
-                                 {"NAME", 'C', 'L', 12, NAMELEN, 1},
-                                 {"AMOUNT", 'N', 'R', 24, 7, 1},
-                                 {"TAGS", 'C', 'L', 31, TAGLEN, 3},
-                                 {"LINK", 'C', 'L', 46, 4, 1}};
-        std::vector<TKey> keys{{"CODE", {{4, CODELEN, 0}}}, {"NAME", {{12, NAMELEN, 0}}}};
-        write("c.txt", textfid(50, GetParam(), items, keys, {"LINK, AMOUNT > 500"}));
+        std::vector<vntest::Item> items{{"CODE", 'C', 4, CODELEN}, {"NAME", 'C', 12, NAMELEN},
+                                        {"AMOUNT", 'N', 24, 7, 1, 'R'}, {"TAGS", 'C', 31, TAGLEN, 3},
+                                        {"LINK", 'C', 46, 4}};
+        std::vector<vntest::Key> keys{{"CODE", CODELEN, {{4, CODELEN, 0}}},
+                                      {"NAME", NAMELEN, {{12, NAMELEN, 0}}}};
+        write("c.txt", textfid(50, GetParam(), items, keys, {{"LINK", "AMOUNT > 500"}}));
         ASSERT_EQ(velnor({"fid", "compile", "c.txt", "c.fid"}).code, 0);
     }
 
@@ -125,7 +123,8 @@ protected:
             Row r;
             // One in five codes repeats an earlier one: a rewrite.
             r.code = !rows.empty() && rng() % 5 == 0 ? rows[rng() % rows.size()].code : word(1, 8);
-            r.name = word(1, 6) + (rng() % 2 ? " " + word(1, 8) : "");
+            r.name = word(1, 6);
+            if (rng() % 2) r.name.append(" ").append(word(1, 8));
             r.amount = std::to_string(rng() % 1000);
             for (std::string& t : r.tags) t = rng() % 3 ? word(0, 7) : "";
             rows.push_back(r);

@@ -5,20 +5,8 @@
 #include <unistd.h>
 
 #include <fstream>
-#include <sstream>
 
 #include "tooltest.h"
-
-namespace {
-
-std::string slurp(const std::filesystem::path& p) {
-    std::ifstream in(p, std::ios::binary);
-    std::stringstream s;
-    s << in.rdbuf();
-    return s.str();
-}
-
-}  // namespace
 
 RunResult runprogram(const std::string& exe, const std::vector<std::string>& args,
                      const std::filesystem::path& dir, const std::string& input) {
@@ -45,8 +33,8 @@ RunResult runprogram(const std::string& exe, const std::vector<std::string>& arg
     int status = 0;
     if (pid > 0 && waitpid(pid, &status, 0) == pid && WIFEXITED(status))
         r.code = WEXITSTATUS(status);
-    r.out = slurp(base / "out");
-    r.err = slurp(base / "err");
+    r.out = vntest::readfile((base / "out").string());
+    r.err = vntest::readfile((base / "err").string());
     std::error_code ec;
     std::filesystem::remove_all(base, ec);
     return r;

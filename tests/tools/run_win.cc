@@ -2,7 +2,6 @@
 // its input, output and messages redirected to files read back after.
 #include <cstdlib>
 #include <fstream>
-#include <sstream>
 
 #include "tooltest.h"
 
@@ -10,10 +9,7 @@ namespace {
 
 // The program's text output, its line ends made plain "\n" again.
 std::string slurp(const std::filesystem::path& p) {
-    std::ifstream in(p, std::ios::binary);
-    std::stringstream s;
-    s << in.rdbuf();
-    std::string text = s.str(), plain;
+    std::string text = vntest::readfile(p.string()), plain;
     for (size_t i = 0; i < text.size(); ++i)
         if (!(text[i] == '\r' && i + 1 < text.size() && text[i + 1] == '\n')) plain += text[i];
     return plain;

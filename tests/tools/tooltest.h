@@ -4,11 +4,12 @@
 #ifndef VELNOR_TESTS_TOOLS_TOOLTEST_H
 #define VELNOR_TESTS_TOOLS_TOOLTEST_H
 
-#include <gtest/gtest.h>
-
 #include <filesystem>
+#include <sstream>
 #include <string>
 #include <vector>
+
+#include "common/engine.h"
 
 struct RunResult {
     int code = -1;    // exit status; -1 when the program did not end normally
@@ -21,23 +22,32 @@ struct RunResult {
 RunResult runprogram(const std::string& exe, const std::vector<std::string>& args,
                      const std::filesystem::path& dir, const std::string& input);
 
-class ToolTest : public testing::Test {
+class ToolTest : public vntest::TmpDirTest {
 protected:
-    void SetUp() override;
-    void TearDown() override;
-
     // velnor ARGS... in the test's folder.
-    RunResult velnor(const std::vector<std::string>& args, const std::string& input = "");
-    // Files of the test's folder.
-    void write(const std::string& name, const std::string& bytes);
-    std::string read(const std::string& name);
-    bool exists(const std::string& name);
-    std::filesystem::path path(const std::string& name) { return dir_ / name; }
+    RunResult velnor(const std::vector<std::string>& args, const std::string& input = "") {
+        return runprogram(VELNOR_EXE, args, dir_, input);
+    }
+    void write(const std::string& name, const std::string& bytes) { writefile(name, bytes); }
+    std::string read(const std::string& name) { return readfile(name); }
+    bool exists(const std::string& name) { return vntest::exists(path(name)); }
 
-    std::filesystem::path dir_;
+    const std::filesystem::path dir_{tmp.dir()};
 };
 
+// A text definition ("velnor fid compile" reads it) from its parts.
+inline std::string textfid(int reclen, int flags, std::vector<vntest::Item> items,
+                           std::vector<vntest::Key> keys, std::vector<vntest::Thread> threads = {}) {
+    return vntest::fidtext({reclen, flags, 0, std::move(items), std::move(keys), std::move(threads)});
+}
+
 // Lines of a text, without their line ends.
-std::vector<std::string> lines(const std::string& text);
+inline std::vector<std::string> lines(const std::string& text) {
+    std::vector<std::string> out;
+    std::istringstream in(text);
+    for (std::string line; std::getline(in, line); out.push_back(line))
+        if (!line.empty() && line.back() == '\r') line.pop_back();
+    return out;
+}
 
 #endif
