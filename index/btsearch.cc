@@ -189,18 +189,14 @@ int32_t idxsearch(FHCB* cb, int index, int mode) {
     bool resume = !shared && c->page != 0 && pgisleaf(c->img);
     int32_t r = btfind(cb, index, mode, resume);
     if (r <= 0) return btstatus(cb, r);
-    // A walk in key order returns each entry once: a step that repeats the
-    // record before it, or more steps than the file has room for entries,
-    // means damaged pages (or a definition that no longer builds the keys
-    // the index holds) are leading it round.
-    uint32_t ptr = pgptr(c->img, c->slot);
-    if (!step) {
+    // A walk in key order returns each entry once: more steps than the file
+    // has room for entries means damaged pages (or a definition that no
+    // longer builds the keys the index holds) are leading it round.
+    if (!step)
         c->walked = 0;
-    } else if ((mode >= SRCH_STEPBACK && ptr == c->last && !shared) ||
-               ++c->walked > uint64_t{st->nextpage} * c->cap) {
+    else if (++c->walked > uint64_t{st->nextpage} * c->cap)
         return btstatus(cb, corrupt(cb, c));
-    }
-    c->last = ptr;
+    uint32_t ptr = pgptr(c->img, c->slot);
     unsigned k = st->keylen[index];
     memcpy(st->keybuf, pgkey(c->img, c->cap, k, c->slot), k);
     st->keybuf[k] = 0;

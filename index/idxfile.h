@@ -33,7 +33,6 @@ struct IdxCursor {
     IdxPath path[IDX_MAXDEPTH];  // inner pages passed, root first
     uint8_t depth;
     uint64_t walked;   // entries stepped to since the walk began (first, equal...)
-    uint32_t last;     // record the last step returned
     void* image;       // moveable global-memory block of P bytes
     uint8_t* img;      // image, kept locked while the index is open
 };
