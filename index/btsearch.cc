@@ -138,7 +138,9 @@ int32_t btfind(FHCB* cb, int index, int mode, bool resume) {
     c->depth = 0;
     c->slot = 0;
     uint32_t page = st->root[index];
-    for (;;) {
+    // A search passes each page of the file at most twice; more is a loop.
+    for (uint64_t passed = 0;; passed++) {
+        if (passed > 2 * uint64_t{st->nextpage} + IDX_MAXDEPTH) return corrupt(cb, c);
         if (btreadpage(cb, index, page) < 0) return -1;
         int count = c->img[PG_COUNT];
         if (pgisleaf(c->img)) {
@@ -177,6 +179,7 @@ int32_t btstatus(FHCB* cb, int32_t r) {
 int32_t idxsearch(FHCB* cb, int index, int mode) {
     IdxState* st = cb->index;
     IdxCursor* c = &st->cursor[index];
+    const bool step = mode == SRCH_STEP || mode == SRCH_STEPBACK || mode == SRCH_NEXT || mode == SRCH_PREV;
     if (mode == SRCH_FIRST || mode == SRCH_LAST) {
         keylimit(cb, index, mode == SRCH_LAST);
         mode = mode == SRCH_FIRST ? SRCH_STEP : SRCH_STEPBACK;
@@ -186,8 +189,16 @@ int32_t idxsearch(FHCB* cb, int index, int mode) {
     bool resume = !shared && c->page != 0 && pgisleaf(c->img);
     int32_t r = btfind(cb, index, mode, resume);
     if (r <= 0) return btstatus(cb, r);
+    // A walk in key order returns each entry once: more steps than the file
+    // has room for entries means damaged pages (or a definition that no
+    // longer builds the keys the index holds) are leading it round.
+    if (!step)
+        c->walked = 0;
+    else if (++c->walked > uint64_t{st->nextpage} * c->cap)
+        return btstatus(cb, corrupt(cb, c));
+    uint32_t ptr = pgptr(c->img, c->slot);
     unsigned k = st->keylen[index];
     memcpy(st->keybuf, pgkey(c->img, c->cap, k, c->slot), k);
     st->keybuf[k] = 0;
-    return static_cast<int32_t>(pgptr(c->img, c->slot));
+    return static_cast<int32_t>(ptr);
 }

@@ -32,6 +32,7 @@ struct IdxCursor {
     uint8_t atend;     // last search ran past the last entry
     IdxPath path[IDX_MAXDEPTH];  // inner pages passed, root first
     uint8_t depth;
+    uint64_t walked;   // entries stepped to since the walk began (first, equal...)
     void* image;       // moveable global-memory block of P bytes
     uint8_t* img;      // image, kept locked while the index is open
 };
