@@ -63,8 +63,8 @@ TEST_F(FidText, HostileDefinitionsAreRefused) {
     for (const Case& c : cases) {
         EXPECT_EQ(load(c.text), -1) << c.what;
         EXPECT_EQ(status(), VN_E_FIDREAD) << c.what;
-        EXPECT_EQ(def.cb.items, nullptr) << c.what;
-        EXPECT_EQ(def.cb.keys, nullptr) << c.what;
+        EXPECT_EQ(+def.cb.items, nullptr) << c.what;
+        EXPECT_EQ(+def.cb.keys, nullptr) << c.what;
     }
 }
 

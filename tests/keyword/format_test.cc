@@ -75,13 +75,13 @@ TEST_F(KeywordTest, OpeningChecksThePostingFile) {
         std::filesystem::remove(path("kw.pst"));
         EXPECT_EQ(ix.open(dir(), 0), -1);
         EXPECT_EQ(ix.cb.status, 0);
-        EXPECT_NE(ix.cb.recbuf, nullptr);
+        EXPECT_NE(+ix.cb.recbuf, nullptr);
     }
     writefile("kw.pst", "ezhy" + std::string(12, '\0'));
     Index bad;
     EXPECT_EQ(bad.open(dir()), -1);
     EXPECT_EQ(bad.cb.status, VN_E_HYPOPEN);
-    EXPECT_EQ(bad.cb.recbuf, nullptr);
+    EXPECT_EQ(+bad.cb.recbuf, nullptr);
 }
 
 TEST_F(KeywordTest, LongResultsAreCutAndListsGrow) {
