@@ -3,12 +3,15 @@
 // its Stop button ending the run with -1, and destroyed afterwards.
 #include <windows.h>
 
+#include <string>
+
 #include "maintfix.h"
 
 namespace {
 
 HWND made = nullptr;
 CREATESTRUCTA shape{};
+std::string title;  // the name the structure points at lives only for the call
 HHOOK hook = nullptr;
 
 // Notes the FileMaint window as it is made and posts a click on Stop,
@@ -20,6 +23,7 @@ LRESULT CALLBACK watch(int code, WPARAM wparam, LPARAM lparam) {
         if (HIWORD(reinterpret_cast<uintptr_t>(cls)) != 0 && lstrcmpA(cls, "FileMaint") == 0) {
             made = reinterpret_cast<HWND>(wparam);
             shape = *c->lpcs;
+            title = c->lpcs->lpszName != nullptr ? c->lpcs->lpszName : "";
             PostMessageA(made, WM_COMMAND, MAKEWPARAM(101, BN_CLICKED), 0);
         }
     }
@@ -34,7 +38,7 @@ TEST_F(MaintTest, WindowShowsTheRunAndStopEndsIt) {
     UnhookWindowsHookEx(hook);
     EXPECT_EQ(r, -1);
     ASSERT_NE(made, nullptr);
-    EXPECT_EQ(std::string(shape.lpszName), "Velnor File Maintenance v6.1");
+    EXPECT_EQ(title, "Velnor File Maintenance v6.1");
     EXPECT_EQ(static_cast<DWORD>(shape.style) & ~WS_VISIBLE, static_cast<DWORD>(WS_CAPTION));
     EXPECT_EQ(shape.x, 50);
     EXPECT_EQ(shape.y, 50);
