@@ -236,18 +236,22 @@ std::string fidtext(bool keyed, int flags) {
     return fidtext(d);
 }
 
-void EngineTest::SetUp() {
+bool enginestart() {
     FHCB init{};
     init.opcode = VN_OP_INIT;
-    ASSERT_EQ(filehandler(&init), 0);
+    return filehandler(&init) == 0;
 }
 
-void EngineTest::TearDown() {
+void enginestop() {
     FHCB stop{};
     stop.opcode = VN_OP_SHUTDOWN;
     filehandler(&stop);  // back to a count of 0
     filehandler(&stop);  // really stops
 }
+
+void EngineTest::SetUp() { ASSERT_TRUE(enginestart()); }
+
+void EngineTest::TearDown() { enginestop(); }
 
 std::string EngineTest::makefile(const std::string& name, bool keyed) {
     std::string dat = tmp.path(name + ".dat");

@@ -126,6 +126,11 @@ public:
     std::vector<char> buf;
 };
 
+// Starts the engine (operation 0); false when it would not start.
+bool enginestart();
+// Stops it for good: the count back to 0, then the real shutdown.
+void enginestop();
+
 // The engine started for each test, and a fresh directory.
 class EngineTest : public ::testing::Test {
 protected:

@@ -23,17 +23,12 @@ std::string fidfor(int flags) {
 class VfhApi : public ::testing::Test {
    protected:
     void SetUp() override {
-        FHCB init{};
-        init.opcode = VN_OP_INIT;
-        ASSERT_EQ(filehandler(&init), 0);
+        ASSERT_TRUE(enginestart());
         std::memset(&cb, 0, sizeof cb);
     }
     void TearDown() override {
         if (fhnode(&cb) != nullptr) vfhclose(&cb);
-        FHCB stop{};
-        stop.opcode = VN_OP_SHUTDOWN;
-        filehandler(&stop);
-        filehandler(&stop);
+        enginestop();
     }
     // Names dat and writes its definition.
     void name(const std::string& text) {

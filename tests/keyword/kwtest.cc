@@ -5,6 +5,8 @@
 #include <filesystem>
 #include <fstream>
 
+#include "common/engine.h"
+
 namespace kwtest {
 
 const char* const kDefinition =
@@ -80,17 +82,8 @@ void Index::setposn(const std::string& word, const std::string& posn) {
     ASSERT_EQ(vfhwrite(&cb, 1), 0);
 }
 
-void KeywordTest::SetUp() {
-    FHCB init{};
-    init.opcode = VN_OP_INIT;
-    ASSERT_EQ(filehandler(&init), 0);
-}
+void KeywordTest::SetUp() { ASSERT_TRUE(vntest::enginestart()); }
 
-void KeywordTest::TearDown() {
-    FHCB stop{};
-    stop.opcode = VN_OP_SHUTDOWN;
-    filehandler(&stop);
-    filehandler(&stop);
-}
+void KeywordTest::TearDown() { vntest::enginestop(); }
 
 }  // namespace kwtest
