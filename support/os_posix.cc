@@ -92,8 +92,9 @@ int32_t osholdfile(const char* path, int32_t exclusive) {
         r = flock(fd, (exclusive ? LOCK_EX : LOCK_SH) | LOCK_NB);
     } while (r != 0 && errno == EINTR);
     if (r == 0) return fd;
+    const bool held = errno == EWOULDBLOCK;  // before close can change errno
     close(fd);
-    return errno == EWOULDBLOCK ? 0 : -1;
+    return held ? 0 : -1;
 }
 
 void osunholdfile(int32_t token) {
