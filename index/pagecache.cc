@@ -1,9 +1,10 @@
-// pagecache.cc - the library-wide write-back cache of index pages: 128
-// slots found through a hash of (file, page), aged by a lookup clock, the
-// oldest page evicted when the table is full, and per-file flushes.
+// pagecache.cc - the library-wide write-back cache of index pages: slots
+// found through a hash of (file, page), aged by a lookup clock, the oldest
+// page evicted when the table is full, and per-file flushes.
 #include "index/pagecache.h"
 
 #include <cstring>
+#include <vector>
 
 #include "index/idxfile.h"
 #include "support/os.h"
@@ -18,30 +19,34 @@ namespace {
 // Reopens an index file after a failed page read; see pgsetreopen.
 PgReopenFn pgreopen = osopen;
 
-enum { READTRIES = 100, RETRYWAIT = 50, HASHSIZE = 256 };
+enum { READTRIES = 100, RETRYWAIT = 50, AGEWRAP = 1 << 16 };
+
+int32_t nextcapacity = PGCACHE_DEFAULT_SLOTS;
 
 // Open-addressed table of the occupied slots below used, by (file, page):
-// slot number, or -1 for an empty entry.  At most 128 of its 256 entries are
-// taken, so probe runs stay short.
-int16_t hashed[HASHSIZE];
+// slot number, or -1 for an empty entry.  It has at least twice as many
+// entries as the cache has slots, so probe runs stay short.
+std::vector<int32_t> hashed;
+uint32_t hashmask = 0;
+int hashshift = 32;
 
 uint32_t hashof(uint32_t file, uint32_t page) {
-    return ((page * 0x9E3779B1u) ^ (file * 0x85EBCA77u)) >> 24;
+    return ((page * 0x9E3779B1u) ^ (file * 0x85EBCA77u)) >> hashshift;
 }
 
-void hashclear() { memset(hashed, 0xFF, sizeof hashed); }
+void hashclear() { std::fill(hashed.begin(), hashed.end(), -1); }
 
 void hashadd(int32_t slot) {
     const PageSlot& s = pgcache.slots[slot];
     uint32_t h = hashof(s.file, s.page);
-    while (hashed[h] >= 0) h = (h + 1) % HASHSIZE;
-    hashed[h] = static_cast<int16_t>(slot);
+    while (hashed[h] >= 0) h = (h + 1) & hashmask;
+    hashed[h] = slot;
 }
 
 // Entry of (file, page), or -1.
 int32_t hashfind(uint32_t file, uint32_t page) {
-    for (uint32_t h = hashof(file, page);; h = (h + 1) % HASHSIZE) {
-        const int16_t i = hashed[h];
+    for (uint32_t h = hashof(file, page);; h = (h + 1) & hashmask) {
+        const int32_t i = hashed[h];
         if (i < 0) return -1;
         const PageSlot& s = pgcache.slots[i];
         if (s.file == file && s.page == page) return static_cast<int32_t>(h);
@@ -55,10 +60,10 @@ void hashdrop(int32_t slot) {
     uint32_t h = hashof(s.file, s.page);
     while (hashed[h] != slot) {
         if (hashed[h] < 0) return;
-        h = (h + 1) % HASHSIZE;
+        h = (h + 1) & hashmask;
     }
     hashed[h] = -1;
-    for (uint32_t j = (h + 1) % HASHSIZE; hashed[j] >= 0; j = (j + 1) % HASHSIZE) {
+    for (uint32_t j = (h + 1) & hashmask; hashed[j] >= 0; j = (j + 1) & hashmask) {
         const PageSlot& t = pgcache.slots[hashed[j]];
         const uint32_t home = hashof(t.file, t.page);
         // The entry at j may move to the hole at h unless its home lies
@@ -71,12 +76,86 @@ void hashdrop(int32_t slot) {
     }
 }
 
+// The occupied slots in order of last use, newest first, so that the
+// oldest page is found without a scan; and how many slots are occupied,
+// so that a free slot below used is looked for only when there is one.
+int32_t newest = -1, oldest = -1, occupied = 0;
+
+void unlink(int32_t slot) {
+    PageSlot& s = pgcache.slots[slot];
+    (s.newer >= 0 ? pgcache.slots[s.newer].older : newest) = s.older;
+    (s.older >= 0 ? pgcache.slots[s.older].newer : oldest) = s.newer;
+    s.newer = s.older = -1;
+}
+
+void linknewest(int32_t slot) {
+    PageSlot& s = pgcache.slots[slot];
+    s.newer = -1;
+    s.older = newest;
+    (newest >= 0 ? pgcache.slots[newest].newer : oldest) = slot;
+    newest = slot;
+}
+
+// Marks an occupied slot used now.
+void touch(int32_t slot) {
+    pgcache.slots[slot].age.stamp = pgclock;
+    if (slot != newest) {
+        unlink(slot);
+        linknewest(slot);
+    }
+}
+
+// Adds a slot just filled with a page to the table and the order of use.
+void occupy(int32_t slot) {
+    hashadd(slot);
+    pgcache.slots[slot].newer = pgcache.slots[slot].older = -1;
+    linknewest(slot);
+    occupied++;
+}
+
+// Takes an occupied slot out of the table and the order of use.
+void vacate(int32_t slot) {
+    hashdrop(slot);
+    unlink(slot);
+    occupied--;
+}
+
+// The slot of greatest age (the later one on a tie), or -1 when none is
+// occupied.  Ages read modulo 2^16, so a page unused for that many lookups
+// looks young again; the order of use answers directly unless the oldest
+// page is that old or shares its stamp, and a scan of the ages otherwise.
+int32_t victim() {
+    if (oldest < 0) return -1;
+    const PageSlot& o = pgcache.slots[oldest];
+    const bool plain = pgclock - o.age.stamp < AGEWRAP &&
+                       (o.newer < 0 || pgcache.slots[o.newer].age.stamp != o.age.stamp);
+    if (plain) return oldest;
+    int32_t found = -1;
+    uint16_t greatest = 0;
+    for (int32_t i = 0; i < pgcache.used; i++) {
+        const PageSlot& s = pgcache.slots[i];
+        if (s.file != 0 && (found < 0 || s.age >= greatest)) {
+            found = i;
+            greatest = s.age;
+        }
+    }
+    return found;
+}
+
+// The first free slot below used, or -1.
+int32_t firstfree() {
+    if (occupied == pgcache.used) return -1;
+    for (int32_t i = 0; i < pgcache.used; i++)
+        if (pgcache.slots[i].file == 0) return i;
+    return -1;
+}
+
 int32_t pageoffset(uint32_t page, uint32_t size) { return static_cast<int32_t>(page * size); }
 
 // Frees a slot's block and marks the slot free.
 void dropslot(int32_t slot) {
     PageSlot& s = pgcache.slots[slot];
-    if (s.file != 0) hashdrop(slot);
+    if (s.file != 0) vacate(slot);
     if (s.block) globalhfree(s.block);
     memset(&s, 0, sizeof s);
 }
@@ -86,7 +165,7 @@ void dropslot(int32_t slot) {
 int32_t evict(int slot, uint16_t size) {
     PageSlot& s = pgcache.slots[slot];
     if (s.dirty && pgwriteback(slot) < 0) return -1;
-    hashdrop(slot);
+    vacate(slot);
     s.file = 0;
     if (s.block && s.size != size) {
         globalhfree(s.block);
@@ -97,24 +176,37 @@ int32_t evict(int slot, uint16_t size) {
 
 }  // namespace
 
+void pgsetcapacity(int32_t slots) {
+    nextcapacity = slots < 1 ? 1 : slots > PGCACHE_MAX_SLOTS ? PGCACHE_MAX_SLOTS : slots;
+}
+
 int32_t pgcacheinit() {
-    pgcache.capacity = PGCACHE_SLOTS;
     globalcompact(0, 0);
     globalsettle();
-    if (!pgcache.slots)
-        pgcache.slots = static_cast<PageSlot*>(globalcalloc(PGCACHE_SLOTS, sizeof(PageSlot)));
+    if (!pgcache.slots) {
+        pgcache.capacity = nextcapacity;
+        pgcache.slots = static_cast<PageSlot*>(globalcalloc(static_cast<uint32_t>(pgcache.capacity), sizeof(PageSlot)));
+        hashshift = 31;
+        while ((1u << (32 - hashshift)) < 2u * static_cast<uint32_t>(pgcache.capacity)) hashshift--;
+        hashmask = (1u << (32 - hashshift)) - 1;
+        hashed.assign(hashmask + 1, -1);
+    }
     if (!pgcache.slots) {
         cacheerror = VN_E_MEMORY;
         globalsettle();
         return -1;
     }
     pgcache.used = 0;
+    newest = oldest = -1;
+    occupied = 0;
     hashclear();
     return 0;
 }
 
 void pgcachefree() {
     pgcache.used = 0;
+    newest = oldest = -1;
+    occupied = 0;
     hashclear();
     globalsettle();
     if (pgcache.slots) globalmfree(pgcache.slots);
@@ -127,7 +219,7 @@ int32_t pglookup(uint32_t file, uint32_t page) {
     const int32_t h = hashfind(file, page);
     if (h < 0) return -1;
     const int32_t found = hashed[h];
-    pgcache.slots[found].age.stamp = pgclock;
+    touch(found);
     return found;
 }
 
@@ -137,37 +229,27 @@ int32_t pgput(FHCB* cb, int index, uint32_t page, int look) {
     uint16_t size = st->pagesize;
     int32_t slot = look ? pglookup(cb->idxfd, page) : -1;
     if (slot < 0) {
-        int32_t freeslot = -1, victim = -1;
-        uint16_t oldest = 0;
-        for (int32_t i = 0; i < pgcache.used; i++) {
-            const PageSlot& s = pgcache.slots[i];
-            const uint16_t age = static_cast<uint16_t>(pgclock - s.age.stamp);
-            if (s.file == 0) {
-                if (freeslot < 0) freeslot = i;
-            } else if (victim < 0 || age >= oldest) {
-                victim = i;
-                oldest = age;
-            }
-        }
+        const int32_t freeslot = firstfree();
         bool fresh = false;
         if (freeslot >= 0) {
             slot = freeslot;
-        } else if (pgcache.used < PGCACHE_SLOTS) {
+        } else if (pgcache.used < pgcache.capacity) {
             slot = pgcache.used++;
             fresh = true;
         } else {
-            if (evict(victim, size) < 0) return -1;
-            slot = victim;
+            slot = victim();
+            if (evict(slot, size) < 0) return -1;
         }
         PageSlot* s = &pgcache.slots[slot];
         if (!s->block) s->block = globalhalloc(size);
         if (!s->block) {
             // No memory for a new block: fall back on the oldest page's.
             memset(s, 0, sizeof *s);
-            if (!fresh || victim < 0) return -1;
+            const int32_t old = victim();
+            if (!fresh || old < 0) return -1;
             pgcache.used--;
-            if (evict(victim, size) < 0) return -1;
-            slot = victim;
+            if (evict(old, size) < 0) return -1;
+            slot = old;
             s = &pgcache.slots[slot];
             if (!s->block) s->block = globalhalloc(size);
             if (!s->block) {
@@ -180,7 +262,7 @@ int32_t pgput(FHCB* cb, int index, uint32_t page, int look) {
         s->size = size;
         s->age.stamp = pgclock;
         s->dirty = 0;
-        hashadd(slot);
+        occupy(slot);
     }
     PageSlot& s = pgcache.slots[slot];
     uint8_t* dst = static_cast<uint8_t*>(globalhlock(s.block));

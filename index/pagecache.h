@@ -1,6 +1,6 @@
-// pagecache.h - the library-wide 128-slot write-back cache of index pages.
-// Pages are identified by (file handle, page number); the tree code works on
-// its cursor's page image, and the cache copies whole pages to and from it.
+// pagecache.h - the library-wide write-back cache of index pages.  Pages are
+// identified by (file handle, page number); the tree code works on its
+// cursor's page image, and the cache copies whole pages to and from it.
 #ifndef VELNOR_INDEX_PAGECACHE_H
 #define VELNOR_INDEX_PAGECACHE_H
 
@@ -8,7 +8,10 @@
 
 #include "velnor.h"
 
-enum { PGCACHE_SLOTS = 128 };
+// The classic table held 128 slots; a larger one keeps more of a big
+// unshared index in memory.  A flush still drops every page of its file, so
+// shared use, which flushes after each command, sees no difference.
+enum { PGCACHE_SLOTS = 128, PGCACHE_DEFAULT_SLOTS = 4096, PGCACHE_MAX_SLOTS = 1 << 20 };
 
 // Lookups made so far; wraps at 2^32.
 extern uint32_t pgclock;
@@ -16,15 +19,12 @@ extern uint32_t pgclock;
 // A slot's age: the lookups since the page was last used.  It is kept as the
 // clock reading at that use, so a lookup ages every page at once; reading it
 // gives the difference mod 65536, exactly what a 16-bit counter bumped on
-// every lookup would hold, wrap included (2^16 divides 2^32).  Setting it
-// moves the stamp so that the age reads back as the value set.
+// every lookup would hold, wrap included (2^16 divides 2^32).  Only the
+// cache sets stamps, always to the clock's reading, so the order of use it
+// keeps is also the order of the stamps.
 struct SlotAge {
     uint32_t stamp;
     operator uint16_t() const { return static_cast<uint16_t>(pgclock - stamp); }
-    SlotAge& operator=(uint16_t age) {
-        stamp = pgclock - age;
-        return *this;
-    }
 };
 
 struct PageSlot {
@@ -34,10 +34,12 @@ struct PageSlot {
     uint16_t size;   // page size of that file
     SlotAge age;     // lookups since the page was last used
     uint8_t dirty;   // the copy differs from the disk
+    int32_t newer;   // occupied slots in order of last use: the next newer
+    int32_t older;   // and older slot, -1 at either end
 };
 
 struct PageCache {
-    int32_t capacity;  // always PGCACHE_SLOTS once started
+    int32_t capacity;  // slots, fixed while the cache is started
     int32_t used;      // leading slots handed out and not trimmed
     PageSlot* slots;   // null while the cache is not started
 };
@@ -58,7 +60,12 @@ extern uint32_t pgdiskreads;
 using PgReopenFn = int32_t (*)(const char* path, uint32_t flags, uint32_t perm);
 void pgsetreopen(PgReopenFn fn);
 
-// Starts the cache with 128 free slots.  0, or -1 (cacheerror 9).
+// Sets the capacity the next pgcacheinit gives the cache, clamped to 1 ..
+// PGCACHE_MAX_SLOTS (PGCACHE_DEFAULT_SLOTS until set); a started cache
+// keeps its own until it is freed.
+void pgsetcapacity(int32_t slots);
+
+// Starts the cache with its capacity of free slots.  0, or -1 (cacheerror 9).
 int32_t pgcacheinit();
 // Drops the slot table; every file must have been flushed before.
 void pgcachefree();

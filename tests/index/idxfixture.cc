@@ -9,7 +9,11 @@
 #include "index/pagecache.h"
 #include "support/os.h"
 
-void IndexTest::SetUp() { ASSERT_EQ(pgcacheinit(), 0); }
+// The index tests check the classic 128-slot table.
+void IndexTest::SetUp() {
+    pgsetcapacity(PGCACHE_SLOTS);
+    ASSERT_EQ(pgcacheinit(), 0);
+}
 
 void IndexTest::TearDown() { pgcachefree(); }
 
