@@ -5,6 +5,7 @@
 
 #include "engine/engine.h"
 #include "engine/handles.h"
+#include "index/idxfile.h"
 #include "support/os.h"
 
 namespace {
@@ -48,11 +49,14 @@ int32_t filelock(FHCB* cb, uint16_t tries) {
         return -1;
     }
     cb->flocked = 1;
+    // Only a lock the OS holds keeps other processes from the index.
+    if (oslocking(cb) && cb->index != nullptr) cb->index->lockepoch = idxlockepoch;
     return 0;
 }
 
 void fileunlock(FHCB* cb) {
     cb->flocked = 0;
+    idxlockends();
     if (locking(cb) && cb->datfd != 0) udlock(cb, 0);
 }
 

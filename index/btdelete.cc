@@ -64,7 +64,7 @@ int32_t idxdelete(FHCB* cb, int index, uint32_t pos) {
     IdxState* st = cb->index;
     IdxCursor& c = st->cursor[index];
     bool shared = isshared(cb);
-    if (shared && hdrread(cb, 0) < 0) return -1;
+    if (shared && hdrrefresh(cb) < 0) return -1;
     // Unshared, a search may resume in the leaf the cursor holds.  Only an
     // entry that is neither alone nor last in its leaf is taken from such a
     // search, since removing it never touches the path above the leaf;

@@ -114,7 +114,7 @@ int32_t idxinsert(FHCB* cb, int index, uint32_t pos) {
     IdxState* st = cb->index;
     IdxCursor& c = st->cursor[index];
     bool shared = isshared(cb);
-    if (shared && hdrread(cb, 0) < 0) return -1;
+    if (shared && hdrrefresh(cb) < 0) return -1;
     unsigned slot = 0;
     if (st->root[index]) {
         bool resume = !shared && c.page != 0 && pgisleaf(c.img);

@@ -185,7 +185,7 @@ int32_t idxsearch(FHCB* cb, int index, int mode) {
         mode = mode == SRCH_FIRST ? SRCH_STEP : SRCH_STEPBACK;
     }
     bool shared = isshared(cb);
-    if (shared && hdrread(cb, 0) < 0) return -1;
+    if (shared && hdrrefresh(cb) < 0) return -1;
     bool resume = !shared && c->page != 0 && pgisleaf(c->img);
     int32_t r = btfind(cb, index, mode, resume);
     if (r <= 0) return btstatus(cb, r);

@@ -214,14 +214,28 @@ int32_t idxclose(FHCB* cb) {
     return r;
 }
 
+uint32_t idxlockepoch = 1;
+
+void idxlockends() {
+    if (++idxlockepoch == 0) idxlockepoch = 1;
+}
+
+int32_t hdrrefresh(FHCB* cb) {
+    const IdxState* st = cb->index;
+    if (st->hdrepoch == idxlockepoch && st->lockepoch == idxlockepoch) return 0;
+    return hdrread(cb, 0);
+}
+
 int32_t hdrread(FHCB* cb, int whole) {
     IdxState* st = cb->index;
     int32_t fd = static_cast<int32_t>(cb->idxfd);
     uint8_t hdr[IDX_HDRSIZE];
+    st->hdrepoch = 0;
     if (!whole) {
         if (!readat(fd, IDX_SPANOFF, hdr + IDX_SPANOFF, IDX_SPANSIZE))
             return fail(cb, VN_E_IDXREAD);
         spanget(st, hdr);
+        if (st->lockepoch == idxlockepoch) st->hdrepoch = idxlockepoch;
         return 0;
     }
     if (!readat(fd, 0, hdr, IDX_HDRSIZE)) return fail(cb, VN_E_IDXREAD);
@@ -232,6 +246,7 @@ int32_t hdrread(FHCB* cb, int whole) {
     if (getle16(hdr + H_NINDEX) != st->nindex || getle16(hdr + H_PAGESIZE) != st->pagesize ||
         memcmp(hdr + H_KEYLEN, st->keylen, IDX_MAXINDEX) != 0)
         return fail(cb, VN_E_IDXFID);
+    if (st->lockepoch == idxlockepoch) st->hdrepoch = idxlockepoch;
     return 0;
 }
 

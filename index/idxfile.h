@@ -51,7 +51,17 @@ struct IdxState {
     IdxCursor* cursor;  // nindex cursors
     void* spare;        // a second page image: the new page of a split, the
     uint8_t* spareimg;  // chain head read by pagealloc (kept locked)
+    uint32_t lockepoch;  // idxlockepoch when the engine took a file lock
+                         // that keeps other processes off the file
+    uint32_t hdrepoch;   // idxlockepoch when the span was read under it
 };
+
+// Bumped by the engine whenever a file lock it took may have gone.  A span
+// read while the lock of the same epoch stood is still the file's, since no
+// other process can have changed it.
+extern uint32_t idxlockepoch;
+// Ends the present epoch: every span read under a lock must be read again.
+void idxlockends();
 
 // Page size for a largest key length m: (24m + 228) & 0xFF80 in 16 bits.
 uint16_t idxpagesize(unsigned m);
@@ -71,6 +81,9 @@ int32_t idxopen(FHCB* cb);
 int32_t idxclose(FHCB* cb);
 // whole: all 114 bytes; else the 84-byte changing span.  0, or -1 (23).
 int32_t hdrread(FHCB* cb, int whole);
+// Before an index operation in shared use: rereads the changing span
+// unless it was read under the file lock that still stands.  0, or -1 (23).
+int32_t hdrrefresh(FHCB* cb);
 // Writes the changing span when dirty.  0, or -1 (24).
 int32_t hdrwrite(FHCB* cb);
 // In shared mode, writes the file's cached pages and the header; passes r
