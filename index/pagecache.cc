@@ -3,6 +3,7 @@
 // page evicted when the table is full, and per-file flushes.
 #include "index/pagecache.h"
 
+#include <algorithm>
 #include <cstring>
 #include <vector>
 
