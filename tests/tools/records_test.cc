@@ -3,7 +3,6 @@
 // rewrites the record), a thread of the large amounts, and deletions, for
 // fixed- and variable-length records.
 #include <algorithm>
-#include <map>
 #include <random>
 
 #include "tooltest.h"
@@ -20,6 +19,15 @@ std::string cut(const std::string& s, size_t n) {
     std::string v = s.substr(0, n);
     v.erase(v.find_last_not_of(' ') + 1);
     return v;
+}
+
+std::string pad(const std::string& s, size_t n) { return (s + std::string(n, ' ')).substr(0, n); }
+
+// The CSV line dump writes for a row (values cut to their items).
+std::string dumpline(const Row& r) {
+    std::string s = r.code + "," + cut(r.name, NAMELEN) + "," + r.amount;
+    for (const std::string& t : r.tags) s.append(",").append(cut(t, TAGLEN));
+    return s;
 }
 
 // Bytes a variable-length record takes: status byte, four length digits,
@@ -72,28 +80,17 @@ struct Model {
         if (!inthread(r) && was) unlink(r.code);
     }
     // The CSV dump lines of the records not deleted, in physical order.
-    std::vector<std::string> active() const;
+    std::vector<std::string> active() const {
+        std::vector<std::string> out;
+        for (size_t i = 0; i < rows.size(); ++i)
+            if (!deleted[i]) out.push_back(dumpline(rows[i]));
+        return out;
+    }
     void remove(const std::string& code) {
         deleted[find(code)] = true;
         unlink(code);
     }
 };
-
-std::string pad(const std::string& s, size_t n) { return (s + std::string(n, ' ')).substr(0, n); }
-
-// The CSV line dump writes for a row (values cut to their items).
-std::string dumpline(const Row& r) {
-    std::string s = r.code + "," + cut(r.name, NAMELEN) + "," + r.amount;
-    for (const std::string& t : r.tags) s.append(",").append(cut(t, TAGLEN));
-    return s;
-}
-
-std::vector<std::string> Model::active() const {
-    std::vector<std::string> out;
-    for (size_t i = 0; i < rows.size(); ++i)
-        if (!deleted[i]) out.push_back(dumpline(rows[i]));
-    return out;
-}
 
 class Records : public ToolTest, public testing::WithParamInterface<unsigned> {
 protected:
@@ -135,21 +132,28 @@ protected:
     std::string csv(const std::vector<Row>& rows) {
         std::string s = "CODE,NAME,AMOUNT,TAGS[1],TAGS[2],TAGS[3]\n";
         for (const Row& r : rows)
-            s += r.code + "," + r.name + "," + r.amount + "," + r.tags[0] + "," + r.tags[1] + "," +
-                 r.tags[2] + "\n";
+            s += vntest::cat(r.code, ',', r.name, ',', r.amount, ',', r.tags[0], ',', r.tags[1], ',', r.tags[2], '\n');
         return s;
     }
 
-    // The data lines of a CSV dump.
-    std::vector<std::string> dump(std::vector<std::string> args) {
-        std::vector<std::string> all{"dump", "c.dat", "--format", "csv", "--items",
-                                     "CODE,NAME,AMOUNT,TAGS"};
-        all.insert(all.end(), args.begin(), args.end());
-        RunResult r = velnor(all);
+    // The data lines of velnor ARGS as CSV.
+    std::vector<std::string> query(std::vector<std::string> args) {
+        for (const char* a : {"--format", "csv", "--items", "CODE,NAME,AMOUNT,TAGS"}) args.push_back(a);
+        RunResult r = velnor(args);
         EXPECT_EQ(r.code, 0) << r.err;
         std::vector<std::string> l = lines(r.out);
         if (!l.empty()) l.erase(l.begin());
         return l;
+    }
+    std::vector<std::string> dump(std::vector<std::string> args) {
+        args.insert(args.begin(), {"dump", "c.dat"});
+        return query(args);
+    }
+    // The codes along the thread.
+    std::vector<std::string> threadcodes() {
+        std::vector<std::string> got;
+        for (const std::string& l : dump({"--thread", "1"})) got.push_back(l.substr(0, l.find(',')));
+        return got;
     }
 };
 
@@ -163,12 +167,11 @@ TEST_P(Records, LoadDumpGetDeleteFollowTheModel) {
     write("in.csv", csv(rows));
     RunResult load = velnor({"load", "c.dat", "--csv", "in.csv", "--create", "--replace"});
     ASSERT_EQ(load.code, 0) << load.err;
-    EXPECT_NE(load.out.find("Loaded 400 records"), std::string::npos) << load.out;
-    EXPECT_NE(load.out.find(" replaced records."), std::string::npos) << load.out;
-    EXPECT_NE(load.err.find("values were longer than its item and cut"), std::string::npos);
+    EXPECT_TRUE(holds(load.out, "Loaded 400 records"));
+    EXPECT_TRUE(holds(load.out, " replaced records."));
+    EXPECT_TRUE(holds(load.err, "values were longer than its item and cut"));
     EXPECT_EQ(load.err.find('\r'), std::string::npos) << "progress drawn off a terminal";
-    EXPECT_NE(velnor({"load", "c.dat", "--csv", "in.csv", "--create"}).err.find("already exists"),
-              std::string::npos);
+    EXPECT_TRUE(holds(velnor({"load", "c.dat", "--csv", "in.csv", "--create"}).err, "already exists"));
 
     // Physical order.
     EXPECT_EQ(dump({}), m.active());
@@ -177,7 +180,6 @@ TEST_P(Records, LoadDumpGetDeleteFollowTheModel) {
     std::vector<Row> live;
     for (size_t i = 0; i < m.rows.size(); ++i)
         if (!m.deleted[i]) live.push_back(m.rows[i]);
-    std::vector<std::string> want;
     auto inorder = [&](auto less) {
         std::sort(live.begin(), live.end(), less);
         std::vector<std::string> out;
@@ -193,28 +195,18 @@ TEST_P(Records, LoadDumpGetDeleteFollowTheModel) {
               }));  // live stays in key 2 order
 
     // The thread, newest first.
-    std::vector<std::string> got;
-    for (const std::string& l : dump({"--thread", "1"})) got.push_back(l.substr(0, l.find(',')));
-    EXPECT_EQ(got, m.thread);
+    EXPECT_EQ(threadcodes(), m.thread);
 
     // Prefix lookups by name, exact lookups by code.
     for (int i = 0; i < 6; ++i) {
         const Row& pick = live[(i * 61) % live.size()];
         std::string prefix = pick.name.substr(0, 1 + i % 3);
-        want.clear();
+        std::vector<std::string> want;
         for (const Row& r : live)
             if (pad(r.name, NAMELEN).compare(0, prefix.size(), prefix) == 0) want.push_back(dumpline(r));
-        RunResult get = velnor({"get", "c.dat", "--key", "2", prefix, "--format", "csv", "--items",
-                                "CODE,NAME,AMOUNT,TAGS"});
-        ASSERT_EQ(get.code, 0) << get.err;
-        std::vector<std::string> l = lines(get.out);
-        l.erase(l.begin());
-        EXPECT_EQ(l, want) << prefix;
-        RunResult exact = velnor({"get", "c.dat", pick.code, "--exact", "--format", "csv",
-                                  "--items", "CODE,NAME,AMOUNT,TAGS"});
-        ASSERT_EQ(exact.code, 0) << exact.err;
-        EXPECT_EQ(lines(exact.out).at(1), dumpline(m.rows[m.find(pick.code)]));
-        EXPECT_EQ(lines(exact.out).size(), 2u);
+        EXPECT_EQ(query({"get", "c.dat", "--key", "2", prefix}), want) << prefix;
+        EXPECT_EQ(query({"get", "c.dat", pick.code, "--exact"}),
+                  std::vector<std::string>{dumpline(m.rows[m.find(pick.code)])});
     }
 
     // Deletions: gone from every order and from the thread, marked D in place.
@@ -228,9 +220,7 @@ TEST_P(Records, LoadDumpGetDeleteFollowTheModel) {
         EXPECT_EQ(d.out, "Deleted 1 record.\n");
         m.remove(code);
     }
-    RunResult again = velnor({"delete", "c.dat", gone[0]});
-    EXPECT_EQ(again.code, 1);
-    EXPECT_NE(again.err.find("no record whose key 1 is"), std::string::npos) << again.err;
+    EXPECT_TRUE(exits(1, {"delete", "c.dat", gone[0]}, "no record whose key 1 is"));
     RunResult nomatch = velnor({"get", "c.dat", gone[0], "--exact"});
     EXPECT_EQ(nomatch.code, 1);
     EXPECT_TRUE(nomatch.out.empty()) << nomatch.out;
@@ -243,21 +233,15 @@ TEST_P(Records, LoadDumpGetDeleteFollowTheModel) {
     }
     EXPECT_EQ(dump({}), m.active());
     EXPECT_EQ(dump({"--deleted"}), withmarks);
-    got.clear();
-    for (const std::string& l : dump({"--thread", "1"})) got.push_back(l.substr(0, l.find(',')));
-    EXPECT_EQ(got, m.thread);
+    EXPECT_EQ(threadcodes(), m.thread);
 
     RunResult info = velnor({"info", "c.dat"});
     ASSERT_EQ(info.code, 0) << info.err;
-    std::string counts = "Records: " + std::to_string(m.rows.size()) + " in the header count; " +
-                         std::to_string(m.rows.size() - ndeleted) + " active, " +
-                         std::to_string(ndeleted) + " deleted";
-    EXPECT_NE(info.out.find(counts), std::string::npos) << info.out;
-    EXPECT_NE(info.out.find("Indexed on 2 keys."), std::string::npos) << info.out;
+    EXPECT_TRUE(holds(info.out, vntest::cat("Records: ", m.rows.size(), " in the header count; ",
+                                            m.rows.size() - ndeleted, " active, ", ndeleted, " deleted")));
+    EXPECT_TRUE(holds(info.out, "Indexed on 2 keys."));
     EXPECT_EQ(info.out.find("Variable-length records.") != std::string::npos, GetParam() == 1);
 }
 
 INSTANTIATE_TEST_SUITE_P(FixedAndVariable, Records, testing::Values(0u, 1u),
-                         [](const testing::TestParamInfo<unsigned>& p) {
-                             return p.param ? "Variable" : "Fixed";
-                         });
+                         [](const testing::TestParamInfo<unsigned>& p) { return p.param ? "Variable" : "Fixed"; });
