@@ -1,8 +1,9 @@
 // corpus_test.cc - damaged record files: what VERIFY reports for each (its
 // report lines and result, with and without going on after errors), and
-// RECOVER and PACK repairing them so that VERIFY is clean again with every
-// active record kept.
+// RECOVER and PACK repairing them (through a temporary directory) so that
+// VERIFY is clean again with every active record kept.
 #include <algorithm>
+#include <filesystem>
 #include <functional>
 
 #include "maintfix.h"
@@ -109,6 +110,9 @@ TEST_P(Corpus, VerifyReportsIt) {
 TEST_P(Corpus, RepairsMakeVerifyClean) {
     const Damage& d = GetParam();
     fmsetask(answerok);
+    // The new files are made in a directory of their own and copied back.
+    std::filesystem::create_directory(path("tmp"));
+    vfhsettmpdir(path("tmp").c_str());
     for (int32_t op : {VN_FM_RECOVER, VN_FM_PACK}) {
         SCOPED_TRACE(op);
         std::string dat = damaged();
@@ -117,8 +121,11 @@ TEST_P(Corpus, RepairsMakeVerifyClean) {
         if (!repairs && r != 0) continue;  // it refused, and the file stays damaged
         EXPECT_EQ(r, 0);
         report();
+        const bool packs = op == VN_FM_PACK || d.kind == HASHED;  // a hashed file is rebuilt whole
+        const bool copied = logged(VN_FM_STATUS, packs ? "Status: Copying temporary files." : "Status: Copying temporary file.");
         EXPECT_EQ(run(VN_FM_VERIFY, dat) == 0, repairs != 0) << line(VN_FM_MESSAGE);
         if (!repairs) continue;
+        EXPECT_TRUE(copied);
         EXPECT_EQ(report(), std::vector<std::string>{"  Successful."});
         std::vector<std::string> got = active(dat);
         if (std::string(d.name) == "long") got.erase(std::remove(got.begin(), got.end(), "   "), got.end());

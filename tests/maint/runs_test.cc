@@ -1,6 +1,6 @@
 // runs_test.cc - the driver and the runs on sound files: results and lines,
 // Stop in every pass, a call from inside the callback, the length question,
-// the strip file, the temporary directory, and the periodic flush.
+// the strip file, and the periodic flush.
 #include <filesystem>
 
 #include "maint/fm.h"
@@ -103,23 +103,20 @@ TEST_F(MaintTest, DriverRefusalsAndOddCalls) {
 }
 
 TEST_F(MaintTest, StopInEveryPassKeepsTheOldFiles) {
-    struct Case {
-        int32_t op;
-        const char* pass;
-    };
-    const Case cases[] = {{VN_FM_VERIFY, "Status: Record/Key verification for key #1"},
-                          {VN_FM_VERIFY, "Status: Record/Key verification for key #2"},
-                          {VN_FM_VERIFY, "Status: Key/Record verification for key #1"},
-                          {VN_FM_VERIFY, "Status: Key/Record verification for key #2"},
-                          {VN_FM_RECOVER, "Status: File RECOVER in progress..."},
-                          {VN_FM_PACK, "Status: File PACK and RECOVER in progress..."}};
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.pass);
+    const std::pair<int32_t, std::string> cases[] = {
+        {VN_FM_VERIFY, "Status: Record/Key verification for key #1"},
+        {VN_FM_VERIFY, "Status: Record/Key verification for key #2"},
+        {VN_FM_VERIFY, "Status: Key/Record verification for key #1"},
+        {VN_FM_VERIFY, "Status: Key/Record verification for key #2"},
+        {VN_FM_RECOVER, "Status: File RECOVER in progress..."},
+        {VN_FM_PACK, "Status: File PACK and RECOVER in progress..."}};
+    for (const auto& [op, pass] : cases) {
+        SCOPED_TRACE(pass);
         std::string dat = build(FIXLEN);
         const std::string olddat = slurp(dat), oldidx = slurp(path("f.idx"));
         int polls = 0;
-        stopwhen = [&] { return line(VN_FM_STATUS).rfind(c.pass, 0) == 0 && ++polls == 3; };
-        EXPECT_EQ(run(c.op, dat), -1);
+        stopwhen = [&] { return line(VN_FM_STATUS).rfind(pass, 0) == 0 && ++polls == 3; };
+        EXPECT_EQ(run(op, dat), -1);
         EXPECT_EQ(line(VN_FM_STATUS), "Status: Stopped.");
         EXPECT_EQ(line(VN_FM_CURRENT), "Current: ");
         EXPECT_EQ(report(), std::vector<std::string>{"  Stopped."});
@@ -159,21 +156,6 @@ TEST_F(MaintTest, StripMovesUnprintableRecords) {
         EXPECT_EQ(slurp(path("f.nas")), flags ? k06 : "");
         EXPECT_EQ(active(dat).size(), flags ? 7u : 8u);
         std::filesystem::remove(path("f.nas"));
-    }
-}
-
-TEST_F(MaintTest, TemporaryDirectoryHoldsTheNewFiles) {
-    std::filesystem::create_directory(path("tmp"));
-    vfhsettmpdir(path("tmp").c_str());
-    for (int32_t op : {VN_FM_RECOVER, VN_FM_PACK}) {
-        std::string dat = build(FIXLEN);
-        patch(dat, 160, "D");  // a stale index entry for both to mend
-        EXPECT_EQ(run(op, dat), 0);
-        EXPECT_TRUE(logged(VN_FM_STATUS, op == VN_FM_RECOVER ? "Status: Copying temporary file."
-                                                             : "Status: Copying temporary files."));
-        EXPECT_EQ(count(".ziq") + count(".zdq"), 0);
-        EXPECT_EQ(run(VN_FM_VERIFY, dat), 0);
-        EXPECT_EQ(active(dat).size(), 7u);
     }
 }
 
