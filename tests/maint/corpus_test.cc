@@ -122,7 +122,7 @@ TEST_P(Corpus, RepairsMakeVerifyClean) {
         EXPECT_EQ(r, 0);
         report();
         const bool packs = op == VN_FM_PACK || d.kind == HASHED;  // a hashed file is rebuilt whole
-        const bool copied = logged(VN_FM_STATUS, packs ? "Status: Copying temporary files." : "Status: Copying temporary file.");
+        const bool copied = logged(VN_FM_STATUS, std::string("Status: Copying temporary file") + (packs ? "s." : "."));
         EXPECT_EQ(run(VN_FM_VERIFY, dat) == 0, repairs != 0) << line(VN_FM_MESSAGE);
         if (!repairs) continue;
         EXPECT_TRUE(copied);

@@ -13,7 +13,6 @@ TEST_F(ToolTest, ExtractingOverAFileNeedsOverwriteWithoutATerminal) {
     // Typed answers are not taken from a pipe either.
     EXPECT_EQ(velnor({"archive", "extract", "a.cmp"}, "y\n").code, 1);
     EXPECT_EQ(read("text.txt"), "changed");
-    RunResult over = velnor({"archive", "extract", "a.cmp", "--overwrite"});
-    EXPECT_EQ(over.code, 0) << over.err;
+    ok({"archive", "extract", "a.cmp", "--overwrite"});
     EXPECT_EQ(read("text.txt"), "original");
 }

@@ -38,15 +38,12 @@ TEST_F(Archive, FilesComeBackByteForByteAndDeleteMatchesMemberNames) {
         for (const auto& f : files_) add.push_back(f.first);
         ASSERT_EQ(archive(add).code, 0);
         std::filesystem::remove_all(path("out"));
-        RunResult x = archive({"extract", "a.cmp", "--target", "out", "--password", password});
-        ASSERT_EQ(x.code, 0) << x.err;
-        EXPECT_EQ(x.out, "out/empty.txt  ok\nout/one.txt  ok\nout/text.txt  ok\nout/noise.bin  ok\n");
+        EXPECT_EQ(ok({"archive", "extract", "a.cmp", "--target", "out", "--password", password}),
+                  "out/empty.txt  ok\nout/one.txt  ok\nout/text.txt  ok\nout/noise.bin  ok\n");
         for (const auto& [name, bytes] : files_) EXPECT_EQ(read("out/" + name), bytes) << name;
     }
     std::filesystem::remove(path("noise.bin"));  // no file of that name on disk
-    RunResult d = archive({"delete", "a.cmp", "noise.bin", "one.*"});
-    ASSERT_EQ(d.code, 0) << d.err;
-    EXPECT_EQ(d.out, "Deleted: one.txt\nDeleted: noise.bin\n");
+    EXPECT_EQ(ok({"archive", "delete", "a.cmp", "noise.bin", "one.*"}), "Deleted: one.txt\nDeleted: noise.bin\n");
     EXPECT_EQ(lines(archive({"list", "a.cmp"}).out).size(), 4u);
     const std::string before = read("a.cmp");
     EXPECT_TRUE(exits(1, {"archive", "delete", "a.cmp", "text.txt", "gone.txt"}, "no member called gone.txt"));
@@ -56,10 +53,8 @@ TEST_F(Archive, FilesComeBackByteForByteAndDeleteMatchesMemberNames) {
 TEST_F(Archive, ListingsShowEveryFieldInColumnsJsonOrTheArchiversText) {
     write("text.txt", "ABC");
     ASSERT_EQ(archive({"add", "a", "text.txt", "one.txt"}).code, 0);
-    RunResult list = archive({"list", "a.cmp"});
-    ASSERT_EQ(list.code, 0) << list.err;
-    std::vector<std::string> l = lines(list.out);
-    ASSERT_EQ(l.size(), 4u) << list.out;
+    const std::vector<std::string> l = lines(ok({"archive", "list", "a.cmp"}));
+    ASSERT_EQ(l.size(), 4u) << testing::PrintToString(l);
     EXPECT_EQ(l[0], "Name          Date        Time            Size      Stored  Saving  Method  Width  Check");
     EXPECT_EQ(l[1].substr(0, 16), "text.txt      20");  // a four-digit year
     EXPECT_EQ(l[1].substr(34), "           3           3      0%  stored      9   00c6");

@@ -13,17 +13,13 @@ const std::vector<vntest::Key> keys{{"CODE", 8, {{0, 8, 0}}}, {"NAME", 12, {{19,
 
 TEST_F(ToolTest, CompileKeepsTheThreadThatOnlyTheBinaryFormHolds) {
     write("t.txt", textfid(31, 0, items, keys, {{"LINK", "AMOUNT > 100"}}));
-    RunResult r = velnor({"fid", "compile", "t.txt", "t.fid"});
-    ASSERT_EQ(r.code, 0) << r.err;
-    EXPECT_NE(r.out.find("4 items, 2 keys, 1 thread."), std::string::npos) << r.out;
-    RunResult show = velnor({"fid", "show", "t.fid"});
-    ASSERT_EQ(show.code, 0) << show.err;
-    EXPECT_NE(show.out.find("Indexed on 2 keys."), std::string::npos) << show.out;
-    EXPECT_NE(show.out.find("linked through LINK: AMOUNT > 100"), std::string::npos) << show.out;
+    EXPECT_TRUE(holds(ok({"fid", "compile", "t.txt", "t.fid"}), "4 items, 2 keys, 1 thread."));
+    const std::string show = ok({"fid", "show", "t.fid"});
+    EXPECT_TRUE(holds(show, "Indexed on 2 keys."));
+    EXPECT_TRUE(holds(show, "linked through LINK: AMOUNT > 100"));
     // The text form read directly has no thread table.
-    RunResult text = velnor({"fid", "show", "t.txt"});
-    ASSERT_EQ(text.code, 0) << text.err;
-    EXPECT_EQ(text.out.find("Threads"), std::string::npos) << text.out;
+    const std::string text = ok({"fid", "show", "t.txt"});
+    EXPECT_EQ(text.find("Threads"), std::string::npos) << text;
 }
 
 TEST_F(ToolTest, CompileRebuildsAWrongNameOrder) {
@@ -35,10 +31,8 @@ TEST_F(ToolTest, CompileRebuildsAWrongNameOrder) {
     ASSERT_EQ(velnor({"fid", "compile", "t.txt", "t.fid"}).code, 0);
     // The file made with it is usable by item names.
     write("in.csv", "NAME,CODE,AMOUNT\nalpha,A1,5\n");
-    RunResult r = velnor({"load", "t.dat", "--csv", "in.csv", "--create", "--fid", "t.fid"});
-    ASSERT_EQ(r.code, 0) << r.err;
-    RunResult d = velnor({"dump", "t.dat", "--fid", "t.fid", "--format", "csv"});
-    EXPECT_EQ(lines(d.out).at(1), "A1,5,,alpha") << d.out;
+    ok({"load", "t.dat", "--csv", "in.csv", "--create", "--fid", "t.fid"});
+    EXPECT_EQ(lines(ok({"dump", "t.dat", "--fid", "t.fid", "--format", "csv"})).at(1), "A1,5,,alpha");
 }
 
 TEST_F(ToolTest, CompileRefusesBadDefinitions) {

@@ -6,8 +6,7 @@ TEST_F(ToolTest, KeywordIndexFromCreateToDelete) {
     ASSERT_EQ(velnor({"keyword", "create", "notes"}).code, 0);
     EXPECT_TRUE(exists("notes.kwd") && exists("notes.kwf") && exists("notes.kwp"));
     write("text.txt", "Pays by check, usually late.\n\nLate again; US office 1995\n");
-    RunResult r = velnor({"keyword", "addlines", "notes", "text.txt", "--flags", "4"});
-    ASSERT_EQ(r.code, 0) << r.err;
+    ok({"keyword", "addlines", "notes", "text.txt", "--flags", "4"});
     EXPECT_EQ(velnor({"keyword", "search", "notes", "LATE"}).out, "1\n3\n");
     EXPECT_EQ(velnor({"keyword", "search", "notes", "1995", "--json"}).out, "[3]\n");
     ASSERT_EQ(velnor({"keyword", "add", "notes.kwd", "7", "Cheque", "late"}).code, 0);

@@ -31,6 +31,12 @@ protected:
     void write(const std::string& name, const std::string& bytes) { writefile(name, bytes); }
     std::string read(const std::string& name) { return readfile(name); }
     bool exists(const std::string& name) { return vntest::exists(path(name)); }
+    // What velnor ARGS writes on stdout; a failure when it does not succeed.
+    std::string ok(const std::vector<std::string>& args) {
+        RunResult r = velnor(args);
+        EXPECT_EQ(r.code, 0) << r.err;
+        return r.out;
+    }
     // Success when velnor ARGS exits with code and its messages hold part.
     testing::AssertionResult exits(int code, const std::vector<std::string>& args, const std::string& part = "");
 
