@@ -36,11 +36,10 @@ TEST_F(ToolTest, UsageErrorsExitWithTwo) {
         {"demo", "--count", "3"},                 // below the range
     };
     for (const auto& args : bad) {
+        SCOPED_TRACE(testing::PrintToString(args));
         RunResult r = velnor(args);
-        std::string line;
-        for (const auto& a : args) line += a + " ";
-        EXPECT_EQ(r.code, 2) << line << "\n" << r.err;
-        EXPECT_FALSE(r.err.empty()) << line;
-        EXPECT_TRUE(r.out.empty()) << line << "\n" << r.out;
+        EXPECT_EQ(r.code, 2) << r.err;
+        EXPECT_FALSE(r.err.empty());
+        EXPECT_TRUE(r.out.empty()) << r.out;
     }
 }

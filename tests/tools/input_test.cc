@@ -4,23 +4,7 @@
 // quotes on the way out and in.
 #include "tooltest.h"
 
-namespace {
-
-class BadInput : public ToolTest {
-protected:
-    void SetUp() override {
-        ToolTest::SetUp();
-        write("c.fid", textfid(20, 0,
-                               {{"CODE", 'C', 0, 6}, {"NAME", 'C', 6, 10}, {"QTY", 'N', 16, 4, 1, 'R'}},
-                               {{"CODE", 6, {{0, 6, 0}}}}));
-        write("in.csv", "CODE,NAME,QTY\nA1,apple,3\nB2,pear,12\n");
-        ASSERT_TRUE(exits(0, {"load", "c.dat", "--csv", "in.csv", "--create"}));
-    }
-    // The record file's bytes, to show a refused load changed nothing.
-    std::string files() { return read("c.dat") + read("c.idx"); }
-};
-
-}  // namespace
+using BadInput = Customers;
 
 TEST_F(BadInput, MissingFilesAreNamedWithTheEngineMessageAndTheReason) {
     struct Case {

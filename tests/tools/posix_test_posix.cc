@@ -11,19 +11,7 @@
 #include "support/os.h"
 #include "tooltest.h"
 
-namespace {
-
-class Posix : public ToolTest {
-protected:
-    void SetUp() override {
-        ToolTest::SetUp();
-        write("c.fid", textfid(20, 0, {{"CODE", 'C', 0, 6}, {"NAME", 'C', 6, 14}}, {{"CODE", 6, {{0, 6, 0}}}}));
-        write("in.csv", "CODE,NAME\nA1,apple\n");
-        ASSERT_EQ(velnor({"load", "c.dat", "--csv", "in.csv", "--create"}).code, 0);
-    }
-};
-
-}  // namespace
+using Posix = Customers;
 
 TEST_F(Posix, AnUnsharedRunHoldsTheFileAgainstAnotherProcess) {
     vntest::Signal sig;
@@ -34,7 +22,7 @@ TEST_F(Posix, AnUnsharedRunHoldsTheFileAgainstAnotherProcess) {
         return token > 0 ? 0 : 1;
     });
     ASSERT_TRUE(sig.parenthears());
-    write("more.csv", "CODE,NAME\nB2,pear\n");
+    write("more.csv", "CODE,NAME\nC3,quince\n");
     for (const char* network : {"SINGLE", "MSNET"})
         EXPECT_TRUE(exits(1, {"load", "c.dat", "--csv", "more.csv", "--network", network},
                           "velnor: c.dat is in use by another process"));

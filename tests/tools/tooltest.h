@@ -62,6 +62,20 @@ inline std::string textfid(int reclen, int flags, std::vector<vntest::Item> item
     return vntest::fidtext({reclen, flags, 0, std::move(items), std::move(keys), std::move(threads)});
 }
 
+// A test whose folder holds the record file c.dat (definition c.fid:
+// CODE 6 bytes and the key, NAME 10, QTY 4) with A1 apple 3 and B2 pear 12.
+class Customers : public ToolTest {
+protected:
+    void SetUp() override {
+        write("c.fid", textfid(20, 0, {{"CODE", 'C', 0, 6}, {"NAME", 'C', 6, 10}, {"QTY", 'N', 16, 4, 1, 'R'}},
+                               {{"CODE", 6, {{0, 6, 0}}}}));
+        write("in.csv", "CODE,NAME,QTY\nA1,apple,3\nB2,pear,12\n");
+        ASSERT_TRUE(exits(0, {"load", "c.dat", "--csv", "in.csv", "--create"}));
+    }
+    // The record file's bytes, to show a refused run changed nothing.
+    std::string files() { return read("c.dat") + read("c.idx"); }
+};
+
 // Lines of a text, without their line ends.
 inline std::vector<std::string> lines(const std::string& text) {
     std::vector<std::string> out;
