@@ -5,14 +5,14 @@
 #include "tooltest.h"
 
 TEST_F(ToolTest, ExtractingOverAFileNeedsOverwriteWithoutATerminal) {
-    write("text.txt", "original");
+    writefile("text.txt", "original");
     ASSERT_EQ(velnor({"archive", "add", "a.cmp", "text.txt"}).code, 0);
-    write("text.txt", "changed");
+    writefile("text.txt", "changed");
     EXPECT_TRUE(exits(1, {"archive", "extract", "a.cmp"}, "--overwrite"));
-    EXPECT_EQ(read("text.txt"), "changed");
+    EXPECT_EQ(readfile("text.txt"), "changed");
     // Typed answers are not taken from a pipe either.
     EXPECT_EQ(velnor({"archive", "extract", "a.cmp"}, "y\n").code, 1);
-    EXPECT_EQ(read("text.txt"), "changed");
+    EXPECT_EQ(readfile("text.txt"), "changed");
     ok({"archive", "extract", "a.cmp", "--overwrite"});
-    EXPECT_EQ(read("text.txt"), "original");
+    EXPECT_EQ(readfile("text.txt"), "original");
 }

@@ -18,7 +18,7 @@ protected:
         while (text.size() < 70000) text += "record " + std::to_string(rng() % 1000) + " of the file\n";
         for (int i = 0; i < 5000; ++i) noise += static_cast<char>(rng());
         files_ = {{"empty.txt", ""}, {"one.txt", "x"}, {"text.txt", text}, {"noise.bin", noise}};
-        for (const auto& [name, bytes] : files_) write(name, bytes);
+        for (const auto& [name, bytes] : files_) writefile(name, bytes);
     }
     RunResult archive(std::vector<std::string> args) {
         args.insert(args.begin(), "archive");
@@ -40,18 +40,18 @@ TEST_F(Archive, FilesComeBackByteForByteAndDeleteMatchesMemberNames) {
         std::filesystem::remove_all(path("out"));
         EXPECT_EQ(ok({"archive", "extract", "a.cmp", "--target", "out", "--password", password}),
                   "out/empty.txt  ok\nout/one.txt  ok\nout/text.txt  ok\nout/noise.bin  ok\n");
-        for (const auto& [name, bytes] : files_) EXPECT_EQ(read("out/" + name), bytes) << name;
+        for (const auto& [name, bytes] : files_) EXPECT_EQ(readfile("out/" + name), bytes) << name;
     }
     std::filesystem::remove(path("noise.bin"));  // no file of that name on disk
     EXPECT_EQ(ok({"archive", "delete", "a.cmp", "noise.bin", "one.*"}), "Deleted: one.txt\nDeleted: noise.bin\n");
     EXPECT_EQ(lines(archive({"list", "a.cmp"}).out).size(), 4u);
-    const std::string before = read("a.cmp");
+    const std::string before = readfile("a.cmp");
     EXPECT_TRUE(exits(1, {"archive", "delete", "a.cmp", "text.txt", "gone.txt"}, "no member called gone.txt"));
-    EXPECT_EQ(read("a.cmp"), before);
+    EXPECT_EQ(readfile("a.cmp"), before);
 }
 
 TEST_F(Archive, ListingsShowEveryFieldInColumnsJsonOrTheArchiversText) {
-    write("text.txt", "ABC");
+    writefile("text.txt", "ABC");
     ASSERT_EQ(archive({"add", "a", "text.txt", "one.txt"}).code, 0);
     const std::vector<std::string> l = lines(ok({"archive", "list", "a.cmp"}));
     ASSERT_EQ(l.size(), 4u) << testing::PrintToString(l);
@@ -72,11 +72,11 @@ TEST_F(Archive, ListingsShowEveryFieldInColumnsJsonOrTheArchiversText) {
 // no file is left changed.
 TEST_F(Archive, AFailedRunChangesNoFile) {
     ASSERT_EQ(archive({"add", "a.cmp", "text.txt", "one.txt"}).code, 0);
-    const std::string good = read("a.cmp");
-    write("cut.cmp", good.substr(0, 500));
-    write("tiny.cmp", good.substr(0, 20));
-    write("junk.cmp", std::string(100, 'j'));
-    write("verylongname_data.csv", "x");
+    const std::string good = readfile("a.cmp");
+    writefile("cut.cmp", good.substr(0, 500));
+    writefile("tiny.cmp", good.substr(0, 20));
+    writefile("junk.cmp", std::string(100, 'j'));
+    writefile("verylongname_data.csv", "x");
     struct Case {
         std::vector<std::string> args;
         int code;
@@ -95,16 +95,16 @@ TEST_F(Archive, AFailedRunChangesNoFile) {
         {{"list", "a.cmp", "--password", "elevenchars"}, 2, "up to 10 characters"},
     };
     for (Case& c : cases) {
-        write("text.txt", "the good file");
+        writefile("text.txt", "the good file");
         c.args.insert(c.args.begin(), "archive");
         RunResult r = velnor(c.args);
         EXPECT_EQ(r.code, c.code) << c.message;
         EXPECT_TRUE(holds(r.err, c.message));
-        EXPECT_EQ(read("text.txt"), "the good file") << c.message;
+        EXPECT_EQ(readfile("text.txt"), "the good file") << c.message;
         EXPECT_EQ(r.out.find("text.txt"), std::string::npos) << c.message << "\n" << r.out;
         EXPECT_FALSE(exists("new.cmp")) << c.message;
     }
-    EXPECT_EQ(read("a.cmp"), good);
-    write("Upper.txt", "x");
+    EXPECT_EQ(readfile("a.cmp"), good);
+    writefile("Upper.txt", "x");
     EXPECT_TRUE(holds(archive({"add", "new.cmp", "Upper.txt"}).err, "Upper.txt is kept as upper.txt"));
 }

@@ -19,7 +19,7 @@ TEST_F(ToolTest, DemoRunsThroughAndRestoresIdenticalFiles) {
 
 TEST_F(ToolTest, DemoLeavesAForeignFolderAlone) {
     std::filesystem::create_directory(path("mine"));
-    write("mine/keep.txt", "precious");
+    writefile("mine/keep.txt", "precious");
     EXPECT_TRUE(exits(1, {"demo", "--dir", "mine"}, "was not made by the demo"));
-    EXPECT_EQ(read("mine/keep.txt"), "precious");
+    EXPECT_EQ(readfile("mine/keep.txt"), "precious");
 }

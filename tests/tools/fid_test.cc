@@ -12,7 +12,7 @@ const std::vector<vntest::Key> keys{{"CODE", 8, {{0, 8, 0}}}, {"NAME", 12, {{19,
 }  // namespace
 
 TEST_F(ToolTest, CompileKeepsTheThreadThatOnlyTheBinaryFormHolds) {
-    write("t.txt", textfid(31, 0, items, keys, {{"LINK", "AMOUNT > 100"}}));
+    writefile("t.txt", textfid(31, 0, items, keys, {{"LINK", "AMOUNT > 100"}}));
     EXPECT_TRUE(holds(ok({"fid", "compile", "t.txt", "t.fid"}), "4 items, 2 keys, 1 thread."));
     const std::string show = ok({"fid", "show", "t.fid"});
     EXPECT_TRUE(holds(show, "Indexed on 2 keys."));
@@ -27,10 +27,10 @@ TEST_F(ToolTest, CompileRebuildsAWrongNameOrder) {
     // Every order entry 0: items could not be found by name.
     for (size_t at = 0; (at = def.find(", 1, ", at)) != std::string::npos; at += 5)
         def[def.find(',', at + 5) - 1] = '0';  // the orders are single digits
-    write("t.txt", def);
+    writefile("t.txt", def);
     ASSERT_EQ(velnor({"fid", "compile", "t.txt", "t.fid"}).code, 0);
     // The file made with it is usable by item names.
-    write("in.csv", "NAME,CODE,AMOUNT\nalpha,A1,5\n");
+    writefile("in.csv", "NAME,CODE,AMOUNT\nalpha,A1,5\n");
     ok({"load", "t.dat", "--csv", "in.csv", "--create", "--fid", "t.fid"});
     EXPECT_EQ(lines(ok({"dump", "t.dat", "--fid", "t.fid", "--format", "csv"})).at(1), "A1,5,,alpha");
 }
@@ -66,7 +66,7 @@ TEST_F(ToolTest, CompileRefusesBadDefinitions) {
          "line 11: key K: no item starts at byte 2"},
     };
     for (const Case& c : cases) {
-        write("bad.txt", c.text);
+        writefile("bad.txt", c.text);
         RunResult r = velnor({"fid", "compile", "bad.txt", "bad.fid"});
         EXPECT_EQ(r.code, 1) << c.name;
         EXPECT_NE(r.err.find(c.message), std::string::npos) << c.name << ": " << r.err;
@@ -75,7 +75,7 @@ TEST_F(ToolTest, CompileRefusesBadDefinitions) {
     RunResult missing = velnor({"fid", "show", "none.fid"});
     EXPECT_EQ(missing.code, 1);
     EXPECT_EQ(missing.err, "velnor: none.fid: Error opening FID file (status 6)\n");
-    write("junk.fid", "this is not a definition at all\n");
+    writefile("junk.fid", "this is not a definition at all\n");
     RunResult junk = velnor({"fid", "show", "junk.fid"});
     EXPECT_EQ(junk.code, 1);
     EXPECT_NE(junk.err.find("(status 8)"), std::string::npos) << junk.err;

@@ -35,11 +35,11 @@ TEST_F(BadInput, MissingFilesAreNamedWithTheEngineMessageAndTheReason) {
 
 TEST_F(BadInput, AWrongDefinitionADamagedHeaderOrACutFileIsRefused) {
     // The same items in a longer record: the data file does not fit it.
-    write("long.fid", textfid(30, 0, {{"CODE", 'C', 0, 6}}, {{"CODE", 6, {{0, 6, 0}}}}));
+    writefile("long.fid", textfid(30, 0, {{"CODE", 'C', 0, 6}}, {{"CODE", 6, {{0, 6, 0}}}}));
     EXPECT_EQ(velnor({"dump", "c.dat", "--fid", "long.fid"}).err,
               "velnor: c.dat: Error : data/FID file mismatch (status 19)\n");
-    std::string dat = read("c.dat");
-    write("c.dat", dat.substr(0, dat.size() - 8));  // the last record cut mid-field
+    std::string dat = readfile("c.dat");
+    writefile("c.dat", dat.substr(0, dat.size() - 8));  // the last record cut mid-field
     RunResult dump = velnor({"dump", "c.dat"});
     EXPECT_EQ(dump.code, 1);
     EXPECT_TRUE(holds(dump.err, "the record at byte 44 is cut short: the file ends at byte 58; "
@@ -47,7 +47,7 @@ TEST_F(BadInput, AWrongDefinitionADamagedHeaderOrACutFileIsRefused) {
     EXPECT_EQ(dump.out.find("pear"), std::string::npos) << dump.out;
     EXPECT_TRUE(exits(1, {"info", "c.dat"}, "the header counts 2 records but 1 were found; velnor verify c.dat"));
     dat[3] = 'x';  // not a hexadecimal digit in the header count
-    write("c.dat", dat);
+    writefile("c.dat", dat);
     EXPECT_EQ(velnor({"info", "c.dat"}).err, "velnor: c.dat: Error reading data file (status 3)\n");
 }
 
@@ -67,7 +67,7 @@ TEST_F(BadInput, CsvFilesAreCheckedBeforeAnythingIsWritten) {
         {"", "no header row"},
     };
     for (const Case& c : cases) {
-        write("bad.csv", c.csv);
+        writefile("bad.csv", c.csv);
         EXPECT_TRUE(exits(2, {"load", "c.dat", "--csv", "bad.csv"}, c.message));
         EXPECT_EQ(files(), before) << c.message;
         // With --create nothing is made either (no record is in a new file).
@@ -75,7 +75,7 @@ TEST_F(BadInput, CsvFilesAreCheckedBeforeAnythingIsWritten) {
         EXPECT_TRUE(exits(2, {"load", "new.dat", "--csv", "bad.csv", "--create", "--fid", "c.fid"}));
         EXPECT_FALSE(exists("new.dat")) << c.message;
     }
-    write("re.csv", "CODE,NAME\nA1,Mallory\nC3,Carol\nC3,Dave\n");
+    writefile("re.csv", "CODE,NAME\nA1,Mallory\nC3,Carol\nC3,Dave\n");
     RunResult replace = velnor({"load", "c.dat", "--csv", "re.csv", "--replace"});
     EXPECT_EQ(replace.out, "Loaded 3 records into c.dat; 2 replaced records.\n") << replace.err;
     EXPECT_EQ(velnor({"dump", "c.dat", "--format", "csv", "--items", "CODE,NAME"}).out,
@@ -92,7 +92,7 @@ TEST_F(BadInput, BadNumbersAndNamesAreUsageErrors) {
 }
 
 TEST_F(BadInput, QuotedValuesSurviveADumpAndALoadAgain) {
-    write("q.csv",
+    writefile("q.csv",
           "\xEF\xBB\xBF" "CODE,NAME,QTY\r\n"
           "Q1,\"a, b\",1\r\n"
           "Q2,\"say \"\"hi\"\"\",22\r\n"
@@ -105,7 +105,7 @@ TEST_F(BadInput, QuotedValuesSurviveADumpAndALoadAgain) {
               "CODE,NAME,QTY\nA1,apple,3\nB2,pear,12\nQ1,\"a, b\",1\nQ2,\"say \"\"hi\"\"\",22\n"
               "Q3,back\\slash,333\nQ4,two lines,4\n");
     // The dump loads back into a second file as the same records.
-    write("again.csv", csv.out);
+    writefile("again.csv", csv.out);
     ASSERT_EQ(velnor({"load", "d.dat", "--csv", "again.csv", "--create", "--fid", "c.fid"}).code, 0);
     EXPECT_EQ(velnor({"dump", "d.dat", "--fid", "c.fid", "--format", "csv"}).out, csv.out);
     RunResult json = velnor({"get", "c.dat", "Q", "--format", "json"});
@@ -118,7 +118,7 @@ TEST_F(BadInput, QuotedValuesSurviveADumpAndALoadAgain) {
 }
 
 TEST_F(BadInput, TextComesOutAsUtf8FromItsCodePage) {
-    write("u.csv", "CODE,NAME\nU1,caf\xC3\xA9\nU2,caf\xE9 \x80\nU3,\x82\x84\n");
+    writefile("u.csv", "CODE,NAME\nU1,caf\xC3\xA9\nU2,caf\xE9 \x80\nU3,\x82\x84\n");
     ASSERT_EQ(velnor({"load", "c.dat", "--csv", "u.csv"}).code, 0);
     struct Case {
         const char* encoding;

@@ -5,7 +5,7 @@
 TEST_F(ToolTest, KeywordIndexFromCreateToDelete) {
     ASSERT_EQ(velnor({"keyword", "create", "notes"}).code, 0);
     EXPECT_TRUE(exists("notes.kwd") && exists("notes.kwf") && exists("notes.kwp"));
-    write("text.txt", "Pays by check, usually late.\n\nLate again; US office 1995\n");
+    writefile("text.txt", "Pays by check, usually late.\n\nLate again; US office 1995\n");
     ok({"keyword", "addlines", "notes", "text.txt", "--flags", "4"});
     EXPECT_EQ(velnor({"keyword", "search", "notes", "LATE"}).out, "1\n3\n");
     EXPECT_EQ(velnor({"keyword", "search", "notes", "1995", "--json"}).out, "[3]\n");
@@ -18,6 +18,6 @@ TEST_F(ToolTest, KeywordIndexFromCreateToDelete) {
 
     EXPECT_TRUE(exits(1, {"keyword", "search", "notes", "office"}, "not in the index"));
     EXPECT_TRUE(exits(1, {"keyword", "search", "other", "late"}, "other.kwd: no such file"));
-    write("notes.kwp", "garbage of some length");
+    writefile("notes.kwp", "garbage of some length");
     EXPECT_TRUE(exits(1, {"keyword", "search", "notes", "late"}, "notes.kwp: not a posting file"));
 }

@@ -22,7 +22,7 @@ TEST_F(Posix, AnUnsharedRunHoldsTheFileAgainstAnotherProcess) {
         return token > 0 ? 0 : 1;
     });
     ASSERT_TRUE(sig.parenthears());
-    write("more.csv", "CODE,NAME\nC3,quince\n");
+    writefile("more.csv", "CODE,NAME\nC3,quince\n");
     for (const char* network : {"SINGLE", "MSNET"})
         EXPECT_TRUE(exits(1, {"load", "c.dat", "--csv", "more.csv", "--network", network},
                           "velnor: c.dat is in use by another process"));
@@ -53,7 +53,7 @@ TEST_F(Posix, ProgressOnATerminalIsOneBarRedrawnSparingly) {
     std::string text;
     for (unsigned i = 0; text.size() < 12000000; i = i * 1103515245 + 12345)
         text += "record " + std::to_string(i % 100000) + " of the file\n";
-    write("big.txt", text);
+    writefile("big.txt", text);
     int master = posix_openpt(O_RDWR | O_NOCTTY);
     ASSERT_TRUE(master >= 0 && grantpt(master) == 0 && unlockpt(master) == 0);
     const std::string slave = ptsname(master), exe = VELNOR_EXE, dir = dir_.string();

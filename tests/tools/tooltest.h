@@ -28,8 +28,6 @@ protected:
     RunResult velnor(const std::vector<std::string>& args, const std::string& input = "") {
         return runprogram(VELNOR_EXE, args, dir_, input);
     }
-    void write(const std::string& name, const std::string& bytes) { writefile(name, bytes); }
-    std::string read(const std::string& name) { return readfile(name); }
     bool exists(const std::string& name) { return vntest::exists(path(name)); }
     // What velnor ARGS writes on stdout; a failure when it does not succeed.
     std::string ok(const std::vector<std::string>& args) {
@@ -67,13 +65,13 @@ inline std::string textfid(int reclen, int flags, std::vector<vntest::Item> item
 class Customers : public ToolTest {
 protected:
     void SetUp() override {
-        write("c.fid", textfid(20, 0, {{"CODE", 'C', 0, 6}, {"NAME", 'C', 6, 10}, {"QTY", 'N', 16, 4, 1, 'R'}},
-                               {{"CODE", 6, {{0, 6, 0}}}}));
-        write("in.csv", "CODE,NAME,QTY\nA1,apple,3\nB2,pear,12\n");
+        writefile("c.fid", textfid(20, 0, {{"CODE", 'C', 0, 6}, {"NAME", 'C', 6, 10}, {"QTY", 'N', 16, 4, 1, 'R'}},
+                                   {{"CODE", 6, {{0, 6, 0}}}}));
+        writefile("in.csv", "CODE,NAME,QTY\nA1,apple,3\nB2,pear,12\n");
         ASSERT_TRUE(exits(0, {"load", "c.dat", "--csv", "in.csv", "--create"}));
     }
     // The record file's bytes, to show a refused run changed nothing.
-    std::string files() { return read("c.dat") + read("c.idx"); }
+    std::string files() { return readfile("c.dat") + readfile("c.idx"); }
 };
 
 // Lines of a text, without their line ends.
