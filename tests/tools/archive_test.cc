@@ -20,10 +20,6 @@ protected:
         files_ = {{"empty.txt", ""}, {"one.txt", "x"}, {"text.txt", text}, {"noise.bin", noise}};
         for (const auto& [name, bytes] : files_) writefile(name, bytes);
     }
-    RunResult archive(std::vector<std::string> args) {
-        args.insert(args.begin(), "archive");
-        return velnor(args);
-    }
     std::vector<std::pair<std::string, std::string>> files_;
 };
 
@@ -34,9 +30,9 @@ protected:
 TEST_F(Archive, FilesComeBackByteForByteAndDeleteMatchesMemberNames) {
     for (const char* password : {"", "secret"}) {
         std::filesystem::remove(path("a.cmp"));
-        std::vector<std::string> add{"add", "a.cmp", "--password", password};
+        std::vector<std::string> add{"archive", "add", "a.cmp", "--password", password};
         for (const auto& f : files_) add.push_back(f.first);
-        ASSERT_EQ(archive(add).code, 0);
+        ASSERT_EQ(velnor(add).code, 0);
         std::filesystem::remove_all(path("out"));
         EXPECT_EQ(ok({"archive", "extract", "a.cmp", "--target", "out", "--password", password}),
                   "out/empty.txt  ok\nout/one.txt  ok\nout/text.txt  ok\nout/noise.bin  ok\n");
@@ -44,7 +40,7 @@ TEST_F(Archive, FilesComeBackByteForByteAndDeleteMatchesMemberNames) {
     }
     std::filesystem::remove(path("noise.bin"));  // no file of that name on disk
     EXPECT_EQ(ok({"archive", "delete", "a.cmp", "noise.bin", "one.*"}), "Deleted: one.txt\nDeleted: noise.bin\n");
-    EXPECT_EQ(lines(archive({"list", "a.cmp"}).out).size(), 4u);
+    EXPECT_EQ(lines(velnor({"archive", "list", "a.cmp"}).out).size(), 4u);
     const std::string before = readfile("a.cmp");
     EXPECT_TRUE(exits(1, {"archive", "delete", "a.cmp", "text.txt", "gone.txt"}, "no member called gone.txt"));
     EXPECT_EQ(readfile("a.cmp"), before);
@@ -52,18 +48,18 @@ TEST_F(Archive, FilesComeBackByteForByteAndDeleteMatchesMemberNames) {
 
 TEST_F(Archive, ListingsShowEveryFieldInColumnsJsonOrTheArchiversText) {
     writefile("text.txt", "ABC");
-    ASSERT_EQ(archive({"add", "a", "text.txt", "one.txt"}).code, 0);
+    ASSERT_EQ(velnor({"archive", "add", "a", "text.txt", "one.txt"}).code, 0);
     const std::vector<std::string> l = lines(ok({"archive", "list", "a.cmp"}));
     ASSERT_EQ(l.size(), 4u) << testing::PrintToString(l);
     EXPECT_EQ(l[0], "Name          Date        Time            Size      Stored  Saving  Method  Width  Check");
     EXPECT_EQ(l[1].substr(0, 16), "text.txt      20");  // a four-digit year
     EXPECT_EQ(l[1].substr(34), "           3           3      0%  stored      9   00c6");
     EXPECT_EQ(l[3].substr(0, 7), "2 files");
-    RunResult json = archive({"list", "a.cmp", "--json", "t*"});
+    RunResult json = velnor({"archive", "list", "a.cmp", "--json", "t*"});
     EXPECT_TRUE(holds(json.out, "{\"name\": \"text.txt\", \"date\": \"20"));
     EXPECT_TRUE(holds(json.out, "\"size\": 3, \"stored\": 3, \"saving\": 0, \"method\": \"stored\", "
                                 "\"width\": 9, \"check\": \"00c6\"}\n]\n"));
-    EXPECT_EQ(lines(archive({"list", "a.cmp", "--raw", "--bits", "--quiet"}).out).at(2),
+    EXPECT_EQ(lines(velnor({"archive", "list", "a.cmp", "--raw", "--bits", "--quiet"}).out).at(2),
               " File Name      Date     Time   Bits");
 }
 
@@ -71,7 +67,7 @@ TEST_F(Archive, ListingsShowEveryFieldInColumnsJsonOrTheArchiversText) {
 // message for it: arguments are checked before anything is written, and
 // no file is left changed.
 TEST_F(Archive, AFailedRunChangesNoFile) {
-    ASSERT_EQ(archive({"add", "a.cmp", "text.txt", "one.txt"}).code, 0);
+    ASSERT_EQ(velnor({"archive", "add", "a.cmp", "text.txt", "one.txt"}).code, 0);
     const std::string good = readfile("a.cmp");
     writefile("cut.cmp", good.substr(0, 500));
     writefile("tiny.cmp", good.substr(0, 20));
@@ -106,5 +102,5 @@ TEST_F(Archive, AFailedRunChangesNoFile) {
     }
     EXPECT_EQ(readfile("a.cmp"), good);
     writefile("Upper.txt", "x");
-    EXPECT_TRUE(holds(archive({"add", "new.cmp", "Upper.txt"}).err, "Upper.txt is kept as upper.txt"));
+    EXPECT_TRUE(holds(velnor({"archive", "add", "new.cmp", "Upper.txt"}).err, "Upper.txt is kept as upper.txt"));
 }

@@ -72,11 +72,7 @@ TEST_F(ToolTest, CompileRefusesBadDefinitions) {
         EXPECT_NE(r.err.find(c.message), std::string::npos) << c.name << ": " << r.err;
         EXPECT_EQ(r.err.rfind("velnor: bad.txt", 0), 0u) << c.name << ": " << r.err;
     }
-    RunResult missing = velnor({"fid", "show", "none.fid"});
-    EXPECT_EQ(missing.code, 1);
-    EXPECT_EQ(missing.err, "velnor: none.fid: Error opening FID file (status 6)\n");
+    EXPECT_TRUE(exits(1, {"fid", "show", "none.fid"}, "velnor: none.fid: Error opening FID file (status 6)\n"));
     writefile("junk.fid", "this is not a definition at all\n");
-    RunResult junk = velnor({"fid", "show", "junk.fid"});
-    EXPECT_EQ(junk.code, 1);
-    EXPECT_NE(junk.err.find("(status 8)"), std::string::npos) << junk.err;
+    EXPECT_TRUE(exits(1, {"fid", "show", "junk.fid"}, "(status 8)"));
 }

@@ -12,7 +12,8 @@ TEST_F(Customers, MaintenanceFindsReportsAndRepairs) {
     EXPECT_TRUE(holds(bad.err, "c.dat: Error reading data file."));
     EXPECT_EQ(velnor({"verify", "c.dat", "--continue", "--report", "r.txt"}).code, 0);
     EXPECT_EQ(lines(readfile("r.txt")),
-              (std::vector<std::string>{"Verifying file: c.dat", "  Data records/data file header mismatch. Solution: PACK.",
+              (std::vector<std::string>{"Verifying file: c.dat",
+                                        "  Data records/data file header mismatch. Solution: PACK.",
                                         "    Recs=3  HeaderRecs=4", "  Successful."}));
     // A record without its line feed: pack asks, and off a terminal the
     // answer is no.
