@@ -8,12 +8,6 @@
 
 namespace {
 
-std::vector<std::string> asked;
-int32_t VELNOR_CALL answercancel(const char* q, const char* caption) {
-    asked.push_back(std::string(q) + "|" + caption);
-    return 2;
-}
-
 TEST_F(MaintTest, LinesOfCleanRuns) {
     struct Case {
         Kind kind;
@@ -71,17 +65,12 @@ TEST_F(MaintTest, LinesOfCleanRuns) {
 TEST_F(MaintTest, DriverRefusalsAndOddCalls) {
     std::string dat = build(FIXLEN);
     // Same base name and extension, whatever the case and directory.
-    log.clear();
     EXPECT_EQ(filemaint(VN_FM_VERIFY, "a/ORDERS.DAT", "", "b/orders.dat", nullptr, 0, nullptr, nullptr), 1);
     // An unknown operation shows the last header and runs nothing.
     ASSERT_EQ(run(VN_FM_VERIFY, dat), 0);
     report();
-    log.clear();
-    EXPECT_EQ(filemaint(3, dat.c_str(), "", "", nullptr, 0, nullptr, [](int32_t code, char* text) -> int32_t {
-                  MaintTest::log.emplace_back(code, text);
-                  return 0;
-              }),
-              -1);
+    EXPECT_EQ(run(3, dat), -1);
+    EXPECT_TRUE(report().empty());  // the header alone
     EXPECT_EQ(log, (std::vector<std::pair<int, std::string>>{{0, "Verifying file: " + dat}}));
     // A report in a directory that does not exist loses its lines only.
     EXPECT_EQ(filemaint(VN_FM_VERIFY, dat.c_str(), "", "", nullptr, 0, path("no/such/rep.txt").c_str(), nullptr), 0);
@@ -131,8 +120,11 @@ TEST_F(MaintTest, LengthFixIsAskedOnceAndCancelChangesNothing) {
     patch(dat, 128 + 31, "X");
     patch(dat, 192 + 31, "Y");
     const std::string before = slurp(dat);
-    asked.clear();
-    fmsetask(answercancel);
+    static std::vector<std::string> asked;
+    fmsetask([](const char* q, const char* caption) -> int32_t {  // Cancel
+        asked.push_back(std::string(q) + "|" + caption);
+        return 2;
+    });
     EXPECT_EQ(run(VN_FM_PACK, dat), VN_E_DATREAD);
     EXPECT_EQ(asked, std::vector<std::string>{"Data/FID record length mismatch. Do you want to fix it?|FileMaint: Error"});
     EXPECT_EQ(slurp(dat), before);
