@@ -89,9 +89,8 @@ protected:
         std::mt19937 rng(seed);
         auto word = [&](int lo, int hi) {
             static const char chars[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789";
-            std::string s;
-            int len = lo + static_cast<int>(rng() % (hi - lo + 1));
-            for (int i = 0; i < len; ++i) s += chars[rng() % 36];
+            std::string s(lo + rng() % (hi - lo + 1), ' ');
+            for (char& c : s) c = chars[rng() % 36];
             return s;
         };
         std::vector<Row> rows;
