@@ -52,11 +52,8 @@ TEST_F(BadInput, BadFilesAreNamedWithTheEngineMessageAndTheReason) {
 }
 
 TEST_F(BadInput, CsvFilesAreCheckedBeforeAnythingIsWritten) {
-    std::string before = files();
-    struct Case {
-        const char* csv;
-        const char* message;
-    } cases[] = {
+    const std::string before = files();
+    const std::pair<const char*, std::string> cases[] = {  // CSV text, message
         {"CODE,COLOUR\nC3,red\n", "unknown item 'COLOUR' in the header row"},
         {"CODE,NAME\nC3,\"red\nC4,blue\n", "line 2: a quoted field is not closed"},
         {"CODE,NAME\nC3,red\nC4,blue,9\n", "line 3: 3 fields, the header has 2"},
@@ -66,18 +63,18 @@ TEST_F(BadInput, CsvFilesAreCheckedBeforeAnythingIsWritten) {
         {"CODE,NAME\nC3,Carol\nC3,Dave\n", "line 3: key 'C3' repeats line 2"},
         {"", "no header row"},
     };
-    for (const Case& c : cases) {
-        writefile("bad.csv", c.csv);
-        EXPECT_TRUE(exits(2, {"load", "c.dat", "--csv", "bad.csv"}, c.message));
-        EXPECT_EQ(files(), before) << c.message;
+    for (const auto& [csv, message] : cases) {
+        writefile("bad.csv", csv);
+        EXPECT_TRUE(exits(2, {"load", "c.dat", "--csv", "bad.csv"}, message));
+        EXPECT_EQ(files(), before) << message;
         // With --create nothing is made either (no record is in a new file).
-        if (std::string(c.message).find("already in") != std::string::npos) continue;
+        if (message.find("already in") != std::string::npos) continue;
         EXPECT_TRUE(exits(2, {"load", "new.dat", "--csv", "bad.csv", "--create", "--fid", "c.fid"}));
-        EXPECT_FALSE(exists("new.dat")) << c.message;
+        EXPECT_FALSE(exists("new.dat")) << message;
     }
     writefile("re.csv", "CODE,NAME\nA1,Mallory\nC3,Carol\nC3,Dave\n");
-    RunResult replace = velnor({"load", "c.dat", "--csv", "re.csv", "--replace"});
-    EXPECT_EQ(replace.out, "Loaded 3 records into c.dat; 2 replaced records.\n") << replace.err;
+    EXPECT_EQ(ok({"load", "c.dat", "--csv", "re.csv", "--replace"}),
+              "Loaded 3 records into c.dat; 2 replaced records.\n");
     EXPECT_EQ(velnor({"dump", "c.dat", "--format", "csv", "--items", "CODE,NAME"}).out,
               "CODE,NAME\nA1,Mallory\nB2,pear\nC3,Dave\n");
 }
@@ -92,24 +89,21 @@ TEST_F(BadInput, BadNumbersAndNamesAreUsageErrors) {
 }
 
 TEST_F(BadInput, QuotedValuesSurviveADumpAndALoadAgain) {
-    writefile("q.csv",
-          "\xEF\xBB\xBF" "CODE,NAME,QTY\r\n"
-          "Q1,\"a, b\",1\r\n"
-          "Q2,\"say \"\"hi\"\"\",22\r\n"
-          "Q3,back\\slash,333\r\n"
-          "Q4,\"two\nlines\",4\r\n");
+    writefile("q.csv", "\xEF\xBB\xBF" "CODE,NAME,QTY\r\n"
+                       "Q1,\"a, b\",1\r\n"
+                       "Q2,\"say \"\"hi\"\"\",22\r\n"
+                       "Q3,back\\slash,333\r\n"
+                       "Q4,\"two\nlines\",4\r\n");
     ASSERT_EQ(velnor({"load", "c.dat", "--csv", "q.csv"}).code, 0);
-    RunResult csv = velnor({"dump", "c.dat", "--format", "csv"});
-    ASSERT_EQ(csv.code, 0);
-    EXPECT_EQ(csv.out,
+    const std::string csv = ok({"dump", "c.dat", "--format", "csv"});
+    EXPECT_EQ(csv,
               "CODE,NAME,QTY\nA1,apple,3\nB2,pear,12\nQ1,\"a, b\",1\nQ2,\"say \"\"hi\"\"\",22\n"
               "Q3,back\\slash,333\nQ4,two lines,4\n");
     // The dump loads back into a second file as the same records.
-    writefile("again.csv", csv.out);
+    writefile("again.csv", csv);
     ASSERT_EQ(velnor({"load", "d.dat", "--csv", "again.csv", "--create", "--fid", "c.fid"}).code, 0);
-    EXPECT_EQ(velnor({"dump", "d.dat", "--fid", "c.fid", "--format", "csv"}).out, csv.out);
-    RunResult json = velnor({"get", "c.dat", "Q", "--format", "json"});
-    EXPECT_EQ(json.out,
+    EXPECT_EQ(velnor({"dump", "d.dat", "--fid", "c.fid", "--format", "csv"}).out, csv);
+    EXPECT_EQ(ok({"get", "c.dat", "Q", "--format", "json"}),
               "[\n  {\"CODE\": \"Q1\", \"NAME\": \"a, b\", \"QTY\": \"1\"},\n"
               "  {\"CODE\": \"Q2\", \"NAME\": \"say \\\"hi\\\"\", \"QTY\": \"22\"},\n"
               "  {\"CODE\": \"Q3\", \"NAME\": \"back\\\\slash\", \"QTY\": \"333\"},\n"
@@ -120,19 +114,15 @@ TEST_F(BadInput, QuotedValuesSurviveADumpAndALoadAgain) {
 TEST_F(BadInput, TextComesOutAsUtf8FromItsCodePage) {
     writefile("u.csv", "CODE,NAME\nU1,caf\xC3\xA9\nU2,caf\xE9 \x80\nU3,\x82\x84\n");
     ASSERT_EQ(velnor({"load", "c.dat", "--csv", "u.csv"}).code, 0);
-    struct Case {
-        const char* encoding;
-        std::string out;  // the three names
-    } cases[] = {
+    const std::pair<const char*, std::string> cases[] = {  // the code page, the three names
         {"cp1252", "caf\xC3\xA9\ncaf\xC3\xA9 \xE2\x82\xAC\n\xE2\x80\x9A\xE2\x80\x9E\n"},
         {"cp437", "caf\xC3\xA9\ncaf\xCE\x98 \xC3\x87\n\xC3\xA9\xC3\xA4\n"},
         {"latin1", "caf\xC3\xA9\ncaf\xC3\xA9 \xC2\x80\n\xC2\x82\xC2\x84\n"},
         {"UTF-8", "caf\xC3\xA9\ncaf\xEF\xBF\xBD \xEF\xBF\xBD\n\xEF\xBF\xBD\xEF\xBF\xBD\n"},
     };
-    for (const Case& c : cases)
-        EXPECT_EQ(velnor({"get", "c.dat", "U", "--items", "NAME", "--format", "csv", "--encoding",
-                          c.encoding}).out,
-                  "NAME\n" + c.out) << c.encoding;
+    for (const auto& [encoding, names] : cases)
+        EXPECT_EQ(ok({"get", "c.dat", "U", "--items", "NAME", "--format", "csv", "--encoding", encoding}),
+                  "NAME\n" + names) << encoding;
     EXPECT_EQ(velnor({"get", "c.dat", "U2", "--items", "NAME", "--format", "json"}).out,
               "[\n  {\"NAME\": \"caf\xC3\xA9 \xE2\x82\xAC\"}\n]\n");
     EXPECT_EQ(velnor({"dump", "c.dat", "--encoding", "ebcdic"}).code, 2);
