@@ -36,41 +36,32 @@ TEST_F(ToolTest, CompileRebuildsAWrongNameOrder) {
 }
 
 TEST_F(ToolTest, CompileRefusesBadDefinitions) {
-    struct Case {
-        std::string name, text, message;
-    } cases[] = {
-        {"unknown link item", textfid(31, 0, items, keys, {{"NOPE", "AMOUNT > 1"}}), "NOPE"},
-        {"link in the first 8 bytes", textfid(31, 0, items, keys, {{"CODE", "AMOUNT > 1"}}),
-         "thread item in first 8 bytes (status 41)"},
-        {"two-character comparison", textfid(31, 0, items, keys, {{"LINK", "AMOUNT <= 1"}}),
-         "bad thread expression (status 44)"},
-        {"expression too long",
-         textfid(31, 0, items, keys, {{"LINK", vntest::cat("AMOUNT > 1", std::string(60, ' '), "+ 1")}}),
-         "longer than 55"},
-        {"no comma", textfid(31, 0, items, keys) + "Thread = LINK AMOUNT > 1\n", "Thread = LINKITEM"},
-        {"long item name", textfid(31, 0, {{"ELEVENCHARS", 'C', 0, 4}}, {}),
-         "10 characters"},
-        {"unknown keyword", textfid(31, 0, items, keys) + "Colour = red\n",
-         "line 14: unknown keyword 'Colour = red'"},
-        {"long line", textfid(31, 0, items, keys) + "Flags = 0" + std::string(200, ' ') + "\n",
-         "line 14: longer than the 200 characters"},
-        {"type letter", textfid(31, 0, {{"A", 'X', 0, 4}}, {}),
-         "line 6: item A: unknown type 'X'"},
-        {"justification", textfid(31, 0, {{"A", 'C', 0, 4, 1, 'Q'}}, {}),
-         "line 6: item A: unknown justification 'Q'"},
-        {"twice", textfid(31, 0, {{"A", 'C', 0, 4}, {"A", 'C', 4, 4}}, {}),
-         "line 7: item A is defined twice"},
-        {"past the record", textfid(31, 0, {{"A", 'C', 28, 2, 2}}, {}),
-         "line 6: item A ends at byte 32, past the record's 31"},
-        {"key over no item", textfid(31, 0, items, {{"K", 4, {{2, 4, 0}}}}),
-         "line 11: key K: no item starts at byte 2"},
+    auto thread = [](const std::string& link, const std::string& expr) {
+        return textfid(31, 0, items, keys, {{link, expr}});
     };
-    for (const Case& c : cases) {
-        writefile("bad.txt", c.text);
+    auto item = [](const vntest::Item& it) { return textfid(31, 0, {it}, {}); };
+    const std::string plain = textfid(31, 0, items, keys);
+    const std::pair<std::string, std::string> cases[] = {  // the definition, the message
+        {thread("NOPE", "AMOUNT > 1"), "NOPE"},
+        {thread("CODE", "AMOUNT > 1"), "thread item in first 8 bytes (status 41)"},
+        {thread("LINK", "AMOUNT <= 1"), "bad thread expression (status 44)"},
+        {thread("LINK", vntest::cat("AMOUNT > 1", std::string(60, ' '), "+ 1")), "longer than 55"},
+        {plain + "Thread = LINK AMOUNT > 1\n", "Thread = LINKITEM"},
+        {plain + "Colour = red\n", "line 14: unknown keyword 'Colour = red'"},
+        {plain + "Flags = 0" + std::string(200, ' ') + "\n", "line 14: longer than the 200 characters"},
+        {item({"ELEVENCHARS", 'C', 0, 4}), "10 characters"},
+        {item({"A", 'X', 0, 4}), "line 6: item A: unknown type 'X'"},
+        {item({"A", 'C', 0, 4, 1, 'Q'}), "line 6: item A: unknown justification 'Q'"},
+        {item({"A", 'C', 28, 2, 2}), "line 6: item A ends at byte 32, past the record's 31"},
+        {textfid(31, 0, {{"A", 'C', 0, 4}, {"A", 'C', 4, 4}}, {}), "line 7: item A is defined twice"},
+        {textfid(31, 0, items, {{"K", 4, {{2, 4, 0}}}}), "line 11: key K: no item starts at byte 2"},
+    };
+    for (const auto& [text, message] : cases) {
+        writefile("bad.txt", text);
         RunResult r = velnor({"fid", "compile", "bad.txt", "bad.fid"});
-        EXPECT_EQ(r.code, 1) << c.name;
-        EXPECT_NE(r.err.find(c.message), std::string::npos) << c.name << ": " << r.err;
-        EXPECT_EQ(r.err.rfind("velnor: bad.txt", 0), 0u) << c.name << ": " << r.err;
+        EXPECT_EQ(r.code, 1) << message;
+        EXPECT_TRUE(holds(r.err, message));
+        EXPECT_EQ(r.err.rfind("velnor: bad.txt", 0), 0u) << r.err;
     }
     EXPECT_TRUE(exits(1, {"fid", "show", "none.fid"}, "velnor: none.fid: Error opening FID file (status 6)\n"));
     writefile("junk.fid", "this is not a definition at all\n");
