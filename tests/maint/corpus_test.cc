@@ -45,6 +45,7 @@ void missing(const std::string& d) {
     patch(d, 1, "0000000C");
 }
 
+const std::vector<std::string> kLen128 = {kLenErr, "    DatPos=128   Length=32", kReadErr};
 const std::string kName06 = pad("Name06", 20) + pad("K06", 10);
 const std::string kZed06 = pad("Zed06", 20) + pad("K06", 10);
 
@@ -53,7 +54,7 @@ const Damage kDamages[] = {
     {"countgoon", FIXLEN, count12, VN_FM_CONTINUE, 0, {kHdrCount, "    Recs=11  HeaderRecs=12", "  Successful."},
      BYPACK, kAll},
     {"nolinefeed", FIXLEN, [](const std::string& d) { patch(d, 128 + 31, "X"); }, VN_FM_CONTINUE, VN_E_DATREAD,
-     {kLenErr, "    DatPos=128   Length=32", kReadErr}, BYPACK, kAll},
+     kLen128, BYPACK, kAll},
     {"deadentry", FIXLEN, deadentry, 0, VN_E_DATREAD, {kDeleted, "    Key(1)=" + pad("K05", 10), kReadErr},
      BYRECOVER | BYPACK, kNo5},
     {"deadentrygoon", FIXLEN, deadentry, VN_FM_CONTINUE, 0,
@@ -68,10 +69,8 @@ const Damage kDamages[] = {
      BYRECOVER | BYPACK, kAll},
     {"noentry", FIXLEN, missing, 0, VN_E_IDXREAD, {kBadEntry, "    DatPos=352  IdxPos=-1  Key(1)=" + pad("K11", 10), kIdxErr},
      BYRECOVER | BYPACK, kWith11},
-    {"short", FIXLEN, [](const std::string& d) { patch(d, 128 + 30, "", 1); }, 0, VN_E_DATREAD,
-     {kLenErr, "    DatPos=128   Length=32", kReadErr}, BYPACK, kAll},
-    {"long", FIXLEN, [](const std::string& d) { patch(d, 128 + 30, " ", 0); }, 0, VN_E_DATREAD,
-     {kLenErr, "    DatPos=128   Length=32", kReadErr}, BYPACK, kAll},
+    {"short", FIXLEN, [](const std::string& d) { patch(d, 128 + 30, "", 1); }, 0, VN_E_DATREAD, kLen128, BYPACK, kAll},
+    {"long", FIXLEN, [](const std::string& d) { patch(d, 128 + 30, " ", 0); }, 0, VN_E_DATREAD, kLen128, BYPACK, kAll},
     {"garbage", VARLEN, [](const std::string& d) { patch(d, 84, "@@@", 0); }, VN_FM_CONTINUE, VN_E_DATREAD,
      {kLenErr, "    DatPos=84  Record length=36  This record=69376", kReadErr}, BYPACK, kAll},
     {"nohash", HASHED, [](const std::string&) {}, 0, VN_E_IDXREAD,
