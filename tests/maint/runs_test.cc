@@ -8,6 +8,18 @@
 
 namespace {
 
+// Callbacks (plain functions: lambdas do not take the calling convention).
+int32_t inner = 0;
+int32_t VELNOR_CALL nested(int32_t code, char*) {
+    if (code == VN_FM_POLL && inner == 0) inner = filemaint(VN_FM_VERIFY, "x.dat", "", "", nullptr, 0, nullptr, nullptr);
+    return 0;
+}
+std::vector<std::string> asked;
+int32_t VELNOR_CALL answercancel(const char* q, const char* caption) {
+    asked.push_back(std::string(q) + "|" + caption);
+    return 2;
+}
+
 TEST_F(MaintTest, LinesOfCleanRuns) {
     struct Case {
         Kind kind;
@@ -79,12 +91,6 @@ TEST_F(MaintTest, DriverRefusalsAndOddCalls) {
     EXPECT_EQ(run(VN_FM_VERIFY, path("h.dat")), VN_E_HSHFID);
     EXPECT_EQ(report(), std::vector<std::string>{"  Error : hash/FID file mismatch."});
     // A run started from inside the callback is refused.
-    static int32_t inner = 0;
-    auto nested = [](int32_t code, char*) -> int32_t {
-        if (code == VN_FM_POLL && inner == 0)
-            inner = filemaint(VN_FM_VERIFY, "x.dat", "", "", nullptr, 0, nullptr, nullptr);
-        return 0;
-    };
     EXPECT_EQ(filemaint(VN_FM_VERIFY, dat.c_str(), "", "", nullptr, 0, nullptr, nested), 0);
     EXPECT_EQ(inner, -2);
 }
@@ -118,11 +124,7 @@ TEST_F(MaintTest, LengthFixIsAskedOnceAndCancelChangesNothing) {
     patch(dat, 128 + 31, "X");
     patch(dat, 192 + 31, "Y");
     const std::string before = slurp(dat);
-    static std::vector<std::string> asked;
-    fmsetask([](const char* q, const char* caption) -> int32_t {  // Cancel
-        asked.push_back(std::string(q) + "|" + caption);
-        return 2;
-    });
+    fmsetask(answercancel);
     EXPECT_EQ(run(VN_FM_PACK, dat), VN_E_DATREAD);
     EXPECT_EQ(asked, std::vector<std::string>{"Data/FID record length mismatch. Do you want to fix it?|FileMaint: Error"});
     EXPECT_EQ(slurp(dat), before);
