@@ -56,8 +56,7 @@ TEST(Islike, AgreesWithTheRulesOnRandomInput) {
 
 TEST(Islike, ManyStarsStayFast) {
     // Would take exponential time if every star were retried.
-    std::string s(2000, 'a');
-    std::string p;
+    std::string s(2000, 'a'), p;
     for (int i = 0; i < 60; ++i) p += "*a";
     p += "*b";
     EXPECT_EQ(islike(s.c_str(), p.c_str()), 0);

@@ -12,16 +12,6 @@ namespace {
 
 using JustifyFn = void(VELNOR_CALL*)(char*, int32_t, int32_t);
 
-struct Split {
-    std::string dir, name, ext;
-};
-
-Split split(const char* path) {
-    char d[300], n[300], e[300];
-    split_name(path, d, n, e);
-    return {d, n, e};
-}
-
 std::string justified(JustifyFn fn, const std::string& field, char fill) {
     std::string f = field + "#";  // a guard byte that must survive
     fn(f.data(), static_cast<int32_t>(field.size()), fill);
@@ -38,16 +28,17 @@ TEST(Names, SplitThenCreateRebuildsThePath) {
     for (int i = 0; i < 5000; ++i) {
         std::string p(rng() % 12, ' ');
         for (char& c : p) c = alphabet[rng() % 6];
-        Split s = split(p.c_str());
-        bool dotted = p.size() > s.dir.size() + s.name.size();
+        char d[300], n[300], e[300], out[300];
+        split_name(p.c_str(), d, n, e);
+        const std::string dir = d, name = n, ext = e;
+        const bool dotted = p.size() > dir.size() + name.size();
         // The parts are the path cut at its last separator and at the first
         // dot after it.
-        EXPECT_EQ(dotted ? s.dir + s.name + "." + s.ext : s.dir + s.name, p);
-        EXPECT_TRUE(s.dir.empty() || strchr("\\:/", s.dir.back()) != nullptr) << p;
-        EXPECT_EQ(s.name.find_first_of(".\\:/"), std::string::npos) << p;
-        if (s.ext.empty() == !dotted && (s.ext.empty() || s.ext[0] != '.')) {
-            char out[300];
-            creat_name(out, s.dir.c_str(), s.name.c_str(), s.ext.c_str());
+        EXPECT_EQ(dotted ? dir + name + "." + ext : dir + name, p);
+        EXPECT_TRUE(dir.empty() || strchr("\\:/", dir.back()) != nullptr) << p;
+        EXPECT_EQ(name.find_first_of(".\\:/"), std::string::npos) << p;
+        if (ext.empty() == !dotted && (ext.empty() || ext[0] != '.')) {
+            creat_name(out, d, n, e);
             EXPECT_EQ(out, p);
         }
     }
