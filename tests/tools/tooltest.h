@@ -22,6 +22,12 @@ struct RunResult {
 RunResult runprogram(const std::string& exe, const std::vector<std::string>& args,
                      const std::filesystem::path& dir, const std::string& input);
 
+// Success when text holds part; a failure shows the whole text.
+inline testing::AssertionResult holds(const std::string& text, const std::string& part) {
+    if (text.find(part) != std::string::npos) return testing::AssertionSuccess();
+    return testing::AssertionFailure() << "no \"" << part << "\" in:\n" << text;
+}
+
 class ToolTest : public vntest::TmpDirTest {
 protected:
     // velnor ARGS... in the test's folder.
@@ -36,23 +42,14 @@ protected:
         return r.out;
     }
     // Success when velnor ARGS exits with code and its messages hold part.
-    testing::AssertionResult exits(int code, const std::vector<std::string>& args, const std::string& part = "");
+    testing::AssertionResult exits(int code, const std::vector<std::string>& args, const std::string& part = "") {
+        RunResult r = velnor(args);
+        if (r.code != code) return testing::AssertionFailure() << "exit " << r.code << "; messages:\n" << r.err;
+        return holds(r.err, part);
+    }
 
     const std::filesystem::path dir_{tmp.dir()};
 };
-
-// Success when text holds part; a failure shows the whole text.
-inline testing::AssertionResult holds(const std::string& text, const std::string& part) {
-    if (text.find(part) != std::string::npos) return testing::AssertionSuccess();
-    return testing::AssertionFailure() << "no \"" << part << "\" in:\n" << text;
-}
-
-inline testing::AssertionResult ToolTest::exits(int code, const std::vector<std::string>& args,
-                                                const std::string& part) {
-    RunResult r = velnor(args);
-    if (r.code != code) return testing::AssertionFailure() << "exit " << r.code << "; messages:\n" << r.err;
-    return holds(r.err, part);
-}
 
 // A text definition ("velnor fid compile" reads it) from its parts.
 inline std::string textfid(int reclen, int flags, std::vector<vntest::Item> items,
