@@ -38,17 +38,13 @@ int32_t VELNOR_CALL logger(int32_t code, char* text) {
 void MaintTest::SetUp() {
     log.clear();
     stopwhen = nullptr;
-    FHCB cb{};
-    cb.opcode = VN_OP_INIT;
-    filehandler(&cb);
+    ASSERT_TRUE(vntest::enginestart());
 }
 
 void MaintTest::TearDown() {
     fmsetask(nullptr);
     vfhsettmpdir(nullptr);
-    FHCB cb{};
-    cb.opcode = VN_OP_SHUTDOWN;
-    filehandler(&cb);
+    vntest::enginestop();
 }
 
 std::string MaintTest::build(Kind kind, int n, std::set<int> dead, const std::string& name) {
@@ -125,18 +121,7 @@ int MaintTest::count(const std::string& ext) const {
     return n;
 }
 
-void patch(const std::string& path, long pos, const std::string& bytes, bool insert) {
+void patch(const std::string& path, size_t pos, const std::string& bytes, size_t len) {
     std::string all = slurp(path);
-    if (insert) {
-        all.insert(static_cast<size_t>(pos), bytes);
-    } else {
-        all.replace(static_cast<size_t>(pos), bytes.size(), bytes);
-    }
-    vntest::writefile(path, all);
-}
-
-void erase(const std::string& path, long pos, long n) {
-    std::string all = slurp(path);
-    all.erase(static_cast<size_t>(pos), static_cast<size_t>(n));
-    vntest::writefile(path, all);
+    vntest::writefile(path, all.replace(pos, len == std::string::npos ? bytes.size() : len, bytes));
 }

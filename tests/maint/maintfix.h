@@ -44,9 +44,10 @@ public:
 };
 
 inline std::string slurp(const std::string& path) { return vntest::readfile(path); }
-// Writes bytes at pos of path (inserting when insert, else overwriting);
-// erase removes n bytes at pos.
-void patch(const std::string& path, long pos, const std::string& bytes, bool insert = false);
-void erase(const std::string& path, long pos, long n);
+// Puts bytes at pos of path in place of the len bytes there (by default as
+// many as it puts: an overwrite; 0 inserts, and "" with len n erases).
+void patch(const std::string& path, size_t pos, const std::string& bytes, size_t len = std::string::npos);
+// A question hook that answers OK.
+inline int32_t VELNOR_CALL answerok(const char*, const char*) { return 1; }
 
 #endif

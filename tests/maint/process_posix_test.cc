@@ -9,19 +9,16 @@
 
 namespace {
 
-using vntest::Signal;
-
 TEST_F(MaintTest, SharedVerifyWaitsOnLocksOfAnotherProcess) {
     std::string dat = build(FIXLEN);
-    struct Case {
-        uint32_t lockpos;
-        uint32_t flags;
+    // A record or the header locked; only a shared run heeds the lock.
+    const struct {
+        uint32_t lockpos, flags;
         int32_t result;
-    };
-    const Case cases[] = {{128, VN_FM_SHARED, 0}, {0, VN_FM_SHARED, VN_E_DATREAD}, {0, 0, 0}};
-    for (const Case& c : cases) {
+    } cases[] = {{128, VN_FM_SHARED, 0}, {0, VN_FM_SHARED, VN_E_DATREAD}, {0, 0, 0}};
+    for (const auto& c : cases) {
         SCOPED_TRACE(c.lockpos);
-        Signal sig;
+        vntest::Signal sig;
         pid_t child = vntest::spawn([&] {
             FHCB cb{};
             cb.nettype = 1;

@@ -46,10 +46,9 @@ TEST(Islike, AgreesWithTheRulesOnRandomInput) {
     const char strchars[] = "ab*\\?";
     const char patchars[] = "ab*?\\";
     for (int i = 0; i < 200000; ++i) {
-        std::string s, p;
-        int sl = static_cast<int>(rng() % 8), pl = static_cast<int>(rng() % 8);
-        for (int k = 0; k < sl; ++k) s += strchars[rng() % (i % 3 == 0 ? 5 : 2)];
-        for (int k = 0; k < pl; ++k) p += patchars[rng() % 5];
+        std::string s(rng() % 8, ' '), p(rng() % 8, ' ');
+        for (char& c : s) c = strchars[rng() % (i % 3 == 0 ? 5 : 2)];
+        for (char& c : p) c = patchars[rng() % 5];
         ASSERT_EQ(islike(s.c_str(), p.c_str()), oracle(s.c_str(), p.c_str()))
             << "'" << s << "' like '" << p << "'";
     }
@@ -57,8 +56,7 @@ TEST(Islike, AgreesWithTheRulesOnRandomInput) {
 
 TEST(Islike, ManyStarsStayFast) {
     // Would take exponential time if every star were retried.
-    std::string s(2000, 'a');
-    std::string p;
+    std::string s(2000, 'a'), p;
     for (int i = 0; i < 60; ++i) p += "*a";
     p += "*b";
     EXPECT_EQ(islike(s.c_str(), p.c_str()), 0);

@@ -12,16 +12,6 @@ namespace {
 
 using JustifyFn = void(VELNOR_CALL*)(char*, int32_t, int32_t);
 
-struct Split {
-    std::string dir, name, ext;
-};
-
-Split split(const char* path) {
-    char d[300], n[300], e[300];
-    split_name(path, d, n, e);
-    return {d, n, e};
-}
-
 std::string justified(JustifyFn fn, const std::string& field, char fill) {
     std::string f = field + "#";  // a guard byte that must survive
     fn(f.data(), static_cast<int32_t>(field.size()), fill);
@@ -36,19 +26,19 @@ TEST(Names, SplitThenCreateRebuildsThePath) {
     std::mt19937 rng(11);
     const char alphabet[] = "ab.\\:/";
     for (int i = 0; i < 5000; ++i) {
-        std::string p;
-        int len = static_cast<int>(rng() % 12);
-        for (int k = 0; k < len; ++k) p += alphabet[rng() % 6];
-        Split s = split(p.c_str());
-        bool dotted = p.size() > s.dir.size() + s.name.size();
+        std::string p(rng() % 12, ' ');
+        for (char& c : p) c = alphabet[rng() % 6];
+        char d[300], n[300], e[300], out[300];
+        split_name(p.c_str(), d, n, e);
+        const std::string dir = d, name = n, ext = e;
+        const bool dotted = p.size() > dir.size() + name.size();
         // The parts are the path cut at its last separator and at the first
         // dot after it.
-        EXPECT_EQ(dotted ? s.dir + s.name + "." + s.ext : s.dir + s.name, p);
-        EXPECT_TRUE(s.dir.empty() || strchr("\\:/", s.dir.back()) != nullptr) << p;
-        EXPECT_EQ(s.name.find_first_of(".\\:/"), std::string::npos) << p;
-        if (s.ext.empty() == !dotted && (s.ext.empty() || s.ext[0] != '.')) {
-            char out[300];
-            creat_name(out, s.dir.c_str(), s.name.c_str(), s.ext.c_str());
+        EXPECT_EQ(dotted ? dir + name + "." + ext : dir + name, p);
+        EXPECT_TRUE(dir.empty() || strchr("\\:/", dir.back()) != nullptr) << p;
+        EXPECT_EQ(name.find_first_of(".\\:/"), std::string::npos) << p;
+        if (ext.empty() == !dotted && (ext.empty() || ext[0] != '.')) {
+            creat_name(out, d, n, e);
             EXPECT_EQ(out, p);
         }
     }
@@ -57,15 +47,13 @@ TEST(Names, SplitThenCreateRebuildsThePath) {
 TEST(Justify, KeepsTheTextAndTheWidth) {
     std::mt19937 rng(3);
     JustifyFn fns[4] = {just_left, just_right, just_center, just_none};
+    auto trim = [](const std::string& s, char fill) {
+        const size_t a = s.find_first_not_of(fill);
+        return a == std::string::npos ? std::string() : s.substr(a, s.find_last_not_of(fill) - a + 1);
+    };
     for (int i = 0; i < 4000; ++i) {
-        int width = 1 + static_cast<int>(rng() % 12);
-        std::string f;
-        for (int k = 0; k < width; ++k) f += "  ab"[rng() % 4];
-        size_t a = f.find_first_not_of(' ');
-        std::string text = a == std::string::npos ? "" : f.substr(a, f.find_last_not_of(' ') - a + 1);
-        std::string r = justified(fns[i % 4], f, '.');
-        size_t b = r.find_first_not_of('.');
-        std::string got = b == std::string::npos ? "" : r.substr(b, r.find_last_not_of('.') - b + 1);
-        EXPECT_EQ(got, text) << i % 4 << " '" << f << "'";
+        std::string f(1 + rng() % 12, ' ');
+        for (char& c : f) c = "  ab"[rng() % 4];
+        EXPECT_EQ(trim(justified(fns[i % 4], f, '.'), '.'), trim(f, ' ')) << i % 4 << " '" << f << "'";
     }
 }

@@ -14,13 +14,6 @@
 #include "support/numconv.h"
 #include "velnor.h"
 
-namespace {
-
-int sign(int v) { return (v > 0) - (v < 0); }
-
-
-}  // namespace
-
 // flasc agrees with the platform's own rounding to five places wherever the
 // value is not within a hair of a rounding boundary.
 TEST(Numconv, FlascMatchesPrintfAwayFromTies) {
@@ -54,7 +47,8 @@ TEST(Numconv, NumcmpOrdersLikeRoundedValues) {
         double a = pick(), b = rng() % 4 == 0 ? a + (rng() % 3) * 1e-6 : pick();
         if (std::fabs(a) < 0.01 || std::fabs(b) < 0.01) continue;
         double ra = std::stod(flasc(a)), rb = std::stod(flasc(b));
-        EXPECT_EQ(sign(numcmp(a, b)), sign((ra > rb) - (ra < rb))) << a << " " << b;
+        const int c = numcmp(a, b);
+        EXPECT_EQ((c > 0) - (c < 0), (ra > rb) - (ra < rb)) << a << " " << b;
     }
 }
 

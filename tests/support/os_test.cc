@@ -11,15 +11,20 @@
 
 namespace {
 
+constexpr uint32_t kCreate = VN_O_BINARY | VN_O_CREAT | VN_O_TRUNC | VN_O_RDWR;
+constexpr uint32_t kUpdate = VN_O_BINARY | VN_O_RDWR;
+
 class Os : public vntest::TmpDirTest {};
+
+std::string bytes(const uint8_t* dt) { return std::string(reinterpret_cast<const char*>(dt), 6); }
 
 }  // namespace
 
 TEST_F(Os, BadPaths) {
     EXPECT_EQ(osopen(nullptr, 0, 0), -1);
-    EXPECT_EQ(osopen("", 0x8302, 511), -1);
+    EXPECT_EQ(osopen("", kCreate, 511), -1);
     std::string longname = path(std::string(300, 'x'));
-    EXPECT_EQ(osopen(longname.c_str(), 0x8302, 511), -1);
+    EXPECT_EQ(osopen(longname.c_str(), kCreate, 511), -1);
     EXPECT_EQ(osunlink(nullptr), -1);
     EXPECT_EQ(osunlink(path("missing").c_str()), -1);
     EXPECT_EQ(osrename(path("missing").c_str(), path("b").c_str()), -1);
@@ -35,12 +40,10 @@ TEST_F(Os, BadPaths) {
 }
 
 TEST_F(Os, LocksBelongToTheirHandle) {
-    std::string f = path("lock.dat");
+    const std::string f = path("lock.dat");
     writefile("lock.dat", std::string(100, ' '));
-    int32_t a = osopen(f.c_str(), 0x8002, 0);
-    int32_t b = osopen(f.c_str(), 0x8002, 0);
-    ASSERT_GE(a, 1);
-    ASSERT_GE(b, 1);
+    const int32_t a = osopen(f.c_str(), kUpdate, 0), b = osopen(f.c_str(), kUpdate, 0);
+    ASSERT_TRUE(a >= 1 && b >= 1);
     EXPECT_EQ(oslock(a, 10, 1), 0);
     EXPECT_EQ(oslock(b, 10, 1), -1);  // the same process, another handle
     EXPECT_EQ(oslock(b, 11, 1), 0);   // the next byte is free
@@ -50,8 +53,7 @@ TEST_F(Os, LocksBelongToTheirHandle) {
     EXPECT_EQ(oslock(b, 10, 1), 0);
     EXPECT_EQ(oslock(a, 10, 1), -1);
     // Closing a third handle drops nothing of b's.
-    int32_t c = osopen(f.c_str(), 0x8002, 0);
-    EXPECT_EQ(osclose(c), 0);
+    EXPECT_EQ(osclose(osopen(f.c_str(), kUpdate, 0)), 0);
     EXPECT_EQ(oslock(a, 10, 1), -1);
     EXPECT_EQ(oslock(a, 11, 1), -1);
     // Closing b drops its locks.
@@ -76,19 +78,16 @@ TEST(Memory, SizesThatOverflowAreRefused) {
 
 TEST_F(Os, DateBytesRoundTripThroughTheFileTime) {
     writefile("t", "x");
-    std::string f = path("t");
-    const uint8_t start[6] = {80, 1, 1, 0, 0, 0};
-    ASSERT_EQ(ossettime(f.c_str(), start), 0);
-    uint32_t size;
-    uint8_t dt[6];
-    ASSERT_EQ(osstat(f.c_str(), &size, dt), 0);
-    EXPECT_EQ(std::string(reinterpret_cast<char*>(dt), 6), std::string(reinterpret_cast<const char*>(start), 6));
-    EXPECT_EQ(size, 1u);
-    char* n = cfindfirst(f.c_str(), 0, &size, dt);
-    ASSERT_NE(n, nullptr);
-    EXPECT_EQ(std::string(reinterpret_cast<char*>(dt), 6), std::string(reinterpret_cast<const char*>(start), 6));
-    const uint8_t later[6] = {123, 7, 15, 13, 45, 58};
-    ASSERT_EQ(ossettime(f.c_str(), later), 0);
-    ASSERT_EQ(osstat(f.c_str(), nullptr, dt), 0);
-    EXPECT_EQ(std::string(reinterpret_cast<char*>(dt), 6), std::string(reinterpret_cast<const char*>(later), 6));
+    const std::string f = path("t");
+    const uint8_t times[2][6] = {{80, 1, 1, 0, 0, 0}, {123, 7, 15, 13, 45, 58}};
+    for (const auto& when : times) {
+        ASSERT_EQ(ossettime(f.c_str(), when), 0);
+        uint32_t size = 0;
+        uint8_t dt[6];
+        ASSERT_EQ(osstat(f.c_str(), &size, dt), 0);
+        EXPECT_EQ(bytes(dt), bytes(when));
+        EXPECT_EQ(size, 1u);
+        ASSERT_NE(cfindfirst(f.c_str(), 0, &size, dt), nullptr);
+        EXPECT_EQ(bytes(dt), bytes(when));
+    }
 }

@@ -4,26 +4,13 @@
 // quotes on the way out and in.
 #include "tooltest.h"
 
-namespace {
+using BadInput = Customers;
 
-class BadInput : public ToolTest {
-protected:
-    void SetUp() override {
-        ToolTest::SetUp();
-        write("c.fid", textfid(20, 0,
-                               {{"CODE", 'C', 0, 6}, {"NAME", 'C', 6, 10}, {"QTY", 'N', 16, 4, 1, 'R'}},
-                               {{"CODE", 6, {{0, 6, 0}}}}));
-        write("in.csv", "CODE,NAME,QTY\nA1,apple,3\nB2,pear,12\n");
-        RunResult r = velnor({"load", "c.dat", "--csv", "in.csv", "--create"});
-        ASSERT_EQ(r.code, 0) << r.err;
-    }
-    // The record file's bytes, to show a refused load changed nothing.
-    std::string files() { return read("c.dat") + read("c.idx"); }
-};
-
-}  // namespace
-
-TEST_F(BadInput, MissingFilesAreNamedWithTheEngineMessageAndTheReason) {
+// Missing, mismatched, damaged and cut files are named with the engine's
+// message and the reason.
+TEST_F(BadInput, BadFilesAreNamedWithTheEngineMessageAndTheReason) {
+    // The same items in a longer record: the data file does not fit it.
+    writefile("long.fid", textfid(30, 0, {{"CODE", 'C', 0, 6}}, {{"CODE", 6, {{0, 6, 0}}}}));
     struct Case {
         std::vector<std::string> args;
         std::string err;
@@ -38,46 +25,35 @@ TEST_F(BadInput, MissingFilesAreNamedWithTheEngineMessageAndTheReason) {
 #endif
         {{"info", std::string(300, 'x') + ".dat"}, "over the library's limit of 260\n"},
         {{"load", "c.dat", "--csv", "none.csv"}, "velnor: none.csv: No such file or directory\n"},
+        {{"dump", "c.dat", "--fid", "long.fid"}, "velnor: c.dat: Error : data/FID file mismatch (status 19)\n"},
     };
     for (const Case& c : cases) {
         RunResult r = velnor(c.args);
         EXPECT_EQ(r.code, 1) << c.err;
-        EXPECT_NE(r.err.find(c.err), std::string::npos) << r.err;
+        EXPECT_TRUE(holds(r.err, c.err));
         EXPECT_TRUE(r.out.empty()) << r.out;
     }
-    std::filesystem::remove(path("c.idx"));
-    EXPECT_EQ(velnor({"get", "c.dat", "A1"}).err,
-              "velnor: c.idx: Error opening index file (status 21): No such file or directory\n");
-}
-
-TEST_F(BadInput, AWrongDefinitionADamagedHeaderOrACutFileIsRefused) {
-    // The same items in a longer record: the data file does not fit it.
-    write("long.fid", textfid(30, 0, {{"CODE", 'C', 0, 6}}, {{"CODE", 6, {{0, 6, 0}}}}));
-    EXPECT_EQ(velnor({"dump", "c.dat", "--fid", "long.fid"}).err,
-              "velnor: c.dat: Error : data/FID file mismatch (status 19)\n");
-    std::string dat = read("c.dat");
-    write("c.dat", dat.substr(0, dat.size() - 8));  // the last record cut mid-field
+    std::string dat = readfile("c.dat");
+    writefile("c.dat", dat.substr(0, dat.size() - 8));  // the last record cut mid-field
     RunResult dump = velnor({"dump", "c.dat"});
     EXPECT_EQ(dump.code, 1);
-    EXPECT_NE(dump.err.find("the record at byte 44 is cut short: the file ends at byte 58; "
-                            "velnor verify c.dat checks the file"),
-              std::string::npos) << dump.err;
+    EXPECT_TRUE(holds(dump.err, "the record at byte 44 is cut short: the file ends at byte 58; "
+                                "velnor verify c.dat checks the file"));
     EXPECT_EQ(dump.out.find("pear"), std::string::npos) << dump.out;
-    RunResult info = velnor({"info", "c.dat"});
-    EXPECT_EQ(info.code, 1);
-    EXPECT_NE(info.err.find("the header counts 2 records but 1 were found; velnor verify c.dat"),
-              std::string::npos) << info.err;
-    dat[3] = 'x';  // not a hexadecimal digit in the header count
-    write("c.dat", dat);
-    EXPECT_EQ(velnor({"info", "c.dat"}).err, "velnor: c.dat: Error reading data file (status 3)\n");
+    EXPECT_TRUE(exits(1, {"info", "c.dat"}, "the header counts 2 records but 1 were found; velnor verify c.dat"));
+    std::string bad = dat;
+    bad[3] = 'x';  // not a hexadecimal digit in the header count
+    writefile("c.dat", bad);
+    EXPECT_TRUE(exits(1, {"info", "c.dat"}, "velnor: c.dat: Error reading data file (status 3)\n"));
+    writefile("c.dat", dat);
+    std::filesystem::remove(path("c.idx"));
+    EXPECT_TRUE(exits(1, {"get", "c.dat", "A1"},
+                      "velnor: c.idx: Error opening index file (status 21): No such file or directory\n"));
 }
 
 TEST_F(BadInput, CsvFilesAreCheckedBeforeAnythingIsWritten) {
-    std::string before = files();
-    struct Case {
-        const char* csv;
-        const char* message;
-    } cases[] = {
+    const std::string before = files();
+    const std::pair<const char*, std::string> cases[] = {  // CSV text, message
         {"CODE,COLOUR\nC3,red\n", "unknown item 'COLOUR' in the header row"},
         {"CODE,NAME\nC3,\"red\nC4,blue\n", "line 2: a quoted field is not closed"},
         {"CODE,NAME\nC3,red\nC4,blue,9\n", "line 3: 3 fields, the header has 2"},
@@ -87,57 +63,47 @@ TEST_F(BadInput, CsvFilesAreCheckedBeforeAnythingIsWritten) {
         {"CODE,NAME\nC3,Carol\nC3,Dave\n", "line 3: key 'C3' repeats line 2"},
         {"", "no header row"},
     };
-    for (const Case& c : cases) {
-        write("bad.csv", c.csv);
-        RunResult r = velnor({"load", "c.dat", "--csv", "bad.csv"});
-        EXPECT_EQ(r.code, 2) << c.message;
-        EXPECT_NE(r.err.find(c.message), std::string::npos) << c.message << ": " << r.err;
-        EXPECT_EQ(files(), before) << c.message;
+    for (const auto& [csv, message] : cases) {
+        writefile("bad.csv", csv);
+        EXPECT_TRUE(exits(2, {"load", "c.dat", "--csv", "bad.csv"}, message));
+        EXPECT_EQ(files(), before) << message;
         // With --create nothing is made either (no record is in a new file).
-        if (std::string(c.message).find("already in") != std::string::npos) continue;
-        RunResult fresh = velnor({"load", "new.dat", "--csv", "bad.csv", "--create", "--fid", "c.fid"});
-        EXPECT_EQ(fresh.code, 2) << c.message;
-        EXPECT_FALSE(exists("new.dat")) << c.message;
+        if (message.find("already in") != std::string::npos) continue;
+        EXPECT_TRUE(exits(2, {"load", "new.dat", "--csv", "bad.csv", "--create", "--fid", "c.fid"}));
+        EXPECT_FALSE(exists("new.dat")) << message;
     }
-    write("re.csv", "CODE,NAME\nA1,Mallory\nC3,Carol\nC3,Dave\n");
-    RunResult replace = velnor({"load", "c.dat", "--csv", "re.csv", "--replace"});
-    EXPECT_EQ(replace.out, "Loaded 3 records into c.dat; 2 replaced records.\n") << replace.err;
+    writefile("re.csv", "CODE,NAME\nA1,Mallory\nC3,Carol\nC3,Dave\n");
+    EXPECT_EQ(ok({"load", "c.dat", "--csv", "re.csv", "--replace"}),
+              "Loaded 3 records into c.dat; 2 replaced records.\n");
     EXPECT_EQ(velnor({"dump", "c.dat", "--format", "csv", "--items", "CODE,NAME"}).out,
               "CODE,NAME\nA1,Mallory\nB2,pear\nC3,Dave\n");
 }
 
 TEST_F(BadInput, BadNumbersAndNamesAreUsageErrors) {
-    EXPECT_EQ(velnor({"dump", "c.dat", "--key", "4"}).code, 2);
-    EXPECT_EQ(velnor({"dump", "c.dat", "--thread", "1"}).code, 2);
-    RunResult items = velnor({"dump", "c.dat", "--items", "CODE,WEIGHT"});
-    EXPECT_EQ(items.code, 2);
-    EXPECT_NE(items.err.find("no item called 'WEIGHT'"), std::string::npos) << items.err;
-    RunResult net = velnor({"info", "c.dat", "--network", "TOKENRING"});
-    EXPECT_EQ(net.code, 2);
-    EXPECT_NE(net.err.find("unknown network type (status 106)"), std::string::npos) << net.err;
+    EXPECT_TRUE(exits(2, {"dump", "c.dat", "--key", "4"}));
+    EXPECT_TRUE(exits(2, {"dump", "c.dat", "--thread", "1"}));
+    EXPECT_TRUE(exits(2, {"dump", "c.dat", "--items", "CODE,WEIGHT"}, "no item called 'WEIGHT'"));
+    EXPECT_TRUE(exits(2, {"info", "c.dat", "--network", "TOKENRING"}, "unknown network type (status 106)"));
     for (const char* name : {"single", "IBMNET", "MSNET", "NETWARE", "MULTI", "PCMOS-M"})
         EXPECT_EQ(velnor({"get", "c.dat", "B2", "--network", name}).code, 0) << name;
 }
 
 TEST_F(BadInput, QuotedValuesSurviveADumpAndALoadAgain) {
-    write("q.csv",
-          "\xEF\xBB\xBF" "CODE,NAME,QTY\r\n"
-          "Q1,\"a, b\",1\r\n"
-          "Q2,\"say \"\"hi\"\"\",22\r\n"
-          "Q3,back\\slash,333\r\n"
-          "Q4,\"two\nlines\",4\r\n");
+    writefile("q.csv", "\xEF\xBB\xBF" "CODE,NAME,QTY\r\n"
+                       "Q1,\"a, b\",1\r\n"
+                       "Q2,\"say \"\"hi\"\"\",22\r\n"
+                       "Q3,back\\slash,333\r\n"
+                       "Q4,\"two\nlines\",4\r\n");
     ASSERT_EQ(velnor({"load", "c.dat", "--csv", "q.csv"}).code, 0);
-    RunResult csv = velnor({"dump", "c.dat", "--format", "csv"});
-    ASSERT_EQ(csv.code, 0);
-    EXPECT_EQ(csv.out,
+    const std::string csv = ok({"dump", "c.dat", "--format", "csv"});
+    EXPECT_EQ(csv,
               "CODE,NAME,QTY\nA1,apple,3\nB2,pear,12\nQ1,\"a, b\",1\nQ2,\"say \"\"hi\"\"\",22\n"
               "Q3,back\\slash,333\nQ4,two lines,4\n");
     // The dump loads back into a second file as the same records.
-    write("again.csv", csv.out);
+    writefile("again.csv", csv);
     ASSERT_EQ(velnor({"load", "d.dat", "--csv", "again.csv", "--create", "--fid", "c.fid"}).code, 0);
-    EXPECT_EQ(velnor({"dump", "d.dat", "--fid", "c.fid", "--format", "csv"}).out, csv.out);
-    RunResult json = velnor({"get", "c.dat", "Q", "--format", "json"});
-    EXPECT_EQ(json.out,
+    EXPECT_EQ(velnor({"dump", "d.dat", "--fid", "c.fid", "--format", "csv"}).out, csv);
+    EXPECT_EQ(ok({"get", "c.dat", "Q", "--format", "json"}),
               "[\n  {\"CODE\": \"Q1\", \"NAME\": \"a, b\", \"QTY\": \"1\"},\n"
               "  {\"CODE\": \"Q2\", \"NAME\": \"say \\\"hi\\\"\", \"QTY\": \"22\"},\n"
               "  {\"CODE\": \"Q3\", \"NAME\": \"back\\\\slash\", \"QTY\": \"333\"},\n"
@@ -146,21 +112,17 @@ TEST_F(BadInput, QuotedValuesSurviveADumpAndALoadAgain) {
 }
 
 TEST_F(BadInput, TextComesOutAsUtf8FromItsCodePage) {
-    write("u.csv", "CODE,NAME\nU1,caf\xC3\xA9\nU2,caf\xE9 \x80\nU3,\x82\x84\n");
+    writefile("u.csv", "CODE,NAME\nU1,caf\xC3\xA9\nU2,caf\xE9 \x80\nU3,\x82\x84\n");
     ASSERT_EQ(velnor({"load", "c.dat", "--csv", "u.csv"}).code, 0);
-    struct Case {
-        const char* encoding;
-        std::string out;  // the three names
-    } cases[] = {
+    const std::pair<const char*, std::string> cases[] = {  // the code page, the three names
         {"cp1252", "caf\xC3\xA9\ncaf\xC3\xA9 \xE2\x82\xAC\n\xE2\x80\x9A\xE2\x80\x9E\n"},
         {"cp437", "caf\xC3\xA9\ncaf\xCE\x98 \xC3\x87\n\xC3\xA9\xC3\xA4\n"},
         {"latin1", "caf\xC3\xA9\ncaf\xC3\xA9 \xC2\x80\n\xC2\x82\xC2\x84\n"},
         {"UTF-8", "caf\xC3\xA9\ncaf\xEF\xBF\xBD \xEF\xBF\xBD\n\xEF\xBF\xBD\xEF\xBF\xBD\n"},
     };
-    for (const Case& c : cases)
-        EXPECT_EQ(velnor({"get", "c.dat", "U", "--items", "NAME", "--format", "csv", "--encoding",
-                          c.encoding}).out,
-                  "NAME\n" + c.out) << c.encoding;
+    for (const auto& [encoding, names] : cases)
+        EXPECT_EQ(ok({"get", "c.dat", "U", "--items", "NAME", "--format", "csv", "--encoding", encoding}),
+                  "NAME\n" + names) << encoding;
     EXPECT_EQ(velnor({"get", "c.dat", "U2", "--items", "NAME", "--format", "json"}).out,
               "[\n  {\"NAME\": \"caf\xC3\xA9 \xE2\x82\xAC\"}\n]\n");
     EXPECT_EQ(velnor({"dump", "c.dat", "--encoding", "ebcdic"}).code, 2);

@@ -2,58 +2,34 @@
 // the whole-file hold against a second process, the modes of the files it
 // makes, and its progress bar on a real terminal.
 #include <fcntl.h>
-#include <poll.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstdlib>
 
+#include "common/fork.h"
 #include "support/os.h"
 #include "tooltest.h"
 
-namespace {
-
-class Posix : public ToolTest {
-protected:
-    void SetUp() override {
-        ToolTest::SetUp();
-        write("c.fid", textfid(20, 0, {{"CODE", 'C', 0, 6}, {"NAME", 'C', 6, 14}},
-                               {{"CODE", 6, {{0, 6, 0}}}}));
-        write("in.csv", "CODE,NAME\nA1,apple\n");
-        ASSERT_EQ(velnor({"load", "c.dat", "--csv", "in.csv", "--create"}).code, 0);
-    }
-};
-
-}  // namespace
+using Posix = Customers;
 
 TEST_F(Posix, AnUnsharedRunHoldsTheFileAgainstAnotherProcess) {
-    int ready[2], release[2];
-    ASSERT_EQ(pipe(ready), 0);
-    ASSERT_EQ(pipe(release), 0);
-    pid_t child = fork();
-    if (child == 0) {  // another program holding the file unshared
-        int32_t token = osholdfile(path("c.dat").c_str(), 1);
-        char c = token > 0 ? 'y' : 'n';
-        if (::write(ready[1], &c, 1) != 1 || ::read(release[0], &c, 1) != 1) _exit(1);
-        _exit(0);
-    }
-    char c = 0;
-    ASSERT_EQ(::read(ready[0], &c, 1), 1);
-    ASSERT_EQ(c, 'y');
-    write("more.csv", "CODE,NAME\nB2,pear\n");
-    for (const char* network : {"SINGLE", "MSNET"}) {
-        RunResult r = velnor({"load", "c.dat", "--csv", "more.csv", "--network", network});
-        EXPECT_EQ(r.code, 1) << network;
-        EXPECT_NE(r.err.find("velnor: c.dat is in use by another process"), std::string::npos)
-            << r.err;
-    }
-    EXPECT_NE(velnor({"dump", "c.dat"}).err.find("(use --network MSNET to share it)"),
-              std::string::npos);
-    ASSERT_EQ(::write(release[1], "x", 1), 1);
-    waitpid(child, nullptr, 0);
-    RunResult after = velnor({"load", "c.dat", "--csv", "more.csv"});
-    EXPECT_EQ(after.code, 0) << after.err;
+    vntest::Signal sig;
+    pid_t holder = vntest::spawn([&] {  // another program holding the file unshared
+        const int32_t token = osholdfile(path("c.dat").c_str(), 1);
+        sig.childsays();
+        sig.childhears();
+        return token > 0 ? 0 : 1;
+    });
+    ASSERT_TRUE(sig.parenthears());
+    writefile("more.csv", "CODE,NAME\nC3,quince\n");
+    for (const char* network : {"SINGLE", "MSNET"})
+        EXPECT_TRUE(exits(1, {"load", "c.dat", "--csv", "more.csv", "--network", network},
+                          "velnor: c.dat is in use by another process"));
+    EXPECT_TRUE(exits(1, {"dump", "c.dat"}, "(use --network MSNET to share it)"));
+    sig.parentsays();
+    ASSERT_EQ(vntest::waitexit(holder), 0);
+    EXPECT_TRUE(exits(0, {"load", "c.dat", "--csv", "more.csv"}));
     // Shared runs share: a shared hold does not keep out another.
     int32_t shared = osholdfile(path("c.dat").c_str(), 0);
     ASSERT_GT(shared, 0);
@@ -77,35 +53,27 @@ TEST_F(Posix, ProgressOnATerminalIsOneBarRedrawnSparingly) {
     std::string text;
     for (unsigned i = 0; text.size() < 12000000; i = i * 1103515245 + 12345)
         text += "record " + std::to_string(i % 100000) + " of the file\n";
-    write("big.txt", text);
+    writefile("big.txt", text);
     int master = posix_openpt(O_RDWR | O_NOCTTY);
-    ASSERT_GE(master, 0);
-    ASSERT_EQ(grantpt(master), 0);
-    ASSERT_EQ(unlockpt(master), 0);
-    std::string slave = ptsname(master);
-    std::string exe = VELNOR_EXE, dir = dir_.string();
-    pid_t pid = fork();
-    if (pid == 0) {
+    ASSERT_TRUE(master >= 0 && grantpt(master) == 0 && unlockpt(master) == 0);
+    const std::string slave = ptsname(master), exe = VELNOR_EXE, dir = dir_.string();
+    pid_t pid = vntest::spawn([&] {
         int tty = open(slave.c_str(), O_RDWR), null = open("/dev/null", O_RDWR);
-        if (tty < 0 || null < 0 || chdir(dir.c_str()) != 0) _exit(127);
+        if (tty < 0 || null < 0 || chdir(dir.c_str()) != 0) return 127;
         dup2(null, 0);
         dup2(null, 1);
         dup2(tty, 2);
         setenv("VELNOR_PROGRESS_DELAY", "0", 1);  // drawn from the start
         execl(exe.c_str(), exe.c_str(), "archive", "add", "big.cmp", "big.txt", nullptr);
-        _exit(127);
-    }
+        return 127;
+    });
     std::string drawn;
     char buf[4096];
     for (ssize_t n; (n = ::read(master, buf, sizeof buf)) > 0;) drawn.append(buf, n);
-    int status = 0;
-    waitpid(pid, &status, 0);
+    EXPECT_EQ(vntest::waitexit(pid), 0);
     close(master);
-    EXPECT_EQ(WEXITSTATUS(status), 0);
     // About ten draws a second of one 80-column line, each with the name,
     // a percentage, bytes and a rate.
     EXPECT_LT(drawn.size(), 81u * 60) << drawn.size();
-    ASSERT_NE(drawn.find("big.txt ["), std::string::npos) << drawn;
-    EXPECT_NE(drawn.find(" MB of 12.0 MB"), std::string::npos) << drawn;
-    EXPECT_NE(drawn.find("/s"), std::string::npos) << drawn;
+    for (const char* part : {"big.txt [", " MB of 12.0 MB", "/s"}) EXPECT_TRUE(holds(drawn, part));
 }

@@ -22,15 +22,31 @@ struct RunResult {
 RunResult runprogram(const std::string& exe, const std::vector<std::string>& args,
                      const std::filesystem::path& dir, const std::string& input);
 
+// Success when text holds part; a failure shows the whole text.
+inline testing::AssertionResult holds(const std::string& text, const std::string& part) {
+    if (text.find(part) != std::string::npos) return testing::AssertionSuccess();
+    return testing::AssertionFailure() << "no \"" << part << "\" in:\n" << text;
+}
+
 class ToolTest : public vntest::TmpDirTest {
 protected:
     // velnor ARGS... in the test's folder.
     RunResult velnor(const std::vector<std::string>& args, const std::string& input = "") {
         return runprogram(VELNOR_EXE, args, dir_, input);
     }
-    void write(const std::string& name, const std::string& bytes) { writefile(name, bytes); }
-    std::string read(const std::string& name) { return readfile(name); }
     bool exists(const std::string& name) { return vntest::exists(path(name)); }
+    // What velnor ARGS writes on stdout; a failure when it does not succeed.
+    std::string ok(const std::vector<std::string>& args) {
+        RunResult r = velnor(args);
+        EXPECT_EQ(r.code, 0) << r.err;
+        return r.out;
+    }
+    // Success when velnor ARGS exits with code and its messages hold part.
+    testing::AssertionResult exits(int code, const std::vector<std::string>& args, const std::string& part = "") {
+        RunResult r = velnor(args);
+        if (r.code != code) return testing::AssertionFailure() << "exit " << r.code << "; messages:\n" << r.err;
+        return holds(r.err, part);
+    }
 
     const std::filesystem::path dir_{tmp.dir()};
 };
@@ -40,6 +56,20 @@ inline std::string textfid(int reclen, int flags, std::vector<vntest::Item> item
                            std::vector<vntest::Key> keys, std::vector<vntest::Thread> threads = {}) {
     return vntest::fidtext({reclen, flags, 0, std::move(items), std::move(keys), std::move(threads)});
 }
+
+// A test whose folder holds the record file c.dat (definition c.fid:
+// CODE 6 bytes and the key, NAME 10, QTY 4) with A1 apple 3 and B2 pear 12.
+class Customers : public ToolTest {
+protected:
+    void SetUp() override {
+        writefile("c.fid", textfid(20, 0, {{"CODE", 'C', 0, 6}, {"NAME", 'C', 6, 10}, {"QTY", 'N', 16, 4, 1, 'R'}},
+                                   {{"CODE", 6, {{0, 6, 0}}}}));
+        writefile("in.csv", "CODE,NAME,QTY\nA1,apple,3\nB2,pear,12\n");
+        ASSERT_TRUE(exits(0, {"load", "c.dat", "--csv", "in.csv", "--create"}));
+    }
+    // The record file's bytes, to show a refused run changed nothing.
+    std::string files() { return readfile("c.dat") + readfile("c.idx"); }
+};
 
 // Lines of a text, without their line ends.
 inline std::vector<std::string> lines(const std::string& text) {
