@@ -44,7 +44,7 @@ int churn(const std::string& dat, bool single, uint32_t seed, int fd, vntest::Si
 
 TEST_F(MaintTest, KilledProcessLosesNoSecuredRecord) {
     const char* env = std::getenv("VELNOR_CRASH_TRIALS");
-    const int trials = env != nullptr ? std::atoi(env) : 2;
+    const int trials = env != nullptr ? std::atoi(env) : 4;
     const uint32_t seed = std::random_device()();
     std::mt19937 rng(seed);
     int kills = 0, lost = 0, repaired = 0, ops = 0;
