@@ -17,11 +17,8 @@ namespace fs = std::filesystem;
 namespace {
 
 enum Op { WRITE, REWRITE, DELETE, SECURE, CLOSE, ADD, EXTRACT };
-struct Case {
-    const char* name;
-    Op op;
-    Kind kind;
-    bool single;  // network type SINGLE, else shared
+struct Case {  // single: network type SINGLE, else shared
+    const char* name; Op op; Kind kind; bool single;
 };
 const Case kCases[] = {
     {"write", WRITE, FIXLEN, false},        {"write single", WRITE, FIXLEN, true},
