@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "compress/cmpstate.h"
+#include "support/fastio.h"
 
 static void put16(uint8_t* p, uint32_t v) {
     p[0] = static_cast<uint8_t>(v);
@@ -55,6 +56,10 @@ int32_t cmphdrunpack(const uint8_t* in, CmpHeader* h) {
 int32_t cmpnexthdr(int32_t s, int32_t first, int32_t minbytes, CmpHeader* h) {
     uint8_t raw[CMP_HDRSIZE] = {};
     if (fastread(s, raw, CMP_HDRSIZE) < minbytes) {
+        if (fastfailed(s)) {  // a read error, not the end of the archive
+            cmperror(CMP_E_CORRUPT);
+            return -1;
+        }
         return 0;
     }
     if (cmphdrunpack(raw, h) != 0) {
@@ -70,7 +75,10 @@ int32_t cmpskip(int32_t s, const CmpHeader& h) {
         cmperror(CMP_E_CORRUPT);
         return -1;
     }
-    fastseek(s, static_cast<int32_t>(to), 0);
+    if (fastseek(s, static_cast<int32_t>(to), 0) < 0) {
+        cmperror(CMP_E_CORRUPT);
+        return -1;
+    }
     return 0;
 }
 
@@ -85,6 +93,10 @@ int32_t cmpcopyentry(int32_t in, int32_t out, const CmpHeader& h) {
         int32_t want = left < sizeof buf ? static_cast<int32_t>(left) : CMP_INBUF;
         int32_t got = fastread(in, buf, want);
         if (got <= 0) {
+            if (fastfailed(in)) {
+                cmperror(CMP_E_CORRUPT);
+                return -1;
+            }
             break;
         }
         if (fastwrite(out, buf, got) != 0) {

@@ -40,6 +40,7 @@ int32_t cmpreadblock(CmpBulkReader* r, uint8_t* dst, int32_t n) {
                 r->len = fastread(r->s, r->buf, static_cast<uint32_t>(f->count - f->pos));
             } else {
                 r->len = osread(f->handle, r->buf, sizeof r->buf);
+                if (r->len < 0) f->failed = 1;
             }
             if (r->len <= 0) {
                 r->len = 0;

@@ -167,7 +167,8 @@ int32_t runcall(const char* options, const char* archive, int32_t npatterns, cha
     }
     namearchive(run, archive);
     run.arc = fastopen(run.arcname, VN_O_BINARY, 0);
-    if (run.arc < 0 && ops != OP_ADD) {
+    // An archive that is there but cannot be opened is never replaced.
+    if (run.arc < 0 && (ops != OP_ADD || osstat(run.arcname, nullptr, nullptr) == 0)) {
         cmpreport("Error: Unable to open COMPRESS file.\r\n");
         return -2;
     }

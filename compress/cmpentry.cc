@@ -20,6 +20,10 @@ int32_t cmpaddentry(int32_t arc, const CmpNode& node) {
     CmpHeader h = {};
     std::memcpy(h.name, node.name, sizeof h.name);
     const int32_t at = fasttell(arc);
+    if (at < 0) {
+        cmperror(CMP_E_WRITE);
+        return -1;
+    }
     if (writeheader(arc, h) != 0) {
         return -1;
     }
@@ -32,10 +36,16 @@ int32_t cmpaddentry(int32_t arc, const CmpNode& node) {
         cmperror(CMP_E_WRITE);
         return -1;
     }
-    fastseek(arc, at, 0);
+    if (fastseek(arc, at, 0) != at) {
+        cmperror(CMP_E_WRITE);
+        return -1;
+    }
     if (writeheader(arc, h) != 0) {
         return -1;
     }
-    fastseek(arc, 0, 2);
+    if (fastseek(arc, 0, 2) < 0) {
+        cmperror(CMP_E_WRITE);
+        return -1;
+    }
     return 0;
 }

@@ -50,7 +50,11 @@ static int32_t extractone(CmpRun& run, const CmpHeader& h) {
         osunlink(path);
         return 0;
     }
-    fastclose(out);
+    if (fastclose(out) != 0) {
+        cmperror(CMP_E_WRITE);
+        osunlink(path);
+        return 0;
+    }
     ossettime(path, h.datetime);
     if (check != h.check) {
         cmperror(CMP_E_CRC);
@@ -63,7 +67,10 @@ static int32_t extractone(CmpRun& run, const CmpHeader& h) {
 int32_t cmpextract(CmpRun& run) {
     cmpfieldf(CMP_F_STATUS, "Searching: %s", run.display);
     const int64_t length = fastseek(run.arc, 0, 2);
-    fastrewind(run.arc);
+    if (length < 0 || fastrewind(run.arc) != 0) {
+        cmperror(CMP_E_CORRUPT);
+        return -1;
+    }
     CmpHeader h;
     for (int32_t first = 1; cmpnexthdr(run.arc, first, 1, &h) == 1; first = 0) {
         if (cmpstopped()) {
@@ -78,7 +85,10 @@ int32_t cmpextract(CmpRun& run) {
             if (r == 0) {
                 break;
             }
-            fastseek(run.arc, start, 0);
+            if (start < 0 || fastseek(run.arc, start, 0) != start) {
+                cmperror(CMP_E_CORRUPT);
+                return -1;
+            }
         }
         if (cmpskip(run.arc, h) != 0) {
             break;

@@ -9,6 +9,7 @@
 #include "compress/cmpstate.h"
 #include "compress/cmpwnd.h"
 #include "compress/lzw.h"
+#include "support/fastio.h"
 
 namespace {
 
@@ -343,6 +344,10 @@ int32_t cmpcompress(int32_t arc, const char* path, CmpHeader* h) {
             cmpreaderinit(&c->src, src);
             int32_t n = cmpreadblock(&c->src, cmpinbuf, CMP_INBUF);
             result = codefile(*c, n, h);
+            if (result == 0 && fastfailed(src)) {  // the file could not be read whole
+                cmperror(CMP_E_OPEN);
+                result = -1;
+            }
             h->bits = static_cast<uint8_t>(c->bits);
             fastclose(src);
         }

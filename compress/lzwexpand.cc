@@ -14,6 +14,7 @@
 #include "compress/cmpstate.h"
 #include "compress/cmpwnd.h"
 #include "compress/lzw.h"
+#include "support/fastio.h"
 
 namespace {
 
@@ -365,6 +366,10 @@ int32_t cmpexpand(int32_t arc, int32_t out, const CmpHeader& h, uint16_t* check)
         }
     } else if (h.method == 0) {
         r = unstore(*e, h.stored);
+    }
+    if (r == 0 && fastfailed(arc)) {  // the entry was cut short by a read error
+        cmperror(CMP_E_CORRUPT);
+        r = -1;
     }
     *check = e->check;
     return r;

@@ -73,21 +73,23 @@ void opsecure(FHCB* cb) {
     if (!(cb->state & VN_ST_DIRTY) || cb->nitems == 0) return;
     if (fhactivate(cb) != 0) return;
     if (filelock(cb, cb->flockretry) != 0) return;
+    // A step that fails sets the status and keeps the header marked dirty,
+    // so that the next secure or the close writes it again.
     if (!isshared(cb)) {
         writeheader(cb);
         if (cb->index != nullptr) {
-            pgflush(cb);
+            if (pgflush(cb) < 0 && cb->status == 0) cb->status = VN_E_IDXWRITE;
             hdrwrite(cb);
         }
     }
-    if (cb->index != nullptr) pgflush(cb);
+    if (cb->index != nullptr && pgflush(cb) < 0 && cb->status == 0) cb->status = VN_E_IDXWRITE;
     // The handle flush never counts as committed: closing the handles (to
     // be reopened by the next operation) is what commits.
     if (cb->datfd == 0 || fhclopen(cb->datfd) != 0) {
         fileunlock(cb);
         fhpark(cb);
     }
-    cb->state &= static_cast<uint16_t>(~VN_ST_DIRTY);
+    if (cb->status == 0) cb->state &= static_cast<uint16_t>(~VN_ST_DIRTY);
     fileunlock(cb);
 }
 

@@ -115,7 +115,8 @@ int32_t hshwrite(FHCB* cb) {
         unlock(cb);
         return -1;
     }
-    if (!(cb->hashstate & HS_FOUND)) {
+    const bool isnew = !(cb->hashstate & HS_FOUND);
+    if (isnew) {
         cb->datpos = static_cast<int32_t>(cb->nrecs * cb->reclen);
         cb->nrecs++;
         if (hshslotwrite(cb, static_cast<uint32_t>(slot), static_cast<uint32_t>(cb->datpos)) != 0 ||
@@ -125,6 +126,9 @@ int32_t hshwrite(FHCB* cb) {
         }
     }
     if (osseek(dat(cb), cb->datpos, 0) < 0 || oswrite(dat(cb), cb->recbuf, cb->reclen) != cb->reclen) {
+        // A new record that did not reach the file whole is marked deleted,
+        // so that its slot does not lead to torn bytes.
+        if (isnew) oswriteat(dat(cb), deletemark, 1, static_cast<uint32_t>(cb->datpos));
         unlock(cb);
         return fail(cb, VN_E_DATWRITE);
     }

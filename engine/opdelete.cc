@@ -34,7 +34,9 @@ void opdelete(FHCB* cb) {
     int32_t len = cb->reclen;
     const bool threads = cb->nthreads > 0 && cb->threads;
     if (threads && isshared(cb) && readheads(cb) < 0) return;
-    if ((cb->fflags & VN_FF_VARLEN) || threads) {
+    // The other keys come from the record as stored: the caller's buffer
+    // need hold only key 0.
+    if ((cb->fflags & VN_FF_VARLEN) || threads || nindexes(cb) > 1) {
         len = readrec(cb, cb->recbuf);
         if (len < 0) return;
     }

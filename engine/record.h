@@ -81,7 +81,9 @@ int32_t substrscan(FHCB* cb, int mode);
 // record number.
 int cmplength(const FHCB* cb);
 
-// Flushes the index pages of a shared file (keys loaded, shared).
+// Flushes the index pages of a shared file (keys loaded, shared).  A page
+// that cannot be written sets the cache's status (VN_E_IDXWRITE) unless a
+// status is already set.
 void sharedflush(FHCB* cb);
 
 #endif

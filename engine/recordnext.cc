@@ -8,7 +8,8 @@
 #include "index/pagecache.h"
 
 void sharedflush(FHCB* cb) {
-    if (cb->nkeys > 0 && cb->index && isshared(cb)) pgflush(cb);
+    if (cb->nkeys > 0 && cb->index && isshared(cb) && pgflush(cb) < 0 && cb->status == 0)
+        cb->status = static_cast<uint8_t>(cacheerror ? cacheerror : VN_E_IDXWRITE);
 }
 
 void movenext(FHCB* cb, int32_t len) {

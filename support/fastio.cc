@@ -57,7 +57,7 @@ int32_t VELNOR_CALL fastopen(const char* path, uint32_t flags, uint32_t perm) {
         if (flags & VN_O_CREAT) osunlink(path);
         return -2;
     }
-    table[s] = FastStream{h, flags, 0, 0, buffer};
+    table[s] = FastStream{h, flags, 0, 0, buffer, 0};
     return s;
 }
 
@@ -65,10 +65,25 @@ int32_t VELNOR_CALL fastflush(int32_t s) {
     FastStream* f = faststream(s);
     if (f == nullptr) return 1;
     if (f->pos == 0) return 0;
-    int32_t n = oswrite(f->handle, f->buffer, static_cast<uint32_t>(f->pos));
+    // A write may take fewer bytes than asked (a full disk, a signal): the
+    // rest goes after it, and only a write that takes none fails.
+    const char* p = f->buffer;
+    int32_t left = f->pos;
+    while (left > 0) {
+        int32_t n = oswrite(f->handle, p, static_cast<uint32_t>(left));
+        if (n < 1) break;
+        p += n;
+        left -= n;
+    }
     osflush(f->handle);
     f->pos = 0;
-    return n < 1 ? 1 : 0;
+    if (left > 0) f->failed = 1;
+    return left > 0 ? 1 : 0;
+}
+
+bool fastfailed(int32_t s) {
+    FastStream* f = faststream(s);
+    return f != nullptr && f->failed != 0;
 }
 
 int32_t VELNOR_CALL fastclose(int32_t s) {
@@ -76,7 +91,8 @@ int32_t VELNOR_CALL fastclose(int32_t s) {
     if (f == nullptr) return 1;
     int32_t result = (f->flags & VN_O_CREAT) ? fastflush(s) : 0;
     globalmfree(f->buffer);
-    osclose(f->handle);
+    // Closing a written file can report a write that failed late.
+    if (osclose(f->handle) != 0 && (f->flags & VN_O_CREAT)) result = 1;
     *f = FastStream{};
     return result;
 }
@@ -122,8 +138,7 @@ int32_t VELNOR_CALL fasttell(int32_t s) {
 int32_t VELNOR_CALL fastrewind(int32_t s) {
     FastStream* f = faststream(s);
     if (f == nullptr) return -1;
-    osseek(f->handle, 0, 0);
     f->pos = 0;
     f->count = 0;
-    return 0;
+    return osseek(f->handle, 0, 0) == 0 ? 0 : -1;
 }

@@ -18,6 +18,7 @@ struct FastStream {
     int32_t pos;     // next byte of the buffer to read or write
     int32_t count;   // valid bytes when reading; 0 while writing
     char* buffer;    // kFastBuffer bytes from globalmalloc
+    uint8_t failed;  // 1 once a read or write of the stream failed
 };
 
 // The open stream numbered s, or null for a number out of range or a free
@@ -25,7 +26,12 @@ struct FastStream {
 FastStream* faststream(int32_t s);
 
 // Refills the buffer of a reading stream: false at end of file or on a read
-// error (count is then 0).
+// error (count is then 0; an error also sets failed).
 bool fastfill(FastStream* f);
+
+// True when a read or write of open stream s has failed, which a short
+// read alone does not tell from the end of the file.  False for a number
+// that names no open stream.
+bool fastfailed(int32_t s);
 
 #endif

@@ -21,6 +21,7 @@ bool fastfill(FastStream* f) {
     f->pos = 0;
     int32_t n = osread(f->handle, f->buffer, kFastBuffer);
     f->count = n < 1 ? 0 : n;
+    if (n < 0) f->failed = 1;
     return n >= 1;
 }
 

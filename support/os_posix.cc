@@ -17,6 +17,7 @@
 #include <unistd.h>
 
 #include "support/os.h"
+#include "support/osfault.h"
 
 void* modinstance = nullptr;
 
@@ -65,6 +66,7 @@ int setlock(int32_t h, short type, uint32_t offset, uint32_t length) {
 }  // namespace
 
 int32_t osopen(const char* path, uint32_t flags, uint32_t perm) {
+    if (osfaultleft[OSF_OPEN] != 0 && osfaulthit(OSF_OPEN, nullptr) < 0) return -1;
     if (path == nullptr || *path == '\0') return -1;
     int fd;
     do {
@@ -82,6 +84,7 @@ int32_t oscreat(const char* path, uint32_t perm) {
 const char ospathsep = '/';
 
 int32_t osholdfile(const char* path, int32_t exclusive) {
+    if (osfaultleft[OSF_LOCK] != 0 && osfaulthit(OSF_LOCK, nullptr) < 0) return -1;
     if (path == nullptr || *path == '\0') return -1;
     int fd = open(path, O_RDONLY | O_CLOEXEC);
     if (fd < 0) return -1;
@@ -101,9 +104,16 @@ void osunholdfile(int32_t token) {
     if (token > 0) close(token);
 }
 
-int32_t osclose(int32_t h) { return h < 1 || close(h) != 0 ? -1 : 0; }
+int32_t osclose(int32_t h) {
+    if (osfaultleft[OSF_CLOSE] != 0 && osfaulthit(OSF_CLOSE, nullptr) < 0) {
+        if (h > 0) close(h);
+        return -1;
+    }
+    return h < 1 || close(h) != 0 ? -1 : 0;
+}
 
 int32_t osread(int32_t h, void* buf, uint32_t count) {
+    if (osfaultleft[OSF_READ] != 0 && osfaulthit(OSF_READ, &count) < 0) return -1;
     ssize_t n;
     do {
         n = read(h, buf, static_cast<size_t>(clampcount(count)));
@@ -112,6 +122,7 @@ int32_t osread(int32_t h, void* buf, uint32_t count) {
 }
 
 int32_t oswrite(int32_t h, const void* buf, uint32_t count) {
+    if (osfaultleft[OSF_WRITE] != 0 && osfaulthit(OSF_WRITE, &count) < 0) return -1;
     ssize_t n;
     do {
         n = write(h, buf, static_cast<size_t>(clampcount(count)));
@@ -120,6 +131,7 @@ int32_t oswrite(int32_t h, const void* buf, uint32_t count) {
 }
 
 int32_t osreadat(int32_t h, void* buf, uint32_t count, uint32_t offset) {
+    if (osfaultleft[OSF_READ] != 0 && osfaulthit(OSF_READ, &count) < 0) return -1;
     ssize_t n;
     do {
         n = pread(h, buf, static_cast<size_t>(clampcount(count)), static_cast<off_t>(offset));
@@ -128,6 +140,7 @@ int32_t osreadat(int32_t h, void* buf, uint32_t count, uint32_t offset) {
 }
 
 int32_t oswriteat(int32_t h, const void* buf, uint32_t count, uint32_t offset) {
+    if (osfaultleft[OSF_WRITE] != 0 && osfaulthit(OSF_WRITE, &count) < 0) return -1;
     ssize_t n;
     do {
         n = pwrite(h, buf, static_cast<size_t>(clampcount(count)), static_cast<off_t>(offset));
@@ -141,6 +154,7 @@ int32_t osflush(int32_t h) {
 }
 
 int32_t osseek(int32_t h, int32_t offset, int32_t origin) {
+    if (osfaultleft[OSF_SEEK] != 0 && osfaulthit(OSF_SEEK, nullptr) < 0) return -1;
     static const int whence[3] = {SEEK_SET, SEEK_CUR, SEEK_END};
     if (origin < 0 || origin > 2) return -1;
     off_t pos = lseek(h, static_cast<off_t>(offset), whence[origin]);
@@ -149,6 +163,7 @@ int32_t osseek(int32_t h, int32_t offset, int32_t origin) {
 }
 
 int32_t oslock(int32_t h, uint32_t offset, uint32_t length) {
+    if (osfaultleft[OSF_LOCK] != 0 && osfaulthit(OSF_LOCK, nullptr) < 0) return -1;
     if (length == 0) return 0;
     if (setlock(h, F_WRLCK, offset, length) == 0) return 0;
     // A handle opened for reading only cannot take a write lock; a read lock

@@ -11,6 +11,7 @@
 #include <sys/stat.h>
 
 #include "support/os.h"
+#include "support/osfault.h"
 
 namespace {
 
@@ -47,6 +48,7 @@ int32_t runtimeopen(const char* path, uint32_t flags, uint32_t perm) {
 }  // namespace
 
 int32_t osopen(const char* path, uint32_t flags, uint32_t perm) {
+    if (osfaultleft[OSF_OPEN] != 0 && osfaulthit(OSF_OPEN, nullptr) < 0) return -1;
     if (path == nullptr || *path == '\0') return -1;
     return direct() ? directopen(path, flags) : runtimeopen(path, flags, perm);
 }
@@ -60,6 +62,7 @@ const char ospathsep = '\\';
 // The hold is a lock on one byte at 2^62: the engine's byte locks all lie
 // below 4 GiB, so the two never meet.
 int32_t osholdfile(const char* path, int32_t exclusive) {
+    if (osfaultleft[OSF_LOCK] != 0 && osfaulthit(OSF_LOCK, nullptr) < 0) return -1;
     if (path == nullptr || *path == '\0') return -1;
     HANDLE h = CreateFileA(path, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
                            nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
@@ -78,13 +81,15 @@ void osunholdfile(int32_t token) {
 }
 
 int32_t osclose(int32_t h) {
-    if (!direct()) return _close(h) == 0 ? 0 : -1;
+    const bool fault = osfaultleft[OSF_CLOSE] != 0 && osfaulthit(OSF_CLOSE, nullptr) < 0;
+    if (!direct()) return _close(h) == 0 && !fault ? 0 : -1;
     BOOL ok = CloseHandle(tohandle(h));
     DeleteObject(reinterpret_cast<HGDIOBJ>(tohandle(h)));  // no effect on a file handle
-    return ok ? 0 : -1;
+    return ok && !fault ? 0 : -1;
 }
 
 int32_t osread(int32_t h, void* buf, uint32_t count) {
+    if (osfaultleft[OSF_READ] != 0 && osfaulthit(OSF_READ, &count) < 0) return -1;
     if (count > INT32_MAX) count = INT32_MAX;
     if (!direct()) return _read(h, buf, count);
     DWORD n = 0;
@@ -92,6 +97,7 @@ int32_t osread(int32_t h, void* buf, uint32_t count) {
 }
 
 int32_t oswrite(int32_t h, const void* buf, uint32_t count) {
+    if (osfaultleft[OSF_WRITE] != 0 && osfaulthit(OSF_WRITE, &count) < 0) return -1;
     if (count > INT32_MAX) count = INT32_MAX;
     if (!direct()) return _write(h, buf, count);
     DWORD n = 0;
@@ -109,6 +115,7 @@ OVERLAPPED at(uint32_t offset) {
 }  // namespace
 
 int32_t osreadat(int32_t h, void* buf, uint32_t count, uint32_t offset) {
+    if (osfaultleft[OSF_READ] != 0 && osfaulthit(OSF_READ, &count) < 0) return -1;
     if (count > INT32_MAX) count = INT32_MAX;
     if (!direct()) {
         if (_lseek(h, static_cast<long>(offset), SEEK_SET) != static_cast<long>(offset)) return -1;
@@ -121,6 +128,7 @@ int32_t osreadat(int32_t h, void* buf, uint32_t count, uint32_t offset) {
 }
 
 int32_t oswriteat(int32_t h, const void* buf, uint32_t count, uint32_t offset) {
+    if (osfaultleft[OSF_WRITE] != 0 && osfaulthit(OSF_WRITE, &count) < 0) return -1;
     if (count > INT32_MAX) count = INT32_MAX;
     if (!direct()) {
         if (_lseek(h, static_cast<long>(offset), SEEK_SET) != static_cast<long>(offset)) return -1;
@@ -134,12 +142,14 @@ int32_t oswriteat(int32_t h, const void* buf, uint32_t count, uint32_t offset) {
 int32_t osflush(int32_t h) { return direct() ? (FlushFileBuffers(tohandle(h)) ? 1 : 0) : 0; }
 
 int32_t osseek(int32_t h, int32_t offset, int32_t origin) {
+    if (osfaultleft[OSF_SEEK] != 0 && osfaulthit(OSF_SEEK, nullptr) < 0) return -1;
     if (origin < 0 || origin > 2) return -1;
     if (!direct()) return static_cast<int32_t>(_lseek(h, offset, origin));
     return static_cast<int32_t>(SetFilePointer(tohandle(h), offset, nullptr, static_cast<DWORD>(origin)));
 }
 
 int32_t oslock(int32_t h, uint32_t offset, uint32_t length) {
+    if (osfaultleft[OSF_LOCK] != 0 && osfaulthit(OSF_LOCK, nullptr) < 0) return -1;
     if (length == 0) return 0;
     HANDLE w = oshandle(h);
     if (w == INVALID_HANDLE_VALUE) return -1;

@@ -102,6 +102,43 @@ std::vector<std::string> MaintTest::active(const std::string& dat) {
     return ids;
 }
 
+int32_t MaintTest::openfile(FHCB& cb, const std::string& dat, bool single) {
+    std::snprintf(cb.datname, sizeof cb.datname, "%s", dat.c_str());
+    if (vfhopen(&cb) != 0) return -1;
+    if (!single) return 0;
+    std::strcpy(cb.work, "SINGLE");
+    cb.opcode = VN_OP_NETTYPE;
+    if (filehandler(&cb) == 0) return 0;
+    vfhclose(&cb);
+    return -1;
+}
+
+std::map<std::string, std::string> MaintTest::records(const std::string& dat) {
+    std::map<std::string, std::string> out;
+    FHCB cb{};
+    if (openfile(cb, dat, false) != 0) return {{"open failed", std::to_string(cb.status)}};
+    vfhsetkey(&cb, 0);
+    cb.datpos = cb.reclen;
+    for (int32_t r; (r = vfhread(&cb, 0)) == 0 || cb.status == VN_C_DELETED;) {
+        char id[11], name[21];
+        if (r == 0 && vfhitemget(&cb, "ID", 0, id) == 0 && vfhitemget(&cb, "NAME", 0, name) == 0)
+            out[vntest::rtrim(id)] = vntest::rtrim(name);
+    }
+    vfhclose(&cb);
+    return out;
+}
+
+int MaintTest::repair(const std::string& dat) {
+    int made = 0;
+    for (int32_t fix : {VN_FM_RECOVER, VN_FM_PACK}) {
+        if (run(VN_FM_VERIFY, dat) != 0) {
+            EXPECT_EQ(run(fix, dat), 0);
+            made++;
+        }
+    }
+    return made;
+}
+
 std::string MaintTest::line(int code) const {
     for (auto it = log.rbegin(); it != log.rend(); ++it)
         if (it->first == code) return it->second;

@@ -6,6 +6,7 @@
 #define VELNOR_TESTS_MAINT_MAINTFIX_H
 
 #include <functional>
+#include <map>
 #include <set>
 #include <string>
 #include <utility>
@@ -31,6 +32,12 @@ protected:
     std::vector<std::string> report();
     // The ids of the active records, in physical order.
     std::vector<std::string> active(const std::string& dat);
+    // The active records read in physical order: ID -> NAME, both trimmed;
+    // {"open failed", status} when the file does not open.
+    std::map<std::string, std::string> records(const std::string& dat);
+    // VERIFY, then RECOVER and then PACK each while VERIFY finds damage
+    // (expecting each to succeed): the repairs made.
+    int repair(const std::string& dat);
     // Last text of callback line code, e.g. "Message: ...".
     std::string line(int code) const;
     bool logged(int code, const std::string& text) const;
@@ -38,6 +45,9 @@ protected:
     int count(const std::string& ext) const;
 
 public:
+    // Opens dat into a zeroed cb, under network type SINGLE when single: 0,
+    // or -1 (cb then holds nothing to close).
+    static int32_t openfile(FHCB& cb, const std::string& dat, bool single);
     // Every callback call, and the poll that answers stop (null: never).
     static std::vector<std::pair<int, std::string>> log;
     static std::function<bool()> stopwhen;

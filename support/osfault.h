@@ -1,0 +1,35 @@
+// osfault.h - a fault the tests plant in the OS layer, to see how every
+// caller above it copes: the n-th read, write, seek, open, close or lock
+// from the moment it is armed fails, or moves fewer bytes than asked.  For
+// tests only: the shared library does not export it, and while nothing is
+// armed each OS call pays one test of a counter that stays 0.
+#ifndef VELNOR_SUPPORT_OSFAULT_H
+#define VELNOR_SUPPORT_OSFAULT_H
+
+#include <cstdint>
+
+// The kinds of call counted.  Read: osread, osreadat.  Write: oswrite,
+// oswriteat.  Seek: osseek.  Open: osopen (oscreat too).  Close: osclose.
+// Lock: oslock and osholdfile.
+enum OsFaultKind { OSF_READ, OSF_WRITE, OSF_SEEK, OSF_OPEN, OSF_CLOSE, OSF_LOCK, OSF_KINDS };
+
+// Calls of each kind still to come up to and including the armed one; 0
+// for every kind but the armed one, and for all when nothing is armed.
+extern uint32_t osfaultleft[OSF_KINDS];
+
+// Arms the n-th call (1-based, counted from now) of kind: it fails with -1
+// and errno err, or, with shortio, a read or write moves only half the
+// bytes asked (rounded down) and returns that count; shortio on any other
+// kind fails it as above.  A failed close still releases the handle, as
+// POSIX close does on an I/O error.  Replaces whatever was armed; n 0 (or
+// a kind out of range) disarms.
+void osfaultarm(int32_t kind, uint32_t n, bool shortio, int32_t err);
+// True when the armed call has come since the last osfaultarm.
+bool osfaultfired();
+
+// For the OS faces only, called when osfaultleft[kind] is not 0: counts the
+// call.  -1 when this call is to fail (errno is set), else 0 with *count
+// (when count is not null) halved for a short call.
+int32_t osfaulthit(int32_t kind, uint32_t* count);
+
+#endif
