@@ -34,9 +34,7 @@ void opdelete(FHCB* cb) {
     int32_t len = cb->reclen;
     const bool threads = cb->nthreads > 0 && cb->threads;
     if (threads && isshared(cb) && readheads(cb) < 0) return;
-    // The other keys come from the record as stored: the caller's buffer
-    // need hold only key 0.
-    if ((cb->fflags & VN_FF_VARLEN) || threads || nindexes(cb) > 1) {
+    if ((cb->fflags & VN_FF_VARLEN) || threads) {
         len = readrec(cb, cb->recbuf);
         if (len < 0) return;
     }
