@@ -7,6 +7,7 @@
 #include "compress/cmpwnd.h"
 #include "compress/driver.h"
 #include "compress/lzw.h"
+#include "support/fastio.h"
 #include "support/os.h"
 
 // A name that could leave the target directory is never extracted.
@@ -50,7 +51,7 @@ static int32_t extractone(CmpRun& run, const CmpHeader& h) {
         osunlink(path);
         return 0;
     }
-    if (fastclose(out) != 0) {
+    if (fastcloseall(out) != 0) {
         cmperror(CMP_E_WRITE);
         osunlink(path);
         return 0;
@@ -67,7 +68,7 @@ static int32_t extractone(CmpRun& run, const CmpHeader& h) {
 int32_t cmpextract(CmpRun& run) {
     cmpfieldf(CMP_F_STATUS, "Searching: %s", run.display);
     const int64_t length = fastseek(run.arc, 0, 2);
-    if (length < 0 || fastrewind(run.arc) != 0) {
+    if (length < 0 || fastrewind(run.arc) != 0 || fastfailed(run.arc)) {
         cmperror(CMP_E_CORRUPT);
         return -1;
     }

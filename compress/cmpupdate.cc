@@ -6,6 +6,7 @@
 #include "compress/cmpstate.h"
 #include "compress/cmpwnd.h"
 #include "compress/driver.h"
+#include "support/fastio.h"
 #include "support/os.h"
 #include "support/strutil.h"
 
@@ -74,7 +75,7 @@ int32_t copyold(CmpRun& run, int32_t adding, int64_t total) {
 
 // Closes both files and puts the temporary file in the archive's place.
 int32_t replacearchive(CmpRun& run) {
-    const int32_t failed = fastclose(run.tmp);
+    const int32_t failed = fastcloseall(run.tmp);
     run.tmp = -1;
     if (run.arc >= 0) {
         fastclose(run.arc);

@@ -81,34 +81,9 @@ int32_t placenew(FHCB* cb, int32_t len, bool var) {
     return idxinsert(cb, 0, static_cast<uint32_t>(cb->datpos));
 }
 
-// A variable-length record (without threads or record numbers) whose packed
-// length changed, at old (oldlen bytes, held in oldbuf): the new copy in
-// packbuf goes to a free slot or the end first, and only then is the old
-// one removed and the new one entered under key 0, so that a failed write
-// leaves the old record in place (and the copy marked deleted).  0 with datpos at the copy, or -1.
-int32_t movecopy(FHCB* cb, int32_t old, int32_t oldlen, int32_t len) {
-    const uint32_t slot = (cb->state & VN_ST_REUSE) ? spacetake(cb, static_cast<uint16_t>(len)) : 0;
-    const int32_t at = slot > 0 ? static_cast<int32_t>(slot) : datend(cb);
-    if (at < 0) return -1;
-    if (slot == 0) cb->nrecs++;
-    if (writeat(cb, at, packbuf, len) < 0 || removerec(cb, old, oldlen, oldbuf) < 0) {
-        // The copy, whole or torn, is marked deleted: the old record stays
-        // the one a key (or RECOVER) finds.
-        const uint8_t status = cb->status;
-        if (writeat(cb, at, deletemark, 1) == 0) spaceadd(cb, static_cast<uint32_t>(at), static_cast<uint16_t>(len));
-        cb->status = status;
-        return -1;
-    }
-    cb->datpos = at;
-    bldkey(cb, 0, cb->index->keybuf);
-    return idxinsert(cb, 0, static_cast<uint32_t>(at));
-}
-
 // Decides whether the write adds or rewrites, and where.  *isnew and
-// *haveold (oldbuf holds the record replaced) are set.  A variable-length
-// record whose packed length changed is added anew; *moved is set when
-// movecopy has written it already.
-int32_t locate(FHCB* cb, int32_t len, bool var, bool keys, bool* isnew, bool* haveold, bool* moved) {
+// *haveold (oldbuf holds the record replaced) are set.
+int32_t locate(FHCB* cb, int32_t len, bool var, bool keys, bool* isnew, bool* haveold) {
     const bool needold = nindexes(cb) > 1 || cb->nthreads > 0;
     if (!keys) {
         const int32_t end = (var || cb->nitems == 0) ? datend(cb) : static_cast<int32_t>(cb->nrecs * cb->reclen);
@@ -139,13 +114,9 @@ int32_t locate(FHCB* cb, int32_t len, bool var, bool keys, bool* isnew, bool* ha
                     cb->status = VN_C_RLOCKED;
                     return -1;
                 }
+                if (removerec(cb, r, oldlen, oldbuf) < 0) return -1;
                 *haveold = false;
                 *isnew = true;
-                if (cb->nthreads == 0 && !(cb->fflags & VN_FF_RECNO)) {
-                    *moved = true;
-                    return movecopy(cb, r, oldlen, len);
-                }
-                if (removerec(cb, r, oldlen, oldbuf) < 0) return -1;
             }
         }
         if (!*isnew) return 0;
@@ -202,7 +173,6 @@ void opwrite(FHCB* cb) {
     int32_t len = cb->reclen;
     bool isnew = false;
     bool haveold = false;
-    bool moved = false;
     if (nodata) {
         isnew = true;
         if (keys) {
@@ -216,7 +186,7 @@ void opwrite(FHCB* cb) {
         }
         if (def) cb->recbuf[cb->reclen - 1] = '\n';
         if (var) len = packrec(cb, cb->recbuf, packbuf);
-        if (locate(cb, len, var, keys, &isnew, &haveold, &moved) < 0) return;
+        if (locate(cb, len, var, keys, &isnew, &haveold) < 0) return;
         if (!isnew && locking(cb) && recprobe(cb)) {
             cb->status = VN_C_RLOCKED;
             return;
@@ -226,7 +196,7 @@ void opwrite(FHCB* cb) {
     cb->state |= VN_ST_DIRTY;
     const int32_t pos = cb->datpos;
     bool changed = false;
-    if (!nodata && !moved) {
+    if (!nodata) {
         if (def && cb->nthreads > 0 && cb->threads) {
             if (threadupdate(cb, pos, cb->recbuf, haveold ? oldbuf : nullptr, &changed) < 0) return;
             if (var) len = packrec(cb, cb->recbuf, packbuf);

@@ -493,8 +493,7 @@ VELNOR_API char *VELNOR_CALL cfindnext(uint32_t *size, uint8_t *datetime);
  * fastflush 1, fastread 0, fastgetc/fastputc/fastwrite/fastseek/fasttell/
  * fastrewind -1, the string functions null).  fastflush, and fastclose of
  * a stream opened with VN_O_CREAT, also give 1 when bytes could not be
- * written or the file not closed; fastrewind -1 when the seek fails.
- * fastgets needs limit + 1
+ * written.  fastgets needs limit + 1
  * bytes at dest; fastagets writes at least width bytes and at most 8002
  * (a coded record keeps its first 127 bytes). */
 VELNOR_API int32_t VELNOR_CALL fastopen(const char *path, uint32_t flags, uint32_t perm);

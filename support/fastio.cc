@@ -86,15 +86,30 @@ bool fastfailed(int32_t s) {
     return f != nullptr && f->failed != 0;
 }
 
-int32_t VELNOR_CALL fastclose(int32_t s) {
+namespace {
+
+// fastclose, and whether the OS close itself failed.
+int32_t closestream(int32_t s, bool* closefailed) {
     FastStream* f = faststream(s);
     if (f == nullptr) return 1;
     int32_t result = (f->flags & VN_O_CREAT) ? fastflush(s) : 0;
     globalmfree(f->buffer);
-    // Closing a written file can report a write that failed late.
-    if (osclose(f->handle) != 0 && (f->flags & VN_O_CREAT)) result = 1;
+    *closefailed = osclose(f->handle) != 0;
     *f = FastStream{};
     return result;
+}
+
+}  // namespace
+
+int32_t VELNOR_CALL fastclose(int32_t s) {
+    bool closefailed = false;
+    return closestream(s, &closefailed);
+}
+
+int32_t fastcloseall(int32_t s) {
+    bool closefailed = false;
+    const int32_t r = closestream(s, &closefailed);
+    return r != 0 || closefailed ? 1 : 0;
 }
 
 int32_t VELNOR_CALL fastwrite(int32_t s, const void* src, uint32_t count) {
@@ -140,5 +155,7 @@ int32_t VELNOR_CALL fastrewind(int32_t s) {
     if (f == nullptr) return -1;
     f->pos = 0;
     f->count = 0;
-    return osseek(f->handle, 0, 0) == 0 ? 0 : -1;
+    // The result stays 0; a failed seek shows through fastfailed.
+    if (osseek(f->handle, 0, 0) != 0) f->failed = 1;
+    return 0;
 }

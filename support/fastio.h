@@ -34,4 +34,8 @@ bool fastfill(FastStream* f);
 // that names no open stream.
 bool fastfailed(int32_t s);
 
+// fastclose for a writer that must know its bytes are on the file: 1 also
+// when the OS close fails (a write can fail late, at the close).
+int32_t fastcloseall(int32_t s);
+
 #endif
