@@ -48,6 +48,14 @@ bool primarykey(FHCB* cb) {
     return true;
 }
 
+// The status of a probe that went round visited occupied slots without
+// meeting its key.  Each slot points at a record of its own, so a table
+// whose data file holds fewer records than that is damaged, not full.
+uint8_t wrapstatus(FHCB* cb, uint32_t visited) {
+    if (isshared(cb) && readhdrcount(cb) < 0) return VN_E_DATREAD;
+    return cb->nrecs > visited ? VN_E_HSHFULL : VN_E_HSHCORRUPT;
+}
+
 }  // namespace
 
 int32_t hshprobe(FHCB* cb) {
@@ -61,11 +69,7 @@ int32_t hshprobe(FHCB* cb) {
     int32_t saved = cb->datpos;
     int64_t slot = h;
     char key[KEYMAX + 8];
-    for (uint32_t visited = 1;; ++visited) {
-        if (visited > t) {
-            cb->datpos = saved;
-            return fail(cb, VN_E_HSHFULL);
-        }
+    for (uint32_t visited = 0;;) {
         uint32_t pos = hshslotread(cb, static_cast<uint32_t>(slot));
         if (pos == 0) {
             cb->datpos = saved;
@@ -84,6 +88,12 @@ int32_t hshprobe(FHCB* cb) {
         }
         slot -= d;
         if (slot < 0) slot += t;
+        // Back at the first slot (or t slots on), every slot the key can
+        // reach holds another key.
+        if (++visited == t || slot == h) {
+            cb->datpos = saved;
+            return fail(cb, wrapstatus(cb, visited));
+        }
     }
 }
 
