@@ -64,6 +64,7 @@ void posnthread(FHCB* cb) {
         return;
     }
     if (isshared(cb) && readheads(cb) < 0) return;
+    cb->threads[t].walked = 0;
     setcurrent(cb, static_cast<int32_t>(cb->threads[t].head));
 }
 

@@ -70,8 +70,13 @@ int32_t removerec(FHCB* cb, int32_t pos, int32_t len, char* rec);
 // with status (44 for a bad expression).
 int32_t threadupdate(FHCB* cb, int32_t pos, char* rec, const char* old, bool* changed);
 // Takes record rec (at pos) out of thread t's chain.  Sets *changed when
-// the head moved.  0, or -1 with status.
+// the head moved.  0 (also when the chain ends without rec), or -1 with
+// status (VN_E_DATREAD when the chain outruns chainlimit: a loop).
 int32_t threadunlink(FHCB* cb, int t, int32_t pos, const char* rec, bool* changed);
+// Most records a thread can pass in the data file as it stands: the
+// header count (fixed layout) or the room for the shortest records
+// (variable layout); 0 when the size cannot be read (status VN_E_DATREAD).
+int64_t chainlimit(FHCB* cb);
 
 // Steps the active key's index with mode (2 next, 3 previous) until a key
 // holds the text in work within its compare length: the record position,

@@ -24,8 +24,8 @@ int32_t writelink(FHCB* cb, int32_t pos, const char* rec, int32_t thoff, const c
     return writeat(cb, pos + at, link, 4);
 }
 
-// Upper bound on a chain's length, so that a damaged chain that loops
-// ends the walk.
+}  // namespace
+
 int64_t chainlimit(FHCB* cb) {
     if (cb->fflags & VN_FF_VARLEN) {
         const int32_t end = datend(cb);
@@ -33,8 +33,6 @@ int64_t chainlimit(FHCB* cb) {
     }
     return static_cast<int64_t>(cb->nrecs) + 1;
 }
-
-}  // namespace
 
 int32_t threadunlink(FHCB* cb, int t, int32_t pos, const char* rec, bool* changed) {
     FidThread& th = cb->threads[t];
@@ -52,7 +50,9 @@ int32_t threadunlink(FHCB* cb, int t, int32_t pos, const char* rec, bool* change
         if (next == pos) return writelink(cb, cur, chain, th.thoff, link);
         cur = next;
     }
-    return 0;
+    if (cur <= 0) return 0;
+    cb->status = VN_E_DATREAD;  // the chain goes round without ending
+    return -1;
 }
 
 int32_t threadupdate(FHCB* cb, int32_t pos, char* rec, const char* old, bool* changed) {
