@@ -48,12 +48,14 @@ bool primarykey(FHCB* cb) {
     return true;
 }
 
-// The status of a probe that went round visited occupied slots without
-// meeting its key.  Each slot points at a record of its own, so a table
-// whose data file holds fewer records than that is damaged, not full.
-uint8_t wrapstatus(FHCB* cb, uint32_t visited) {
-    if (isshared(cb) && readhdrcount(cb) < 0) return VN_E_DATREAD;
-    return cb->nrecs > visited ? VN_E_HSHFULL : VN_E_HSHCORRUPT;
+// Ends a probe that went round visited occupied slots without meeting its
+// key: -1 with a status.  Each slot points at a record of its own, so a
+// table whose data file holds fewer records than that is damaged, not
+// full.  Kept out of line, away from the probe's loop.
+[[gnu::noinline]] int32_t wrapped(FHCB* cb, int32_t saved, uint32_t visited) {
+    cb->datpos = saved;
+    if (isshared(cb) && readhdrcount(cb) < 0) return -1;
+    return fail(cb, cb->nrecs > visited ? VN_E_HSHFULL : VN_E_HSHCORRUPT);
 }
 
 }  // namespace
@@ -90,10 +92,8 @@ int32_t hshprobe(FHCB* cb) {
         if (slot < 0) slot += t;
         // Back at the first slot (or t slots on), every slot the key can
         // reach holds another key.
-        if (++visited == t || slot == h) {
-            cb->datpos = saved;
-            return fail(cb, wrapstatus(cb, visited));
-        }
+        if (++visited == t || slot == h) [[unlikely]]
+            return wrapped(cb, saved, visited);
     }
 }
 

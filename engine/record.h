@@ -63,6 +63,13 @@ void movenext(FHCB* cb, int32_t len);
 // free-space list and writes the deletion mark.  0, or -1 with status.
 int32_t removerec(FHCB* cb, int32_t pos, int32_t len, char* rec);
 
+// Moves to the next record of the thread being walked (curkey), through
+// the link of the record just read.  Clears VN_ST_CURRENT at the end of the
+// chain, and also, with status VN_E_DATREAD, when the chain goes round: a
+// link to its own record or more steps since the walk began at the head
+// than chainlimit.
+void threadstep(FHCB* cb);
+
 // Sets the thread links of record rec, to be written at pos; old is the
 // record it replaces, or null for a new record.  A thread the record enters
 // gets it as head (link = the old head), one it leaves is unlinked, one it

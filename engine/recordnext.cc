@@ -7,17 +7,6 @@
 #include "index/idxfile.h"
 #include "index/pagecache.h"
 
-namespace {
-
-// Whether a thread walk may take its steps-th step: the file holds that
-// many records.
-bool threadroom(FHCB* cb, uint32_t steps) {
-    if (isshared(cb) && readhdrcount(cb) < 0) return false;
-    return steps < chainlimit(cb);
-}
-
-}  // namespace
-
 void sharedflush(FHCB* cb) {
     if (cb->nkeys > 0 && cb->index && isshared(cb)) pgflush(cb);
 }
@@ -40,27 +29,7 @@ void movenext(FHCB* cb, int32_t len) {
         return;
     }
     if (cb->state & VN_ST_THREAD) {
-        const int t = cb->curkey;
-        if (!cb->threads || t < 0 || t >= cb->nthreads) {
-            cb->state &= ~VN_ST_CURRENT;
-            return;
-        }
-        FidThread& th = cb->threads[t];
-        const int32_t off = th.thoff;
-        const int32_t at = cb->datpos;
-        cb->datpos = off + 4 <= cb->reclen ? static_cast<int32_t>(frombase95(cb->recbuf + off, 4)) : 0;
-        if (cb->datpos == 0) {
-            cb->state &= ~VN_ST_CURRENT;
-            return;
-        }
-        // A thread passes each record once: a link back to its own record,
-        // or more steps than the file holds records, is a damaged chain
-        // going round.  The header count is checked first, so a correct
-        // file reads its size only when another program has added records.
-        if (cb->datpos == at || (++th.walked >= cb->nrecs && !threadroom(cb, th.walked))) {
-            if (cb->status == 0) cb->status = VN_E_DATREAD;
-            cb->state &= ~VN_ST_CURRENT;
-        }
+        threadstep(cb);
         return;
     }
     if (desc) {

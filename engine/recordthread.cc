@@ -34,6 +34,33 @@ int64_t chainlimit(FHCB* cb) {
     return static_cast<int64_t>(cb->nrecs) + 1;
 }
 
+void threadstep(FHCB* cb) {
+    const int t = cb->curkey;
+    if (!cb->threads || t < 0 || t >= cb->nthreads) {
+        cb->state &= ~VN_ST_CURRENT;
+        return;
+    }
+    FidThread& th = cb->threads[t];
+    const int32_t off = th.thoff;
+    const int32_t at = cb->datpos;
+    cb->datpos = off + 4 <= cb->reclen ? static_cast<int32_t>(frombase95(cb->recbuf + off, 4)) : 0;
+    if (cb->datpos == 0) {
+        cb->state &= ~VN_ST_CURRENT;
+        return;
+    }
+    // A thread passes each record once: a link back to its own record, or
+    // more steps than the file holds records, is a damaged chain going
+    // round.  The header count is checked first, so a correct file reads
+    // its size only when another program has added records.
+    if (cb->datpos != at) {
+        if (++th.walked < cb->nrecs) return;
+        const bool counted = !isshared(cb) || readhdrcount(cb) == 0;
+        if (counted && th.walked < chainlimit(cb)) return;
+    }
+    if (cb->status == 0) cb->status = VN_E_DATREAD;
+    cb->state &= ~VN_ST_CURRENT;
+}
+
 int32_t threadunlink(FHCB* cb, int t, int32_t pos, const char* rec, bool* changed) {
     FidThread& th = cb->threads[t];
     const char* link = rec + th.thoff;
