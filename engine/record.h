@@ -65,9 +65,9 @@ int32_t removerec(FHCB* cb, int32_t pos, int32_t len, char* rec);
 
 // Moves to the next record of the thread being walked (curkey), through
 // the link of the record just read.  Clears VN_ST_CURRENT at the end of the
-// chain, and also, with status VN_E_DATREAD, when the chain goes round: a
-// link to its own record or more steps since the walk began at the head
-// than chainlimit.
+// chain, and also, with status VN_E_DATREAD, when the chain goes round:
+// unshared, a record the walk met before comes back; shared, the walk has
+// taken more steps since the head than chainlimit.
 void threadstep(FHCB* cb);
 
 // Sets the thread links of record rec, to be written at pos; old is the

@@ -42,21 +42,28 @@ void threadstep(FHCB* cb) {
     }
     FidThread& th = cb->threads[t];
     const int32_t off = th.thoff;
-    const int32_t at = cb->datpos;
-    cb->datpos = off + 4 <= cb->reclen ? static_cast<int32_t>(frombase95(cb->recbuf + off, 4)) : 0;
-    if (cb->datpos == 0) {
+    const int32_t next = off + 4 <= cb->reclen ? static_cast<int32_t>(frombase95(cb->recbuf + off, 4)) : 0;
+    cb->datpos = next;
+    if (next == 0) {
         cb->state &= ~VN_ST_CURRENT;
         return;
     }
-    // A thread passes each record once: a link back to its own record, or
-    // more steps than the file holds records, is a damaged chain going
-    // round.  The header count is checked first, so a correct file reads
-    // its size only when another program has added records.
-    if (cb->datpos != at) {
-        if (++th.walked < cb->nrecs) return;
-        const bool counted = !isshared(cb) || readhdrcount(cb) == 0;
-        if (counted && th.walked < chainlimit(cb)) return;
+    // A thread passes each record once.  Unshared, the record met at each
+    // power-of-two step is marked, and meeting it again means a damaged
+    // chain going round: found within twice the loop and its lead-in.
+    // Shared, another program may relink records under the walk, so only
+    // more steps than the file holds records end it.
+    if (!isshared(cb)) {
+        if (next == static_cast<int32_t>(th.mark)) {
+            cb->status = VN_E_DATREAD;
+            cb->state &= ~VN_ST_CURRENT;
+            return;
+        }
+        const uint32_t steps = ++th.walked;
+        if ((steps & (steps - 1)) == 0) th.mark = static_cast<uint32_t>(next);
+        return;
     }
+    if (++th.walked < cb->nrecs || (readhdrcount(cb) == 0 && th.walked < chainlimit(cb))) return;
     if (cb->status == 0) cb->status = VN_E_DATREAD;
     cb->state &= ~VN_ST_CURRENT;
 }

@@ -10,6 +10,7 @@ struct Loop {
     const char* name;
     int32_t from, to;  // the link of the record at from is made to point at to
     bool rewrite;      // rewrite A out of the thread (else walk the thread)
+    bool shared;       // in shared use (else SINGLE)
 };
 
 // A file of fixed records A, B, C at 41, 82, 123 (ID 10, AMT 5, LINK 4),
@@ -46,6 +47,7 @@ TEST_P(ThreadLoops, EndWithReadStatus) {
     writefile(dat, b);
     File f(dat);
     ASSERT_EQ(f.open(), 0);
+    if (!l.shared) f.net("SINGLE");
     int32_t r = 0;
     if (l.rewrite) {
         r = add(f, "A", 10);
@@ -60,9 +62,10 @@ TEST_P(ThreadLoops, EndWithReadStatus) {
 }
 
 const Loop loops[] = {
-    {"a record linked to itself", 82, 82, false},
-    {"the last record linked back to the head", 41, 123, false},
-    {"unlinking a record the looping chain never reaches", 82, 123, true},
+    {"a record linked to itself", 82, 82, false, false},
+    {"the last record linked back to the head", 41, 123, false, false},
+    {"the same loop in shared use", 41, 123, false, true},
+    {"unlinking a record the looping chain never reaches", 82, 123, true, false},
 };
 INSTANTIATE_TEST_SUITE_P(Threads, ThreadLoops, ::testing::ValuesIn(loops));
 
