@@ -48,6 +48,16 @@ bool primarykey(FHCB* cb) {
     return true;
 }
 
+// Ends a probe that went round visited occupied slots without meeting its
+// key: -1 with a status.  Each slot points at a record of its own, so a
+// table whose data file holds fewer records than that is damaged, not
+// full.  Kept out of line, away from the probe's loop.
+[[gnu::noinline]] int32_t wrapped(FHCB* cb, int32_t saved, uint32_t visited) {
+    cb->datpos = saved;
+    if (isshared(cb) && readhdrcount(cb) < 0) return -1;
+    return fail(cb, cb->nrecs > visited ? VN_E_HSHFULL : VN_E_HSHCORRUPT);
+}
+
 }  // namespace
 
 int32_t hshprobe(FHCB* cb) {
@@ -61,11 +71,7 @@ int32_t hshprobe(FHCB* cb) {
     int32_t saved = cb->datpos;
     int64_t slot = h;
     char key[KEYMAX + 8];
-    for (uint32_t visited = 1;; ++visited) {
-        if (visited > t) {
-            cb->datpos = saved;
-            return fail(cb, VN_E_HSHFULL);
-        }
+    for (uint32_t visited = 0;;) {
         uint32_t pos = hshslotread(cb, static_cast<uint32_t>(slot));
         if (pos == 0) {
             cb->datpos = saved;
@@ -84,6 +90,10 @@ int32_t hshprobe(FHCB* cb) {
         }
         slot -= d;
         if (slot < 0) slot += t;
+        // Back at the first slot (or t slots on), every slot the key can
+        // reach holds another key.
+        if (++visited == t || slot == h) [[unlikely]]
+            return wrapped(cb, saved, visited);
     }
 }
 

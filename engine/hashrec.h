@@ -9,8 +9,10 @@
 
 // Looks up the key buffer: the slot number, with HS_FOUND set when it
 // holds the key's record (read into recbuf, datpos at it), or clear when it
-// is the empty slot where the key belongs.  -1 with status 3, or 39 when a
-// probe has visited more slots than the table holds.
+// is the empty slot where the key belongs.  -1 with status VN_E_DATREAD;
+// or, when the probe comes back round without meeting the key or an empty
+// slot, VN_E_HSHFULL if the data file has a record for every slot passed,
+// else VN_E_HSHCORRUPT (slots that share records: a damaged table).
 int32_t hshprobe(FHCB* cb);
 // Finds key buffer's record; a deleted one counts as not found.  0 (see
 // HS_FOUND), or -1.

@@ -64,6 +64,8 @@ void posnthread(FHCB* cb) {
         return;
     }
     if (isshared(cb) && readheads(cb) < 0) return;
+    cb->threads[t].walked = 0;
+    cb->threads[t].mark = cb->threads[t].head;
     setcurrent(cb, static_cast<int32_t>(cb->threads[t].head));
 }
 

@@ -68,7 +68,10 @@ int32_t placenew(FHCB* cb, int32_t len, bool var) {
         }
     }
     uint32_t slot = 0;
-    if (cb->state & VN_ST_REUSE) slot = spacetake(cb, static_cast<uint16_t>(len));
+    if (cb->state & VN_ST_REUSE) {
+        slot = spacetake(cb, static_cast<uint16_t>(len));
+        if (slot == 0 && cb->status == VN_E_IDXCORRUPT) return -1;
+    }
     if (slot > 0) {
         cb->datpos = static_cast<int32_t>(slot);
     } else {

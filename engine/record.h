@@ -63,6 +63,13 @@ void movenext(FHCB* cb, int32_t len);
 // free-space list and writes the deletion mark.  0, or -1 with status.
 int32_t removerec(FHCB* cb, int32_t pos, int32_t len, char* rec);
 
+// Moves to the next record of the thread being walked (curkey), through
+// the link of the record just read.  Clears VN_ST_CURRENT at the end of the
+// chain, and also, with status VN_E_DATREAD, when the chain goes round:
+// unshared, a record the walk met before comes back; shared, the walk has
+// taken more steps since the head than chainlimit.
+void threadstep(FHCB* cb);
+
 // Sets the thread links of record rec, to be written at pos; old is the
 // record it replaces, or null for a new record.  A thread the record enters
 // gets it as head (link = the old head), one it leaves is unlinked, one it
@@ -70,8 +77,13 @@ int32_t removerec(FHCB* cb, int32_t pos, int32_t len, char* rec);
 // with status (44 for a bad expression).
 int32_t threadupdate(FHCB* cb, int32_t pos, char* rec, const char* old, bool* changed);
 // Takes record rec (at pos) out of thread t's chain.  Sets *changed when
-// the head moved.  0, or -1 with status.
+// the head moved.  0 (also when the chain ends without rec), or -1 with
+// status (VN_E_DATREAD when the chain outruns chainlimit: a loop).
 int32_t threadunlink(FHCB* cb, int t, int32_t pos, const char* rec, bool* changed);
+// Most records a thread can pass in the data file as it stands: the
+// header count (fixed layout) or the room for the shortest records
+// (variable layout); 0 when the size cannot be read (status VN_E_DATREAD).
+int64_t chainlimit(FHCB* cb);
 
 // Steps the active key's index with mode (2 next, 3 previous) until a key
 // holds the text in work within its compare length: the record position,

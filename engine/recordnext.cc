@@ -30,14 +30,7 @@ void movenext(FHCB* cb, int32_t len) {
         return;
     }
     if (cb->state & VN_ST_THREAD) {
-        const int t = cb->curkey;
-        if (!cb->threads || t < 0 || t >= cb->nthreads) {
-            cb->state &= ~VN_ST_CURRENT;
-            return;
-        }
-        const int32_t off = cb->threads[t].thoff;
-        cb->datpos = off + 4 <= cb->reclen ? static_cast<int32_t>(frombase95(cb->recbuf + off, 4)) : 0;
-        if (cb->datpos == 0) cb->state &= ~VN_ST_CURRENT;
+        threadstep(cb);
         return;
     }
     if (desc) {

@@ -24,8 +24,8 @@ int32_t writelink(FHCB* cb, int32_t pos, const char* rec, int32_t thoff, const c
     return writeat(cb, pos + at, link, 4);
 }
 
-// Upper bound on a chain's length, so that a damaged chain that loops
-// ends the walk.
+}  // namespace
+
 int64_t chainlimit(FHCB* cb) {
     if (cb->fflags & VN_FF_VARLEN) {
         const int32_t end = datend(cb);
@@ -34,7 +34,39 @@ int64_t chainlimit(FHCB* cb) {
     return static_cast<int64_t>(cb->nrecs) + 1;
 }
 
-}  // namespace
+void threadstep(FHCB* cb) {
+    const int t = cb->curkey;
+    if (!cb->threads || t < 0 || t >= cb->nthreads) {
+        cb->state &= ~VN_ST_CURRENT;
+        return;
+    }
+    FidThread& th = cb->threads[t];
+    const int32_t off = th.thoff;
+    const int32_t next = off + 4 <= cb->reclen ? static_cast<int32_t>(frombase95(cb->recbuf + off, 4)) : 0;
+    cb->datpos = next;
+    if (next == 0) {
+        cb->state &= ~VN_ST_CURRENT;
+        return;
+    }
+    // A thread passes each record once.  Unshared, the record met at each
+    // power-of-two step is marked, and meeting it again means a damaged
+    // chain going round: found within twice the loop and its lead-in.
+    // Shared, another program may relink records under the walk, so only
+    // more steps than the file holds records end it.
+    if (!isshared(cb)) {
+        if (next == static_cast<int32_t>(th.mark)) {
+            cb->status = VN_E_DATREAD;
+            cb->state &= ~VN_ST_CURRENT;
+            return;
+        }
+        const uint32_t steps = ++th.walked;
+        if ((steps & (steps - 1)) == 0) th.mark = static_cast<uint32_t>(next);
+        return;
+    }
+    if (++th.walked < cb->nrecs || (readhdrcount(cb) == 0 && th.walked < chainlimit(cb))) return;
+    if (cb->status == 0) cb->status = VN_E_DATREAD;
+    cb->state &= ~VN_ST_CURRENT;
+}
 
 int32_t threadunlink(FHCB* cb, int t, int32_t pos, const char* rec, bool* changed) {
     FidThread& th = cb->threads[t];
@@ -52,7 +84,9 @@ int32_t threadunlink(FHCB* cb, int t, int32_t pos, const char* rec, bool* change
         if (next == pos) return writelink(cb, cur, chain, th.thoff, link);
         cur = next;
     }
-    return 0;
+    if (cur <= 0) return 0;
+    cb->status = VN_E_DATREAD;  // the chain goes round without ending
+    return -1;
 }
 
 int32_t threadupdate(FHCB* cb, int32_t pos, char* rec, const char* old, bool* changed) {

@@ -47,6 +47,8 @@ struct FidThread {
     uint16_t thoff;  // 1-based offset of the link item
     char expr[FID_EXPRLEN];
     uint32_t head;   // newest record of the thread, 0 = empty
+    uint32_t walked; // steps along the thread since the walk began at head
+    uint32_t mark;   // a record the walk has passed (see threadstep)
 };
 
 // Shared: nettype non-zero and not exclusive.  A shared file is re-read

@@ -1,6 +1,7 @@
 // freepages.cc - the chain of freed pages: taking a page for new content
 // and giving a page back.  A freed page is zeroed and holds in its first
 // four bytes the number of the page freed before it.
+#include <algorithm>
 #include <cstring>
 #include <utility>
 
@@ -24,9 +25,17 @@ uint32_t pagealloc(FHCB* cb, int index) {
     std::swap(c.img, st->spareimg);
     int32_t r = pgread(cb, index, page);
     uint32_t next = getle32(c.img);
+    // A freed page is zero past its link.  Anything else is a page in use
+    // that a damaged or looping chain leads back to: handing it out would
+    // overwrite it.
+    bool free = std::all_of(c.img + 4, c.img + st->pagesize, [](uint8_t b) { return b == 0; });
     std::swap(c.image, st->spare);
     std::swap(c.img, st->spareimg);
     if (r < 0) return 0;
+    if (!free) {
+        cb->status = VN_E_IDXCORRUPT;
+        return 0;
+    }
     // A link out of the file ends the chain rather than handing out a
     // page twice.
     st->freepage = next < st->nextpage ? next : 0;

@@ -90,17 +90,21 @@ int32_t hdrwrite(FHCB* cb);
 // on, or -1 when either write failed.  Nothing in exclusive mode.
 int32_t idxsync(FHCB* cb, int32_t r);
 // A page from the free-page chain, 0 when the chain is empty (the caller
-// then appends at nextpage), or 0 with cacheerror set when the head could
-// not be read.
+// then appends at nextpage), 0 with cacheerror set when the head could not
+// be read, or 0 with status VN_E_IDXCORRUPT when the head is not a freed
+// page (the chain is damaged or loops back into pages in use).
 uint32_t pagealloc(FHCB* cb, int index);
 // A page for new content: the chain head, else nextpage (incremented).
-// Marks the header dirty.
+// Marks the header dirty.  0 when pagealloc failed or the file is full.
 uint32_t pagenew(FHCB* cb, int index);
 // Zeroes the image of index, chains it as freed page and writes it.
 int32_t pagefree(FHCB* cb, int index, uint32_t page);
-// Records a deleted record's slot.  0, or -1.
+// Records a deleted record's slot.  0, or -1 with status (VN_E_IDXCORRUPT
+// when the list runs through more pages than the file holds: a loop).
 int32_t spaceadd(FHCB* cb, uint32_t pos, uint16_t len);
-// Takes a deleted slot of length len: its position, or 0 for none.
+// Takes a deleted slot of length len: its position, or 0 for none, or 0
+// with status VN_E_IDXCORRUPT when the list loops (a failed page read
+// leaves cacheerror set).
 uint32_t spacetake(FHCB* cb, uint16_t len);
 
 #endif

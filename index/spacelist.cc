@@ -27,9 +27,11 @@ int32_t addentry(FHCB* cb, uint32_t pos, uint16_t len) {
     IdxCursor& c = st->cursor[0];
     uint8_t* img = c.img;
     c.page = 0;
-    // Every page can be visited at most once; a longer walk is a loop.
+    // Every page can be visited at most once; a longer walk is a loop.  A
+    // link out of the file ends the list.
     uint32_t page = st->spacelist;
-    for (uint32_t walked = 0; page && page < st->nextpage && walked < st->nextpage; walked++) {
+    for (uint32_t walked = 0; page && page < st->nextpage; walked++) {
+        if (walked == st->nextpage) return btcorrupt(cb);
         if (pgread(cb, 0, page) < 0) return -1;
         unsigned n = getle16(img + SP_COUNT);
         if (n < spacecap(st)) {
@@ -66,7 +68,11 @@ uint32_t spacetake(FHCB* cb, uint16_t len) {
     uint32_t page = st->spacelist;
     unsigned n = 0, i = 0;
     bool found = false;
-    for (uint32_t walked = 0; page && page < st->nextpage && walked < st->nextpage; walked++) {
+    for (uint32_t walked = 0; page && page < st->nextpage; walked++) {
+        if (walked == st->nextpage) {
+            btcorrupt(cb);
+            return 0;
+        }
         if (pgread(cb, 0, page) < 0) return 0;
         n = spacecount(st, img);
         // Fixed-length records: only the first entry of the first page.

@@ -32,7 +32,8 @@ for ((t = 0; t < trials; t++)); do
   d=$work/t && rm -rf "$d" && cp -r "$src" "$d"
   damage "$d/$(printf '%s\n' customer.dat customer.idx customer.fid | shuf -n1)"
   for cmd in "info customer.dat" "dump customer.dat" "dump customer.dat --key 1" \
-             "dump customer.dat --key 2" "get customer.dat --key 2 Coo" "verify customer.dat"; do
+             "dump customer.dat --key 2" "dump customer.dat --thread 1" \
+             "get customer.dat --key 2 Coo" "verify customer.dat"; do
     runs=$((runs + 1))
     # shellcheck disable=SC2086
     (cd "$d" && timeout 20 "$velnor" $cmd >/dev/null 2>&1)

@@ -217,8 +217,9 @@ TEST(HashModel, RandomOperationsAgreeWithAMap) {
     EXPECT_EQ(+h.cb().nrecs, model.size() + 1);
 }
 
-// A table whose every slot points at a record of another key gives 39
-// instead of probing for ever.
+// A table whose every slot points at a record of another key ends the
+// probe: full (39) when the data file counts a record for each slot, else
+// damaged (38), since slots sharing one record cannot come from writes.
 TEST(HashModel, FullTableIsReportedFull) {
     TempDir dir;
     HashFile h(dir, 1);
@@ -230,6 +231,9 @@ TEST(HashModel, FullTableIsReportedFull) {
     int32_t fd = static_cast<int32_t>(h.cb().idxfd);
     osseek(fd, 16, 0);
     ASSERT_EQ(oswrite(fd, slots.data(), static_cast<uint32_t>(slots.size())), static_cast<int32_t>(slots.size()));
+    EXPECT_EQ(h.find("STRANGER"), -1);
+    EXPECT_EQ(+h.cb().status, VN_E_HSHCORRUPT);
+    h.cb().nrecs = h.cb().hashrecs + 1;
     EXPECT_EQ(h.find("STRANGER"), -1);
     EXPECT_EQ(+h.cb().status, VN_E_HSHFULL);
     EXPECT_EQ(h.find("OCCUPANT"), 1);

@@ -1,0 +1,74 @@
+// walls_test.cc - the index file's own chains, led by damage into pages in
+// use or round a loop: taking a page from the free-page chain and adding to
+// or taking from the free-space list end with the corrupt-index status.
+#include "idxfixture.h"
+#include "index/btree.h"
+
+namespace {
+
+enum Op { INSERT, ADD, TAKE };
+enum Head : uint32_t { KEEP, ROOT, EXTRA };  // what a damaged chain head names
+
+struct Damage {
+    const char* name;
+    Head freepage;   // head of the free-page chain
+    Head spacelist;  // head of the free-space list
+    bool full;       // the extra page claims every free-space entry
+    Op op;
+};
+
+class Walls : public IndexTest, public ::testing::WithParamInterface<Damage> {};
+
+// An extra page at the end links to itself; the header's heads name it or
+// the root as the case says.
+TEST_P(Walls, DamagedChainEndsWithCorruptStatus) {
+    const Damage& d = GetParam();
+    IdxFile f(path("w.idx"), {{{5, 0}}}, VN_FF_VARLEN);
+    ASSERT_EQ(f.create(), 0);
+    ASSERT_EQ(f.open(), 0);
+    for (int i = 0; i < 40; i++) {
+        f.setkey(vntest::numbered("k", i * 2));
+        ASSERT_EQ(idxinsert(&f.cb, 0, static_cast<uint32_t>(i + 1)), 0);
+    }
+    const uint32_t extra = f.st()->nextpage, root = f.st()->root[0], size = f.st()->pagesize;
+    ASSERT_EQ(f.close(), 0);
+    std::string b = readfile(f.path);
+    std::string page(size, '\0');
+    const unsigned cap = (size - 6) / 6;
+    for (int i = 0; i < 4; i++) page[i] = static_cast<char>(extra >> (8 * i));
+    page[4] = static_cast<char>(d.full ? cap & 0xFF : 0);
+    page[5] = static_cast<char>(d.full ? cap >> 8 : 0);
+    b += page;
+    auto put = [&](size_t off, uint32_t v) {
+        for (int i = 0; i < 4; i++) b[off + i] = static_cast<char>(v >> (8 * i));
+    };
+    put(8, extra + 1);
+    if (d.freepage != KEEP) put(12, d.freepage == ROOT ? root : extra);
+    if (d.spacelist != KEEP) put(16, d.spacelist == ROOT ? root : extra);
+    vntest::writefile(f.path, b);
+    ASSERT_EQ(f.open(), 0);
+    int32_t r = 0;
+    if (d.op == INSERT) {
+        for (int i = 0; i < 400 && r == 0; i++) {
+            f.setkey(vntest::numbered("k", i * 2 + 1));
+            r = idxinsert(&f.cb, 0, 1000u + i);
+        }
+    } else if (d.op == ADD) {
+        r = spaceadd(&f.cb, 5000, 7);
+    } else {
+        r = spacetake(&f.cb, 7) == 0 ? -1 : 0;
+    }
+    EXPECT_EQ(r, -1) << d.name;
+    EXPECT_EQ(+f.cb.status, VN_E_IDXCORRUPT) << d.name;
+    f.close();
+}
+
+const Damage damages[] = {
+    {"free-page head is the root", ROOT, KEEP, false, INSERT},
+    {"free-page chain comes back to a page it gave", EXTRA, KEEP, false, INSERT},
+    {"full free-space page links to itself, adding", KEEP, EXTRA, true, ADD},
+    {"full free-space page links to itself, taking", KEEP, EXTRA, true, TAKE},
+};
+INSTANTIATE_TEST_SUITE_P(Chains, Walls, ::testing::ValuesIn(damages));
+
+}  // namespace
