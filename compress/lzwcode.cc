@@ -61,7 +61,6 @@ struct Coder {
     int32_t maxcode;    // 2^bits - 1, the end code
     int32_t next;       // next free code
     int32_t mode;       // kDirect or kProbe
-    int32_t zerotaken;  // kDirect: a pair whose first slot is 0 was entered
     uint32_t stride;    // kDirect: 2^bits + kSkew
     uint64_t acc;       // bits not yet formed into bytes (the low nbits)
     int32_t nbits;      // number of them
@@ -69,6 +68,11 @@ struct Coder {
     int64_t outtotal;   // bytes already written to the archive
     int32_t failed;     // a write to the archive failed
     uint8_t key8;       // password key
+    uint16_t* cq;       // end of the codes of the block not yet packed
+    // The codes of a block, packed once it is coded so that the coding loop
+    // does only the dictionary's work: at most a code and a clear code for
+    // each byte.
+    uint16_t codes[2 * CMP_INBUF];
     uint8_t out[kOutBuf + 8];
     CmpBulkReader src;  // the source file
     // kDirect: where in the direct table each code made since the last
@@ -114,6 +118,28 @@ inline void putcode(Coder& c, uint32_t v) {
     }
 }
 
+// Packs the codes gathered since the last pack.
+void pack(Coder& c) {
+    const int32_t bits = c.bits;
+    uint64_t acc = c.acc;
+    int32_t nbits = c.nbits;
+    for (const uint16_t* r = c.codes; r < c.cq; r++) {
+        acc = (acc << bits) | *r;
+        nbits += bits;
+        if (nbits > 40) {  // as putcode does
+            nbits -= 32;
+            formfour(c.out + c.outpos, acc, nbits, c.key8);
+            c.outpos += 4;
+            if (c.outpos >= kOutBuf) {
+                flushout(c);
+            }
+        }
+    }
+    c.acc = acc;
+    c.nbits = nbits;
+    c.cq = c.codes;
+}
+
 // Bytes completed so far when a byte is completed only as a later code
 // needs room beyond it: all but the last 1-8 pending bits.
 int64_t completed(const Coder& c) {
@@ -142,7 +168,6 @@ void forgetpairs(Coder& c) {
 // Empties the dictionary and goes back to the direct table where it serves.
 void clearkeys(Coder& c) {
     forgetpairs(c);
-    c.zerotaken = 0;
     c.mode = c.guard || direct == nullptr ? kProbe : kDirect;
     if (c.mode == kProbe) {
         std::memset(c.key, 0xFF, sizeof(int32_t) * c.size);  // every key -1
@@ -170,6 +195,7 @@ void setwidth(Coder& c, int32_t bits) {
     c.stride = (1u << bits) + kSkew;
     c.acc = 0;
     c.nbits = 0;
+    c.cq = c.codes;
     c.outpos = 0;
     c.outtotal = 0;
     clearkeys(c);
@@ -186,10 +212,8 @@ const uint8_t* codeprobe(Coder& c, const uint8_t* p, const uint8_t* end, int32_t
     uint16_t* const codes = c.code;
     const int32_t size = c.size;
     const int32_t* const hash = c.hash;
-    const int32_t bits = c.bits;
     const int32_t maxcode = c.maxcode;
-    uint64_t acc = c.acc;
-    int32_t nbits = c.nbits;
+    uint16_t* q = c.cq;
     int32_t next = c.next;
     int32_t ent = *prefix;
     while (p < end) {
@@ -214,34 +238,20 @@ const uint8_t* codeprobe(Coder& c, const uint8_t* p, const uint8_t* end, int32_t
                 continue;
             }
         }
-        acc = (acc << bits) | static_cast<uint32_t>(ent);
-        nbits += bits;
+        *q++ = static_cast<uint16_t>(ent);
         ent = ch;
         if (next < maxcode) {
             keys[i] = fk;
             codes[i] = static_cast<uint16_t>(next++);
         } else {
-            c.acc = acc;
-            c.nbits = nbits;
-            putcode(c, LZW_CLEAR);
-            acc = c.acc;
-            nbits = c.nbits;
+            *q++ = LZW_CLEAR;
             clearkeys(c);
             next = LZW_FIRST;
             end = c.mode != kProbe ? p : end;  // on with the direct table
         }
-        if (nbits > 40) {
-            nbits -= 32;
-            formfour(c.out + c.outpos, acc, nbits, c.key8);
-            c.outpos += 4;
-            if (c.outpos >= kOutBuf) {
-                flushout(c);
-            }
-        }
     }
     *prefix = ent;
-    c.acc = acc;
-    c.nbits = nbits;
+    c.cq = q;
     c.next = next;
     return p;
 }
@@ -272,19 +282,27 @@ __attribute__((noinline)) void enterprobe(Coder& c) {
     c.mode = kProbe;
 }
 
+// kDirect, as the pair 0, 0 is entered: whether a pair whose first slot in
+// the hash table is 0 came before it since the clear, so that 0, 0 would
+// lie elsewhere.  Such a pair has the prefix hash[byte].
+bool slotzerotaken(const Coder& c) {
+    for (uint32_t ch = 1; ch < 256; ch++) {
+        if (direct[ch * c.stride + static_cast<uint32_t>(c.hash[ch])] != 0) {
+            return true;
+        }
+    }
+    return false;
+}
+
 // Codes bytes from p towards end with the direct table, extending the
 // string whose code is *prefix, until end or until the coder leaves
 // kDirect; where it stopped.
 const uint8_t* codedirect(Coder& c, const uint8_t* p, const uint8_t* end, int32_t* prefix) {
     uint16_t* const dir = direct;
-    const int32_t* const hash = c.hash;
     const uint32_t stride = c.stride;
-    const int32_t bits = c.bits;
     const int32_t maxcode = c.maxcode;
-    uint64_t acc = c.acc;
-    int32_t nbits = c.nbits;
+    uint16_t* q = c.cq;
     int32_t next = c.next;
-    int32_t zerotaken = c.zerotaken;
     uint32_t ent = static_cast<uint32_t>(*prefix);
     while (p < end) {
         const uint32_t ch = *p++;
@@ -294,45 +312,28 @@ const uint8_t* codedirect(Coder& c, const uint8_t* p, const uint8_t* end, int32_
             ent = d;
             continue;
         }
-        acc = (acc << bits) | ent;
-        nbits += bits;
+        *q++ = static_cast<uint16_t>(ent);
+        ent = ch;
         if (next < maxcode) {
-            if (at == 0 && zerotaken) {
+            if (at == 0 && slotzerotaken(c)) {
                 c.next = next;
                 enterprobe(c);
                 end = p;  // on with the hash table
             } else {
-                zerotaken |= hash[ch] == static_cast<int32_t>(ent);
                 dir[at] = static_cast<uint16_t>(next);
                 c.pair[next] = at;
             }
             next++;
         } else {
-            c.acc = acc;
-            c.nbits = nbits;
-            putcode(c, LZW_CLEAR);
-            acc = c.acc;
-            nbits = c.nbits;
+            *q++ = LZW_CLEAR;
             c.next = next;
             clearkeys(c);
             next = LZW_FIRST;
-            zerotaken = 0;
-        }
-        ent = ch;
-        if (nbits > 40) {
-            nbits -= 32;
-            formfour(c.out + c.outpos, acc, nbits, c.key8);
-            c.outpos += 4;
-            if (c.outpos >= kOutBuf) {
-                flushout(c);
-            }
         }
     }
     *prefix = static_cast<int32_t>(ent);
-    c.acc = acc;
-    c.nbits = nbits;
+    c.cq = q;
     c.next = next;
-    c.zerotaken = zerotaken;
     return p;
 }
 
@@ -347,6 +348,7 @@ void code(Coder& c, const uint8_t* p, int32_t n, int32_t* prefix) {
             p = codeprobe<false>(c, p, end, prefix);
         }
     }
+    pack(c);
 }
 
 void showblock(int64_t in, uint32_t size) {
