@@ -1,6 +1,7 @@
 // lzwcode.cc - the coder: LZW over the source file in 2048-byte blocks, a
-// first-block test that narrows the width or stores the file, and codes
-// packed through a 64-bit accumulator that forms four bytes at a time.
+// first-block test that narrows the width or stores the file, and each
+// block's codes packed after it through a 64-bit accumulator that forms
+// four bytes at a time.
 //
 // The codes are those an open-addressed hash table sized to the code width
 // gives.  A pair (prefix code, byte) has the key prefix + byte * 65536 and
@@ -11,7 +12,8 @@
 // its own pair lies further on, and enters its pair in that slot in place
 // of 0, 0; the codes written depend on this.  In slot 0 it does no harm: a
 // probe from any other first slot would reach slot 0 only after passing
-// every other slot, and one from slot 0 only starts there.
+// every other slot, full (the table never fills), and one from slot 0 only
+// starts there.
 //
 // So while the dictionary holds no such key 0, the table answers just as a
 // plain dictionary would, and the coder uses a direct table from pair to

@@ -13,18 +13,17 @@ namespace {
 
 class Golden : public CmpTest {};
 
-// Fixed-size records of counters, small numbers and names, with runs of
-// zeros and stretches of noise; zeros first when zerofirst.
+// Records of a counter, small numbers, zeros and all-ones, between runs of
+// zeros and of noise; 64 zeros first when zerofirst.
 Bytes records(size_t n, uint32_t seed, bool zerofirst) {
     std::mt19937 rng(seed);
     auto r = [&](uint32_t m) { return static_cast<uint32_t>(rng() % m); };
     Bytes out(zerofirst ? 64 : 0, 0);
-    uint32_t counter = 1000;
-    while (out.size() < n) {
+    for (uint32_t counter = 1000; out.size() < n;) {
         const uint32_t kind = r(10);
         if (kind < 6) {
             const uint32_t rec[6] = {counter++, r(16), 0, 0x3F800000u + r(4096), 0xFFFFFFFFu, r(100)};
-            for (uint32_t v : rec) for (int i = 0; i < 4; i++) out.push_back(static_cast<uint8_t>(v >> 8 * i));
+            for (int i = 0; i < 24; i++) out.push_back(static_cast<uint8_t>(rec[i / 4] >> 8 * (i % 4)));
         } else if (kind < 8) {
             for (int i = 0; i < 40; i++) out.push_back(static_cast<uint8_t>(rng()));
         } else {
@@ -35,7 +34,7 @@ Bytes records(size_t n, uint32_t seed, bool zerofirst) {
     return out;
 }
 
-// Mostly zeros with a few small values: every byte at most max.
+// Three bytes in four 0, the others at most max.
 Bytes sparse(size_t n, uint32_t seed, uint32_t max) {
     std::mt19937 rng(seed);
     Bytes out(n);
@@ -43,19 +42,14 @@ Bytes sparse(size_t n, uint32_t seed, uint32_t max) {
     return out;
 }
 
-// The first two bytes made first, 1, a pair that can take slot 0 of the
-// hash table before the pair of code 0 and byte 0 comes; that pair then
-// lies elsewhere, where later probes pass it.
-Bytes lead(Bytes b, uint8_t first) {
-    b[0] = first;
-    b[1] = 1;
-    return b;
-}
-
-// The first k bytes noise: enough makes the first-block test narrow the width.
-Bytes noisy(Bytes b, size_t k) {
+// The first k bytes noise (enough makes the first-block test narrow the
+// width), then first, 1: a pair that can take slot 0 of the hash table
+// before the pair 0, 0 comes, which then lies where later probes pass it.
+Bytes lead(Bytes b, size_t k, uint8_t first) {
     std::mt19937 rng(1);
     for (size_t i = 0; i < k; i++) b[i] = static_cast<uint8_t>(rng());
+    b[0] = first;
+    b[1] = 1;
     return b;
 }
 
@@ -68,27 +62,26 @@ uint64_t fnv(const Bytes& b) {
 // The first four rows code as a plain dictionary coder would; the others
 // differ from one, at each width.
 TEST_F(Golden, StreamsKeepTheirFingerprints) {
-    struct Row {
+    const Bytes sp = sparse(300000, 8, 40);
+    const struct {
         const char* what;
         Bytes data;
         int bits;
         uint64_t sum;
-    };
-    const Bytes sp = sparse(300000, 8, 40);
-    const Row rows[] = {
+    } rows[] = {
         {"records", records(300000, 1, false), 15, 0x8b707ceb2b41a1e7},
         {"records, zeros first", records(200000, 2, true), 15, 0x8fd2f00f3cd00d87},
         {"small records, zeros first", records(900, 3, true), 10, 0xb9d81eb6ba617746},
         {"sparse", sparse(150000, 4, 3), 15, 0x0952f80b4be55a5c},
-        {"slot 0 taken, records", lead(records(300000, 6, true), 0x80), 15, 0x6e020535b2dbdd94},
-        {"slot 0 taken, 14 bits", lead(noisy(sp, 600), 0x10), 14, 0x671602ce57270fbd},
-        {"slot 0 taken, 13 bits", lead(noisy(sp, 650), 0x10), 13, 0x1c5fd396b6f59f79},
-        {"slot 0 taken, 12 bits", lead(noisy(sp, 800), 0x10), 12, 0xec43d9d8d9537ac6},
-        {"slot 0 taken, 11 bits", lead(noisy(sp, 1000), 0x40), 11, 0x1a0eb2b8b65ad893},
-        {"slot 0 taken, 10 bits", lead(noisy(sp, 1100), 0x10), 10, 0xe4ae923e956f15f9},
-        {"slot 0 taken, 9 bits", lead(noisy(sp, 1300), 0x10), 9, 0x7f021fa1bbbbc1b3},
+        {"slot 0 taken, records", lead(records(300000, 6, true), 0, 0x80), 15, 0x6e020535b2dbdd94},
+        {"slot 0 taken, 14 bits", lead(sp, 600, 0x10), 14, 0x671602ce57270fbd},
+        {"slot 0 taken, 13 bits", lead(sp, 650, 0x10), 13, 0x1c5fd396b6f59f79},
+        {"slot 0 taken, 12 bits", lead(sp, 800, 0x10), 12, 0xec43d9d8d9537ac6},
+        {"slot 0 taken, 11 bits", lead(sp, 1000, 0x40), 11, 0x1a0eb2b8b65ad893},
+        {"slot 0 taken, 10 bits", lead(sp, 1100, 0x10), 10, 0xe4ae923e956f15f9},
+        {"slot 0 taken, 9 bits", lead(sp, 1300, 0x10), 9, 0x7f021fa1bbbbc1b3},
     };
-    for (const Row& r : rows) {
+    for (const auto& r : rows) {
         SCOPED_TRACE(r.what);
         writefile("in.bin", r.data);
         std::remove("arc.cmp");
