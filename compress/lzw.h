@@ -21,7 +21,10 @@ int32_t lzwshift(int32_t bits);
 // Codes the file at path into archive stream arc (appending) as one entry's
 // data.  h->size must hold the file's size; method, bits, check and stored
 // are filled in.  Shows progress and tests Stop after each 2048-byte block.
-// 0, or -1 after reporting error 1, 5 or 7, or when stopped (no error).
+// 0, or -1 after reporting CMP_E_MEMORY, CMP_E_OPEN or CMP_E_WRITE, or when
+// stopped (no error).  The coder's tables, about 17 MB, are made on the
+// first call and kept; without the largest (16 MB) it codes more slowly,
+// to the same bytes.
 int32_t cmpcompress(int32_t arc, const char* path, CmpHeader* h);
 
 // Expands the data of the entry h from archive stream arc (positioned at

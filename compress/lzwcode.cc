@@ -1,7 +1,29 @@
-// lzwcode.cc - the coder: LZW over the source file in 2048-byte blocks with
-// an open-addressed hash table sized to the code width, a first-block test
-// that narrows the width or stores the file, and codes packed through a
-// 64-bit accumulator that forms four bytes at a time.
+// lzwcode.cc - the coder: LZW over the source file in 2048-byte blocks, a
+// first-block test that narrows the width or stores the file, and each
+// block's codes packed after it through a 64-bit accumulator that forms
+// four bytes at a time.
+//
+// The codes are those an open-addressed hash table sized to the code width
+// gives.  A pair (prefix code, byte) has the key prefix + byte * 65536 and
+// is probed from slot hash[byte] ^ prefix, by steps of size - slot (of 1
+// from slot 0).  A probe past its first slot stops at a key not above 0,
+// and the pair of code 0 and byte 0 has the key 0.  Once that pair lies in
+// a slot other than 0, a probe that meets its slot misses there, even when
+// its own pair lies further on, and enters its pair in that slot in place
+// of 0, 0; the codes written depend on this.  In slot 0 it does no harm: a
+// probe from any other first slot would reach slot 0 only after passing
+// every other slot, full (the table never fills), and one from slot 0 only
+// starts there.
+//
+// So while the dictionary holds no such key 0, the table answers just as a
+// plain dictionary would, and the coder uses a direct table from pair to
+// code instead, with no probes (kDirect).  The pair 0, 0 goes to slot 0
+// unless a pair whose first slot is 0 came before it since the last clear.
+// When one did, the coder builds the hash table by entering the pairs made
+// since the clear again in order, and goes on with it (kProbe) until the
+// next clear.  It uses the hash table throughout at the one width whose
+// table size is not prime (a probe there can cycle, so it is bounded), and
+// when the direct table cannot be had.
 #include <cstdlib>
 #include <cstring>
 
@@ -15,6 +37,22 @@ namespace {
 
 // Bytes of coded output gathered before they are written to the archive.
 constexpr int32_t kOutBuf = 65536;
+// Codes of the widest dictionary, and slots of the largest hash table.
+constexpr int32_t kCodes = 1 << 15;
+constexpr int32_t kSlots = 35023;
+
+enum { kDirect, kProbe };
+
+// The direct table: the code of each pair at byte * stride + prefix code,
+// or 0 (no string has code 0).  Byte first, so that the pairs of codes made
+// about the same time, which tend to be looked up about the same time, lie
+// close together; the stride is a cache line more than the codes of the
+// width, so that the pairs of one prefix do not all fall in the same cache
+// sets.  The table is large, so it is made once and kept, and only the
+// entries a dictionary used are zeroed again: between calls it holds zeros
+// only.
+constexpr int32_t kSkew = 32;
+uint16_t* direct;
 
 struct Coder {
     int32_t arc;        // archive stream
@@ -25,17 +63,28 @@ struct Coder {
     int32_t guard;      // the size is not prime: probes are bounded
     int32_t maxcode;    // 2^bits - 1, the end code
     int32_t next;       // next free code
-    int32_t* key;       // the hash table: pair keys (prefix + byte * 65536, -1 empty)
-    uint16_t* code;     // and the codes of their strings; apart, so that the
-                        // keys a probe passes lie close together
+    int32_t mode;       // kDirect or kProbe
+    uint32_t stride;    // kDirect: 2^bits + kSkew
     uint64_t acc;       // bits not yet formed into bytes (the low nbits)
     int32_t nbits;      // number of them
     int32_t outpos;     // bytes formed in out
     int64_t outtotal;   // bytes already written to the archive
     int32_t failed;     // a write to the archive failed
     uint8_t key8;       // password key
+    uint16_t* cq;       // end of the codes of the block not yet packed
+    // The codes of a block, packed once it is coded so that the coding loop
+    // does only the dictionary's work: at most a code and a clear code for
+    // each byte.
+    uint16_t codes[2 * CMP_INBUF];
     uint8_t out[kOutBuf + 8];
     CmpBulkReader src;  // the source file
+    // kDirect: where in the direct table each code made since the last
+    // clear stands.
+    uint32_t pair[kCodes];
+    // kProbe: the hash table: pair keys (-1 empty) and, apart so that the
+    // keys a probe passes lie close together, the codes of their strings.
+    int32_t key[kSlots];
+    uint16_t code[kSlots];
 };
 
 __attribute__((noinline)) void flushout(Coder& c) {
@@ -72,6 +121,28 @@ inline void putcode(Coder& c, uint32_t v) {
     }
 }
 
+// Packs the codes gathered since the last pack.
+void pack(Coder& c) {
+    const int32_t bits = c.bits;
+    uint64_t acc = c.acc;
+    int32_t nbits = c.nbits;
+    for (const uint16_t* r = c.codes; r < c.cq; r++) {
+        acc = (acc << bits) | *r;
+        nbits += bits;
+        if (nbits > 40) {  // as putcode does
+            nbits -= 32;
+            formfour(c.out + c.outpos, acc, nbits, c.key8);
+            c.outpos += 4;
+            if (c.outpos >= kOutBuf) {
+                flushout(c);
+            }
+        }
+    }
+    c.acc = acc;
+    c.nbits = nbits;
+    c.cq = c.codes;
+}
+
 // Bytes completed so far when a byte is completed only as a later code
 // needs room beyond it: all but the last 1-8 pending bits.
 int64_t completed(const Coder& c) {
@@ -87,9 +158,23 @@ void finish(Coder& c) {
     flushout(c);
 }
 
-void clearkeys(Coder& c) {
-    std::memset(c.key, 0xFF, sizeof(int32_t) * c.size);  // every key -1
+// Forgets the pairs the direct table holds and empties the dictionary.
+void forgetpairs(Coder& c) {
+    if (c.mode == kDirect) {
+        for (int32_t k = LZW_FIRST; k < c.next; k++) {
+            direct[c.pair[k]] = 0;
+        }
+    }
     c.next = LZW_FIRST;
+}
+
+// Empties the dictionary and goes back to the direct table where it serves.
+void clearkeys(Coder& c) {
+    forgetpairs(c);
+    c.mode = c.guard || direct == nullptr ? kProbe : kDirect;
+    if (c.mode == kProbe) {
+        std::memset(c.key, 0xFF, sizeof(int32_t) * c.size);  // every key -1
+    }
 }
 
 bool isprime(int32_t n) {
@@ -110,30 +195,30 @@ void setwidth(Coder& c, int32_t bits) {
         c.hash[b] = b << c.shift;
     }
     c.maxcode = (1 << bits) - 1;
+    c.stride = (1u << bits) + kSkew;
     c.acc = 0;
     c.nbits = 0;
+    c.cq = c.codes;
     c.outpos = 0;
     c.outtotal = 0;
     clearkeys(c);
 }
 
-// Codes the n bytes at p, extending the string whose code is *prefix.
-// The table and packing state live in locals while the block runs.  Only
-// a table whose size is not prime can send a probe round a cycle of full
-// slots; guard bounds the probes for those.
+// Codes bytes from p towards end with the hash table, extending the string
+// whose code is *prefix, until end or until a clear returns the coder to
+// kDirect; where it stopped.  The table and packing state live in locals
+// while it runs.  Only a table whose size is not prime can send a probe
+// round a cycle of full slots; guard bounds the probes for those.
 template <bool guard>
-void codeblock(Coder& c, const uint8_t* p, int32_t n, int32_t* prefix) {
+const uint8_t* codeprobe(Coder& c, const uint8_t* p, const uint8_t* end, int32_t* prefix) {
     int32_t* const keys = c.key;
     uint16_t* const codes = c.code;
     const int32_t size = c.size;
     const int32_t* const hash = c.hash;
-    const int32_t bits = c.bits;
     const int32_t maxcode = c.maxcode;
-    uint64_t acc = c.acc;
-    int32_t nbits = c.nbits;
+    uint16_t* q = c.cq;
     int32_t next = c.next;
     int32_t ent = *prefix;
-    const uint8_t* const end = p + n;
     while (p < end) {
         const int32_t ch = *p++;
         const int32_t fk = ent + (ch << 16);
@@ -156,42 +241,117 @@ void codeblock(Coder& c, const uint8_t* p, int32_t n, int32_t* prefix) {
                 continue;
             }
         }
-        acc = (acc << bits) | static_cast<uint32_t>(ent);
-        nbits += bits;
+        *q++ = static_cast<uint16_t>(ent);
         ent = ch;
         if (next < maxcode) {
             keys[i] = fk;
             codes[i] = static_cast<uint16_t>(next++);
         } else {
-            c.acc = acc;
-            c.nbits = nbits;
-            putcode(c, LZW_CLEAR);
-            acc = c.acc;
-            nbits = c.nbits;
+            *q++ = LZW_CLEAR;
             clearkeys(c);
             next = LZW_FIRST;
-        }
-        if (nbits > 40) {
-            nbits -= 32;
-            formfour(c.out + c.outpos, acc, nbits, c.key8);
-            c.outpos += 4;
-            if (c.outpos >= kOutBuf) {
-                flushout(c);
-            }
+            end = c.mode != kProbe ? p : end;  // on with the direct table
         }
     }
     *prefix = ent;
-    c.acc = acc;
-    c.nbits = nbits;
+    c.cq = q;
     c.next = next;
+    return p;
+}
+
+// Leaves kDirect as the pair 0, 0 is entered with code c.next while a pair
+// whose first slot is 0 is in the dictionary: builds the hash table by
+// entering the pairs made since the clear, and then 0, 0, as the table
+// would have had them.  No key is 0 until the last, so each probe stops
+// at the first empty slot.
+__attribute__((noinline)) void enterprobe(Coder& c) {
+    std::memset(c.key, 0xFF, sizeof(int32_t) * c.size);
+    c.pair[c.next] = 0;
+    for (int32_t k = LZW_FIRST; k <= c.next; k++) {
+        const int32_t ent = static_cast<int32_t>(c.pair[k] % c.stride);
+        const int32_t ch = static_cast<int32_t>(c.pair[k] / c.stride);
+        int32_t i = c.hash[ch] ^ ent;
+        if (c.key[i] != -1) {
+            const int32_t step = i == 0 ? 1 : c.size - i;
+            do {
+                i -= step;
+                i += i < 0 ? c.size : 0;
+            } while (c.key[i] != -1);
+        }
+        c.key[i] = ent + (ch << 16);
+        c.code[i] = static_cast<uint16_t>(k);
+    }
+    forgetpairs(c);  // the direct entries; next is set again by the caller
+    c.mode = kProbe;
+}
+
+// kDirect, as the pair 0, 0 is entered: whether a pair whose first slot in
+// the hash table is 0 came before it since the clear, so that 0, 0 would
+// lie elsewhere.  Such a pair has the prefix hash[byte].
+bool slotzerotaken(const Coder& c) {
+    for (uint32_t ch = 1; ch < 256; ch++) {
+        if (direct[ch * c.stride + static_cast<uint32_t>(c.hash[ch])] != 0) {
+            return true;
+        }
+    }
+    return false;
+}
+
+// Codes bytes from p towards end with the direct table, extending the
+// string whose code is *prefix, until end or until the coder leaves
+// kDirect; where it stopped.
+const uint8_t* codedirect(Coder& c, const uint8_t* p, const uint8_t* end, int32_t* prefix) {
+    uint16_t* const dir = direct;
+    const uint32_t stride = c.stride;
+    const int32_t maxcode = c.maxcode;
+    uint16_t* q = c.cq;
+    int32_t next = c.next;
+    uint32_t ent = static_cast<uint32_t>(*prefix);
+    while (p < end) {
+        const uint32_t ch = *p++;
+        const uint32_t at = ch * stride + ent;
+        const uint32_t d = dir[at];
+        if (d != 0) {
+            ent = d;
+            continue;
+        }
+        *q++ = static_cast<uint16_t>(ent);
+        ent = ch;
+        if (next < maxcode) {
+            if (at == 0 && slotzerotaken(c)) {
+                c.next = next;
+                enterprobe(c);
+                end = p;  // on with the hash table
+            } else {
+                dir[at] = static_cast<uint16_t>(next);
+                c.pair[next] = at;
+            }
+            next++;
+        } else {
+            *q++ = LZW_CLEAR;
+            c.next = next;
+            clearkeys(c);
+            next = LZW_FIRST;
+        }
+    }
+    *prefix = static_cast<int32_t>(ent);
+    c.cq = q;
+    c.next = next;
+    return p;
 }
 
 void code(Coder& c, const uint8_t* p, int32_t n, int32_t* prefix) {
-    if (c.guard) {
-        codeblock<true>(c, p, n, prefix);
-    } else {
-        codeblock<false>(c, p, n, prefix);
+    const uint8_t* const end = p + n;
+    while (p < end) {
+        if (c.mode == kDirect) {
+            p = codedirect(c, p, end, prefix);
+        } else if (c.guard) {
+            p = codeprobe<true>(c, p, end, prefix);
+        } else {
+            p = codeprobe<false>(c, p, end, prefix);
+        }
     }
+    pack(c);
 }
 
 void showblock(int64_t in, uint32_t size) {
@@ -322,38 +482,36 @@ int32_t lzwshift(int32_t bits) {
 int32_t cmpcompress(int32_t arc, const char* path, CmpHeader* h) {
     cmpfieldf(CMP_F_FILE, "Adding:  %-12s ", h->name);
     cmppercent(CMP_F_FILEPCT, 0);
-    Coder* c = static_cast<Coder*>(std::malloc(sizeof(Coder)));
-    const int32_t bits = lzwwidth(h->size);
-    const int32_t size = lzwtablesize(bits);
-    int32_t* key = static_cast<int32_t*>(std::malloc(sizeof(int32_t) * size));
-    uint16_t* code = static_cast<uint16_t*>(std::malloc(sizeof(uint16_t) * size));
-    int32_t result = -1;
-    if (c == nullptr || key == nullptr || code == nullptr) {
-        cmperror(CMP_E_MEMORY);
-    } else {
-        int32_t src = fastopen(path, VN_O_BINARY | VN_O_SHARE, 0);
-        if (src < 0) {
-            cmperror(CMP_E_OPEN);
-        } else {
-            c->arc = arc;
-            c->key = key;
-            c->code = code;
-            c->failed = 0;
-            c->key8 = cmpopt.key;
-            setwidth(*c, bits);
-            cmpreaderinit(&c->src, src);
-            int32_t n = cmpreadblock(&c->src, cmpinbuf, CMP_INBUF);
-            result = codefile(*c, n, h);
-            if (result == 0 && fastfailed(src)) {  // the file could not be read whole
-                cmperror(CMP_E_OPEN);
-                result = -1;
-            }
-            h->bits = static_cast<uint8_t>(c->bits);
-            fastclose(src);
+    // The coder and its tables are made once and kept, like the expander's.
+    static Coder* c = nullptr;
+    if (c == nullptr) {
+        c = static_cast<Coder*>(std::malloc(sizeof(Coder)));
+        if (c == nullptr) {
+            cmperror(CMP_E_MEMORY);
+            return -1;
         }
+        c->mode = kProbe;
+        c->next = LZW_FIRST;
+        direct = static_cast<uint16_t*>(std::calloc(size_t{kCodes + kSkew} * 256, sizeof(uint16_t)));
     }
-    std::free(code);
-    std::free(key);
-    std::free(c);
+    int32_t src = fastopen(path, VN_O_BINARY | VN_O_SHARE, 0);
+    if (src < 0) {
+        cmperror(CMP_E_OPEN);
+        return -1;
+    }
+    c->arc = arc;
+    c->failed = 0;
+    c->key8 = cmpopt.key;
+    setwidth(*c, lzwwidth(h->size));
+    cmpreaderinit(&c->src, src);
+    int32_t n = cmpreadblock(&c->src, cmpinbuf, CMP_INBUF);
+    int32_t result = codefile(*c, n, h);
+    if (result == 0 && fastfailed(src)) {  // the file could not be read whole
+        cmperror(CMP_E_OPEN);
+        result = -1;
+    }
+    h->bits = static_cast<uint8_t>(c->bits);
+    forgetpairs(*c);
+    fastclose(src);
     return result;
 }

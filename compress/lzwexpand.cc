@@ -167,17 +167,13 @@ inline void copy16(uint8_t* to, const uint8_t* from) {
     std::memcpy(to + 8, &b, 8);
 }
 
-// Empties the string codes below maxcode: none is held in the history.
-// all resets their links too, so that a damaged stream naming a code not
+// Empties the string codes below maxcode: none is held in the history,
+// and their links are reset, so that a damaged stream naming a code not
 // yet made decodes the same whatever earlier entries left in the table.
-void forget(uint32_t maxcode, bool all) {
+void forget(uint32_t maxcode) {
     for (uint32_t i = 256; i < maxcode; i++) {
-        if (all) {
-            links[i] = 0;
-            strs[i] = DictString{-1, 1};
-        } else {
-            strs[i].pos = -1;
-        }
+        links[i] = 0;
+        strs[i] = DictString{-1, 1};
     }
 }
 
@@ -224,7 +220,7 @@ int32_t decode(Expander& e) {
         strs[i] = DictString{static_cast<int32_t>(i), 1};
         hist[i] = static_cast<uint8_t>(i);
     }
-    forget(maxcode, true);
+    forget(maxcode);
     uint32_t next = LZW_FIRST;
     uint32_t old = getcode();
     if (old >= endcode) {
@@ -243,7 +239,6 @@ int32_t decode(Expander& e) {
             if (code == LZW_CLEAR) {
                 next = LZW_CLEAR;
                 oldstart = -1;  // entry 256 is never a string
-                forget(maxcode, false);
                 code = getcode();
                 if (code >= endcode) {
                     break;
@@ -253,9 +248,11 @@ int32_t decode(Expander& e) {
         const int32_t start = code <= next ? outpos : -1;
         uint8_t* const o = hist + outpos;
         const uint32_t c = code < next ? code : old;
+        // A code from next on was made before the last clear: where its
+        // string stood no longer counts (only a damaged stream names one).
         const DictString d = strs[c];
         int32_t n;
-        if (d.pos >= 0) {
+        if (d.pos >= 0 && c < next) {
             const uint8_t* from = hist + d.pos;  // the string ends before o
             n = static_cast<int32_t>(d.len);
             copy16(o, from);
@@ -278,7 +275,7 @@ int32_t decode(Expander& e) {
         if (next < maxcode) {
             const DictString od = strs[old];
             links[next] = old | static_cast<uint32_t>(last) << 16;
-            strs[next] = DictString{od.pos >= 0 ? oldstart : -1, od.len + 1};
+            strs[next] = DictString{od.pos >= 0 && old < next ? oldstart : -1, od.len + 1};
             next++;
         }
         oldstart = start;

@@ -1,7 +1,9 @@
 // cmpbench.cc - times compress_files adding and extracting about 40 MB of
 // text, 20 MB of binary data and 1000 small files, against `compress -c` /
 // `uncompress -c` and `gzip -6` / `gzip -dc` on the same files, and prints
-// MB per CPU second, sizes, and our speed as a multiple of each peer's.
+// MB per CPU second, sizes, and our speed as a multiple of each peer's, then
+// one table of those multiples for every data set of the run, with the
+// speed goals against compress.
 // Usage: compress_bench [reps [alone]]; "alone" times only our own runs.
 #include <cstdio>
 #include <cstdlib>
@@ -140,9 +142,18 @@ struct Result {
     uintmax_t out;  // compressed bytes
 };
 
-// One data set: the files in src (names only), total bytes.
-void runset(const char* title, const fs::path& work, const std::vector<std::string>& names,
-            uintmax_t total, int reps, bool peers) {
+// A data set's speeds as multiples of the peers' (ours over theirs), and
+// the goals against compress (0: none).
+struct Ratios {
+    std::string title;
+    double addnc, extnc, addgz, extgz;
+    double addgoal, extgoal;
+};
+
+// One data set: the files in src (names only), total bytes.  Our speeds
+// as multiples of the peers'.
+Ratios runset(const char* title, const fs::path& work, const std::vector<std::string>& names,
+              uintmax_t total, int reps, bool peers) {
     const fs::path src = work / "src";
     const fs::path ext = work / "ext";
     fs::create_directories(ext);
@@ -225,6 +236,32 @@ void runset(const char* title, const fs::path& work, const std::vector<std::stri
                 nc.c / ours.c, nc.x / ours.x, gz.c / ours.c, gz.x / ours.x);
     fs::remove_all(ext);
     fs::remove(arc);
+    return Ratios{title, nc.c / ours.c, nc.x / ours.x, gz.c / ours.c, gz.x / ours.x, 0, 0};
+}
+
+// A multiple against its goal: "met", or the shortfall.
+std::string against(double ratio, double goal) {
+    char text[32];
+    if (goal <= 0) {
+        return "";
+    }
+    if (ratio >= goal) {
+        std::snprintf(text, sizeof text, "met (%.2fx)", goal);
+    } else {
+        std::snprintf(text, sizeof text, "%.0f%% short of %.2fx", 100 * (1 - ratio / goal), goal);
+    }
+    return text;
+}
+
+void summary(const std::vector<Ratios>& sets) {
+    std::printf("\nvelnor's speed as a multiple of each peer's, this run (CPU time):\n");
+    std::printf("  %-12s %8s %8s %8s %8s   %-22s %s\n", "", "add", "extract", "add", "extract",
+                "add goal", "extract goal");
+    std::printf("  %-12s %8s %8s %8s %8s\n", "", "compress", "compress", "gzip -6", "gzip -6");
+    for (const Ratios& r : sets) {
+        std::printf("  %-12s %7.2fx %7.2fx %7.2fx %7.2fx   %-22s %s\n", r.title.c_str(), r.addnc, r.extnc,
+                    r.addgz, r.extgz, against(r.addnc, r.addgoal).c_str(), against(r.extnc, r.extgoal).c_str());
+    }
 }
 
 }  // namespace
@@ -236,12 +273,19 @@ int main(int argc, char** argv) {
     const fs::path src = work / "src";
     fs::create_directories(src);
 
+    // The goals: adding 1.5 times as fast as compress on text and 1.3 times
+    // on binary data, extracting at least twice as fast.
+    std::vector<Ratios> sets;
     writefile(src / "text.txt", maketext(40000000, 1));
-    runset("Text", work, {"text.txt"}, 40000000, reps, peers);
+    sets.push_back(runset("Text", work, {"text.txt"}, 40000000, reps, peers));
+    sets.back().addgoal = 1.5;
+    sets.back().extgoal = 2;
     fs::remove(src / "text.txt");
 
     writefile(src / "binary.dat", makebinary(20000000, 2));
-    runset("Binary", work, {"binary.dat"}, 20000000, reps, peers);
+    sets.push_back(runset("Binary", work, {"binary.dat"}, 20000000, reps, peers));
+    sets.back().addgoal = 1.3;
+    sets.back().extgoal = 2;
     fs::remove(src / "binary.dat");
 
     std::vector<std::string> small;
@@ -255,7 +299,10 @@ int main(int argc, char** argv) {
         small.push_back(name);
         total += size;
     }
-    runset("Small files", work, small, total, reps, peers);
+    sets.push_back(runset("Small files", work, small, total, reps, peers));
     fs::remove_all(work);
+    if (peers) {
+        summary(sets);
+    }
     return 0;
 }
