@@ -4,7 +4,7 @@
 #   sanitize      AddressSanitizer + UndefinedBehaviorSanitizer build + ctest
 #   fuzz          clang build of the libFuzzer targets; each replays its
 #                 regression inputs, then fuzzes for $VELNOR_FUZZ_RUNS runs
-#                 (default 10000); one check per target
+#                 (default 20000); one check per target
 #   win32         i686 cross build + the DLL's export and import checks
 #   win64         x86_64 cross build + ctest under wine
 #   install       cmake --install + a find_package and a pkg-config consumer
@@ -106,7 +106,7 @@ for step in $steps; do
         -DCMAKE_CXX_COMPILER=clang++-14 -DVELNOR_FUZZ=ON -DVELNOR_TESTS=OFF -DVELNOR_TOOLS=OFF \
         -DVELNOR_BENCH=OFF; then
         for t in fid_text fid_bin index hash records thread archive fastio posting maint; do
-          check "fuzz-$t" bash scripts/fuzz.sh -n -B build-fuzz -r "${VELNOR_FUZZ_RUNS:-10000}" "$t"
+          check "fuzz-$t" bash scripts/fuzz.sh -n -B build-fuzz -r "${VELNOR_FUZZ_RUNS:-20000}" "$t"
         done
       fi
       ;;
