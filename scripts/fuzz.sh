@@ -3,6 +3,7 @@
 # executions and the findings (crashes, sanitizer reports, leaks, timeouts).
 #
 #   scripts/fuzz.sh [-t SECONDS | -r RUNS] [-B BUILDDIR] [-n] [TARGET...]
+#   scripts/fuzz.sh -l      lists the targets, one a line
 #
 #   -t SECONDS  fuzz each target for this long (default 600: the long run);
 #               after a finding the target starts again for the time left
@@ -29,17 +30,18 @@ seconds=600
 runs=
 build=build-fuzz
 configure=1
-while getopts "t:r:B:n" opt; do
+all=(fid_text fid_bin index hash records thread archive fastio posting maint)
+while getopts "t:r:B:nl" opt; do
   case $opt in
     t) seconds=$OPTARG ;;
     r) runs=$OPTARG ;;
     B) build=$OPTARG ;;
     n) configure=0 ;;
-    *) sed -n '2,25p' "$0" >&2; exit 2 ;;
+    l) printf '%s\n' "${all[@]}"; exit 0 ;;
+    *) sed -n '2,26p' "$0" >&2; exit 2 ;;
   esac
 done
 shift $((OPTIND - 1))
-all=(fid_text fid_bin index hash records thread archive fastio posting maint)
 targets=("$@")
 [ ${#targets[@]} -gt 0 ] || targets=("${all[@]}")
 

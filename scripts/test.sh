@@ -105,7 +105,7 @@ for step in $steps; do
       if build fuzz build-fuzz -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_C_COMPILER=clang-14 \
         -DCMAKE_CXX_COMPILER=clang++-14 -DVELNOR_FUZZ=ON -DVELNOR_TESTS=OFF -DVELNOR_TOOLS=OFF \
         -DVELNOR_BENCH=OFF; then
-        for t in fid_text fid_bin index hash records thread archive fastio posting maint; do
+        for t in $(bash scripts/fuzz.sh -l); do
           check "fuzz-$t" bash scripts/fuzz.sh -n -B build-fuzz -r "${VELNOR_FUZZ_RUNS:-20000}" "$t"
         done
       fi
