@@ -67,6 +67,7 @@ for t in "${targets[@]}"; do
   log=$fuzzdir/$t.log
   rm -rf "$work" "$found"
   mkdir -p "$work" "$found"
+  : >"$log"
   findings=0
   execs=0
   # Earlier findings, replayed as they are.
