@@ -57,6 +57,14 @@ fi
 export ASAN_OPTIONS=${ASAN_OPTIONS:-detect_leaks=1:abort_on_error=0}
 export UBSAN_OPTIONS=${UBSAN_OPTIONS:-print_stacktrace=1:halt_on_error=1}
 fuzzdir=$build/fuzz
+# The targets' folders go under one of ours, removed at the end: a target
+# stopped by a finding cannot remove its own.  In lower case, as the
+# archiver lowers names; in memory when there is /dev/shm.
+scratch=/tmp
+[ -d /dev/shm ] && scratch=/dev/shm
+export VELNOR_FUZZ_TMP=$scratch/vnfuzz-run.$$
+mkdir -p "$VELNOR_FUZZ_TMP"
+trap 'rm -rf "$VELNOR_FUZZ_TMP"' EXIT
 total_execs=0
 total_findings=0
 for t in "${targets[@]}"; do
