@@ -14,13 +14,13 @@ int32_t freenode(Posting& p, uint32_t off) {
 }
 
 // Takes value out of the chain from head of the keyword record just read:
-// the record is rewritten with the next head, or deleted when the value was
-// its only one.  A damaged chain, or one without the value, is left alone.
-// 0, or -1 when a write or delete fails.
-int32_t dropvalue(FHCB* cb, Posting& p, uint32_t head, uint32_t value) {
+// the record is rewritten with the next head (*rewrote is then set), or
+// deleted when the value was its only one.  A damaged chain, or one without
+// the value, is left alone.  The caller starts the walk that p counts.  0,
+// or -1 when a write or delete fails.
+int32_t dropvalue(FHCB* cb, Posting& p, uint32_t head, uint32_t value, bool* rewrote) {
     uint32_t prev = 0, at = head;
     PostNode node;
-    p.startwalk();
     for (;;) {
         if (!p.step() || p.read(at, &node) < 0) {
             cb->status = 0;
@@ -35,6 +35,7 @@ int32_t dropvalue(FHCB* cb, Posting& p, uint32_t head, uint32_t value) {
         if (!chainend(node.next)) {
             vfhitemset(cb, "POSN", 0, tobase95(node.next, 5));
             if (vfhwrite(cb, 512) != 0) return -1;
+            *rewrote = true;
         } else if (vfhdelete(cb) != 0) {
             return -1;
         }
@@ -61,11 +62,18 @@ extern "C" int32_t VELNOR_CALL fhhypdelete(FHCB* cb, uint32_t value) {
     // kept (the copy of the file follows every write).
     p.forget(false);
     if (p.readheader() < 0) return -1;
+    // A record whose head was rewritten stays current and is read again, to
+    // take the value from what is left of its chain.  Its walks count as
+    // one, so that a chain that comes round to the value again (a loop) is
+    // left once the walk passes the nodes the file can hold.
+    bool rewrote = false;
     while (vfhread(cb, 0) == 0) {
         const uint32_t head = chainhead(cb);
+        if (!rewrote) p.startwalk();
+        rewrote = false;
         if (head == 0) continue;
         PostLock lock(p);
-        if (!lock.ok() || dropvalue(cb, p, head, value) < 0) return -1;
+        if (!lock.ok() || dropvalue(cb, p, head, value, &rewrote) < 0) return -1;
     }
     return 0;
 }

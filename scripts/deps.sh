@@ -1,13 +1,14 @@
 #!/bin/bash
 # deps.sh [demo|all] - installs, with apt-get, whatever the build is missing.
 # "demo" is what a native build of the library and the velnor program needs;
-# "all" (the default) adds the test, benchmark and Windows cross-build tools.
+# "all" (the default) adds the test, benchmark, fuzzing and Windows
+# cross-build tools.
 # Does nothing when everything is present.
 set -euo pipefail
 
 demo_packages=(cmake ninja-build g++ make pkg-config libcli11-dev)
 all_packages=("${demo_packages[@]}"
-  googletest libgtest-dev libbenchmark-dev
+  googletest libgtest-dev libbenchmark-dev clang-14 libclang-rt-14-dev
   g++-mingw-w64-i686-posix g++-mingw-w64-x86-64-posix binutils-mingw-w64-i686 binutils-mingw-w64-x86-64
   wine wine64
   libsqlite3-dev libdb-dev ncompress gzip valgrind binutils file util-linux)

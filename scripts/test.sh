@@ -2,6 +2,9 @@
 # test.sh - runs every test of the project, each build in its own folder:
 #   native        build + ctest, and the shared library's export check
 #   sanitize      AddressSanitizer + UndefinedBehaviorSanitizer build + ctest
+#   fuzz          clang build of the libFuzzer targets; each replays its
+#                 regression inputs, then fuzzes for $VELNOR_FUZZ_RUNS runs
+#                 (default 20000); one check per target
 #   win32         i686 cross build + the DLL's export and import checks
 #   win64         x86_64 cross build + ctest under wine
 #   install       cmake --install + a find_package and a pkg-config consumer
@@ -17,7 +20,7 @@ jobs=2
 # ccache, when present, shares compiled objects between the builds and runs.
 launcher=()
 command -v ccache >/dev/null && launcher=(-DCMAKE_CXX_COMPILER_LAUNCHER=ccache -DCMAKE_C_COMPILER_LAUNCHER=ccache)
-steps=${VELNOR_STEPS:-native sanitize win32 win64 install}
+steps=${VELNOR_STEPS:-native sanitize fuzz win32 win64 install}
 passed=0
 failed=0
 failures=()
@@ -95,6 +98,16 @@ for step in $steps; do
         ASAN_OPTIONS=${ASAN_OPTIONS:-detect_leaks=1:abort_on_error=0} \
           UBSAN_OPTIONS=${UBSAN_OPTIONS:-print_stacktrace=1:halt_on_error=1} \
           run_ctest sanitize build-asan
+      fi
+      ;;
+    fuzz)
+      note "libFuzzer targets: regression inputs and a short run each"
+      if build fuzz build-fuzz -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_C_COMPILER=clang-14 \
+        -DCMAKE_CXX_COMPILER=clang++-14 -DVELNOR_FUZZ=ON -DVELNOR_TESTS=OFF -DVELNOR_TOOLS=OFF \
+        -DVELNOR_BENCH=OFF; then
+        for t in $(bash scripts/fuzz.sh -l); do
+          check "fuzz-$t" bash scripts/fuzz.sh -n -B build-fuzz -r "${VELNOR_FUZZ_RUNS:-20000}" "$t"
+        done
       fi
       ;;
     win32)
