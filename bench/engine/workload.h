@@ -32,10 +32,16 @@ struct Timing {
 };
 
 // Each store returns its timings and checks its own answers (counts found,
-// records scanned), aborting the run when they are wrong.
+// records scanned), aborting the run when they are wrong.  With shared set
+// (wal, pertxn), a store runs as processes sharing its files need: velnor
+// in shared use, SQLite in WAL mode with a transaction per statement,
+// Berkeley DB in a locking environment of its own files, LMDB with a
+// transaction per operation.  Without, each takes the fastest settings a
+// single process allows.
 Timing runvelnor(const Workload& w, bool shared);
-Timing runsqlite(const Workload& w);
-Timing runbdb(const Workload& w);
+Timing runsqlite(const Workload& w, bool wal);
+Timing runbdb(const Workload& w, bool shared);
+Timing runlmdb(const Workload& w, bool pertxn);
 
 // Seconds since start.
 inline double since(std::chrono::steady_clock::time_point start) {
