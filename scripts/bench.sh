@@ -2,10 +2,15 @@
 # bench.sh - builds the benchmarks natively (optimised) and runs them.
 #   bash scripts/bench.sh                 index, engine, compress, maint and keyword, full size
 #   bash scripts/bench.sh engine 100000   one benchmark with its arguments
+#   bash scripts/bench.sh engine --scaling   engine cost per operation at
+#                                         100,000, 1,000,000 and 4,000,000 records
 #   bash scripts/bench.sh callgrind       instructions per operation of the
 #                                         index, engine and keyword hot paths
+#   bash scripts/bench.sh syscalls        system calls per record of the
+#                                         engine, unshared and shared
 # Installs whatever is missing first.  Each benchmark prints its own figures
-# and the ratio to the peers it runs in the same process.
+# and velnor's ratio to its peers (the engine runs each store in a process
+# of its own).
 set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
 cd "$root"
@@ -36,6 +41,22 @@ per_op() {
   echo "$name $count $*: $total instructions in all, $((total / count)) per record (all steps of the run)"
 }
 
+# syscalls: counts every system call of one store's run, children included;
+# per record divides by the records of the run (all steps).
+syscalls() {
+  local count=$1 store=$2
+  local out=$work/$store.strace
+  (cd "$work" && strace -c -f -o "$out" "$root/$dir/bench/engine/engine_bench" "$count" "$store" >/dev/null)
+  awk -v n="$count" -v s="$store" '
+    { calls[$NF] = $4 }
+    END {
+      printf "engine %s %d: %d system calls, %.2f per record;", s, n, calls["total"], calls["total"] / n
+      split("pread64 pwrite64 fcntl lseek", top, " ")
+      for (i = 1; i <= 4; i++) printf " %s %.2f", top[i], calls[top[i]] / n
+      printf "\n"
+    }' "$out"
+}
+
 case ${1:-all} in
   all)
     run index
@@ -49,13 +70,17 @@ case ${1:-all} in
     per_op engine 10000 single
     per_op keyword 2000 0 0 single
     ;;
+  syscalls)
+    syscalls 100000 single
+    syscalls 100000 shared
+    ;;
   index | engine | compress | maint | keyword)
     name=$1
     shift
     run "$name" "$@"
     ;;
   *)
-    echo "usage: $0 [all|callgrind|index|engine|compress|maint|keyword [arguments]]" >&2
+    echo "usage: $0 [all|callgrind|syscalls|index|engine|compress|maint|keyword [arguments]]" >&2
     exit 2
     ;;
 esac

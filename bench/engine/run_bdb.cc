@@ -49,7 +49,7 @@ Timing runbdb(const Workload& w, bool shared) {
     Value v;
     DBT key, data;
 
-    auto start = std::chrono::steady_clock::now();
+    double start = now();
     for (const Person& p : w.people) {
         std::memcpy(v.name, p.name, NAME_LEN);
         std::memcpy(v.id, p.id, ID_LEN);
@@ -64,7 +64,7 @@ Timing runbdb(const Workload& w, bool shared) {
     }
     t.insert = since(start);
 
-    start = std::chrono::steady_clock::now();
+    start = now();
     for (size_t i : w.lookups) {
         std::memset(&key, 0, sizeof key);
         std::memset(&data, 0, sizeof data);
@@ -78,7 +78,7 @@ Timing runbdb(const Workload& w, bool shared) {
     }
     t.lookup = since(start);
 
-    start = std::chrono::steady_clock::now();
+    start = now();
     DBC* cur = nullptr;
     check(sec->cursor(sec, nullptr, &cur, 0), "cursor");
     size_t seen = 0;
@@ -89,7 +89,7 @@ Timing runbdb(const Workload& w, bool shared) {
     if (seen != w.people.size()) fail("bdb scan saw " + std::to_string(seen));
     t.scan = since(start);
 
-    start = std::chrono::steady_clock::now();
+    start = now();
     for (size_t i : w.deletions) {
         std::memset(&key, 0, sizeof key);
         key.data = const_cast<char*>(w.people[i].id);

@@ -103,13 +103,13 @@ Timing runlmdb(const Workload& w, bool pertxn) {
     for (size_t i = 0; i < order.size(); i++) order[i] = i;
     Timing t;
 
-    auto start = std::chrono::steady_clock::now();
+    double start = now();
     writes(e, w, order, putrec);
     t.insert = since(start);
 
     // A read transaction per lookup is reset and renewed, the cheap way to
     // see the latest commit each time.
-    start = std::chrono::steady_clock::now();
+    start = now();
     txn = e.begin(MDB_RDONLY);
     if (pertxn) mdb_txn_reset(txn);
     for (size_t i : w.lookups) {
@@ -122,7 +122,7 @@ Timing runlmdb(const Workload& w, bool pertxn) {
 
     // The scan is one read transaction: it walks the name index and reads
     // each record by the id at the end of the name key.
-    start = std::chrono::steady_clock::now();
+    start = now();
     txn = e.begin(MDB_RDONLY);
     MDB_cursor* cur = nullptr;
     check(mdb_cursor_open(txn, e.names, &cur), "cursor");
@@ -139,7 +139,7 @@ Timing runlmdb(const Workload& w, bool pertxn) {
     if (seen != w.people.size()) fail("lmdb scan saw " + std::to_string(seen));
     t.scan = since(start);
 
-    start = std::chrono::steady_clock::now();
+    start = now();
     writes(e, w, w.deletions, delrec);
     t.remove = since(start);
     mdb_env_close(e.env);

@@ -59,7 +59,8 @@ Timing runsqlite(const Workload& w, bool wal) {
     const std::string path = w.dir + "/peer.sqlite";
     sqlite3* db = nullptr;
     if (sqlite3_open(path.c_str(), &db) != SQLITE_OK) fail("sqlite: cannot open " + path);
-    exec(db, wal ? "PRAGMA journal_mode=WAL; PRAGMA synchronous=OFF;" : "PRAGMA journal_mode=OFF; PRAGMA synchronous=OFF;");
+    exec(db, wal ? "PRAGMA journal_mode=WAL; PRAGMA synchronous=OFF"
+                 : "PRAGMA journal_mode=OFF; PRAGMA synchronous=OFF");
     exec(db, "CREATE TABLE people(id TEXT PRIMARY KEY, name TEXT, fill TEXT)");
     exec(db, "CREATE INDEX byname ON people(name)");
     if (!wal) exec(db, "BEGIN");
@@ -67,16 +68,16 @@ Timing runsqlite(const Workload& w, bool wal) {
 
     std::vector<size_t> order(w.people.size());
     for (size_t i = 0; i < order.size(); i++) order[i] = i;
-    auto start = std::chrono::steady_clock::now();
+    double start = now();
     sqliteinsert(db, w, order);
     t.insert = since(start);
-    start = std::chrono::steady_clock::now();
+    start = now();
     sqlitelookup(db, w);
     t.lookup = since(start);
-    start = std::chrono::steady_clock::now();
+    start = now();
     sqlitescan(db, w);
     t.scan = since(start);
-    start = std::chrono::steady_clock::now();
+    start = now();
     sqlitedelete(db, w);
     t.remove = since(start);
     if (!wal) exec(db, "COMMIT");

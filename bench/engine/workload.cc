@@ -6,11 +6,24 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 #include <random>
 
 void fail(const std::string& what) {
     std::fprintf(stderr, "engine_bench: %s\n", what.c_str());
     std::exit(1);
+}
+
+namespace {
+clockid_t clockused = CLOCK_MONOTONIC;
+}  // namespace
+
+void setclock(bool cpu) { clockused = cpu ? CLOCK_PROCESS_CPUTIME_ID : CLOCK_MONOTONIC; }
+
+double now() {
+    timespec ts{};
+    clock_gettime(clockused, &ts);
+    return static_cast<double>(ts.tv_sec) + static_cast<double>(ts.tv_nsec) / 1e9;
 }
 
 Workload makeworkload(size_t n, const std::string& dir) {

@@ -4,7 +4,6 @@
 #ifndef VELNOR_BENCH_ENGINE_WORKLOAD_H
 #define VELNOR_BENCH_ENGINE_WORKLOAD_H
 
-#include <chrono>
 #include <cstddef>
 #include <string>
 #include <vector>
@@ -43,10 +42,15 @@ Timing runsqlite(const Workload& w, bool wal);
 Timing runbdb(const Workload& w, bool shared);
 Timing runlmdb(const Workload& w, bool pertxn);
 
-// Seconds since start.
-inline double since(std::chrono::steady_clock::time_point start) {
-    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-}
+// Chooses the clock that steps are timed by: wall time (the default) or,
+// with cpu set, the process's user and system time, which other programs
+// on a busy machine disturb less.
+void setclock(bool cpu);
+
+// Seconds on that clock, from an arbitrary origin; a step's time is the
+// difference of two readings.
+double now();
+inline double since(double start) { return now() - start; }
 
 // Prints what went wrong and ends the program.
 [[noreturn]] void fail(const std::string& what);
