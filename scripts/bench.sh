@@ -6,7 +6,7 @@
 #                                         100,000, 1,000,000 and 4,000,000 records
 #   bash scripts/bench.sh callgrind       instructions per operation of the
 #                                         index, engine and keyword hot paths
-#   bash scripts/bench.sh syscalls        system calls per record of the
+#   bash scripts/bench.sh syscalls        system calls per record in each step of the
 #                                         engine, unshared and shared
 # Installs whatever is missing first.  Each benchmark prints its own figures
 # and velnor's ratio to its peers (the engine runs each store in a process
@@ -41,21 +41,32 @@ per_op() {
   echo "$name $count $*: $total instructions in all, $((total / count)) per record (all steps of the run)"
 }
 
-# syscalls: counts every system call of one store's run, children included;
-# per record divides by the records of the run (all steps).
+# syscalls: every system call of one store's run, by step, per record of
+# the step.  With --cpu the benchmark reads the process's CPU clock, which is
+# a real system call, at the start and end of each step; those calls split
+# the trace into steps.
 syscalls() {
   local count=$1 store=$2
-  local out=$work/$store.strace
-  (cd "$work" && strace -c -f -o "$out" "$root/$dir/bench/engine/engine_bench" "$count" "$store" >/dev/null)
-  awk -v n="$count" -v s="$store" '
-    { calls[$NF] = $4 }
-    END {
-      printf "engine %s %d: %d system calls, %.2f per record;", s, n, calls["total"], calls["total"] / n
-      split("pread64 pwrite64 fcntl lseek", top, " ")
-      for (i = 1; i <= 4; i++) printf " %s %.2f", top[i], calls[top[i]] / n
-      printf "\n"
-    }' "$out"
+  local out=$work/$store.steps
+  (cd "$work" && strace -f -qq -o "|awk -v n=$count -v s=$store -f $work/steps.awk >$out" \
+    "$root/$dir/bench/engine/engine_bench" "$count" "$store" --cpu >/dev/null)
+  cat "$out"
 }
+cat >"$work/steps.awk" <<'AWK'
+{ split($2, call, "(") }
+call[1] == "clock_gettime" { seg++; next }
+{ calls[seg, call[1]]++; all[seg]++ }
+END {
+  split("insert lookup scan delete", step, " ")
+  for (k = 1; k <= 4; k++) {
+    g = 2 * k - 1
+    ops = k == 4 ? int(n / 10) : n
+    other = all[g] - calls[g, "pread64"] - calls[g, "pwrite64"] - calls[g, "fcntl"]
+    printf "engine %s %d %-6s %6.2f system calls per record: pread %.2f, pwrite %.2f, fcntl %.2f, other %.2f\n",
+      s, n, step[k], all[g] / ops, calls[g, "pread64"] / ops, calls[g, "pwrite64"] / ops, calls[g, "fcntl"] / ops, other / ops
+  }
+}
+AWK
 
 case ${1:-all} in
   all)
