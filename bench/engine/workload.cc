@@ -35,7 +35,9 @@ Workload makeworkload(size_t n, const std::string& dir) {
     char buf[64];
     for (size_t i = 0; i < n; i++) {
         Person& p = w.people[i];
-        std::snprintf(buf, sizeof buf, "%010llu", static_cast<unsigned long long>(i) * 7919ull);
+        // 7919 is prime to 10^10, so the ten-digit ids stay unique for any
+        // count up to 10^10 (and those of 1,262,786 records or fewer never wrap).
+        std::snprintf(buf, sizeof buf, "%010llu", static_cast<unsigned long long>(i) * 7919ull % 10000000000ull);
         std::memcpy(p.id, buf, ID_LEN);
         std::memset(p.name, ' ', NAME_LEN);
         if (i > 0 && rng() % 10 == 0) {
