@@ -2,10 +2,15 @@
 # bench.sh - builds the benchmarks natively (optimised) and runs them.
 #   bash scripts/bench.sh                 index, engine, compress, maint and keyword, full size
 #   bash scripts/bench.sh engine 100000   one benchmark with its arguments
+#   bash scripts/bench.sh engine --scaling   engine cost per operation at
+#                                         100,000, 1,000,000 and 4,000,000 records
 #   bash scripts/bench.sh callgrind       instructions per operation of the
 #                                         index, engine and keyword hot paths
+#   bash scripts/bench.sh syscalls        system calls per record in each step of the
+#                                         engine, unshared and shared
 # Installs whatever is missing first.  Each benchmark prints its own figures
-# and the ratio to the peers it runs in the same process.
+# and velnor's ratio to its peers (the engine runs each store in a process
+# of its own).
 set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
 cd "$root"
@@ -36,6 +41,33 @@ per_op() {
   echo "$name $count $*: $total instructions in all, $((total / count)) per record (all steps of the run)"
 }
 
+# syscalls: every system call of one store's run, by step, per record of
+# the step.  With --cpu the benchmark reads the process's CPU clock, which is
+# a real system call, at the start and end of each step; those calls split
+# the trace into steps.
+syscalls() {
+  local count=$1 store=$2
+  local out=$work/$store.steps
+  (cd "$work" && strace -f -qq -o "|awk -v n=$count -v s=$store -f $work/steps.awk >$out" \
+    "$root/$dir/bench/engine/engine_bench" "$count" "$store" --cpu >/dev/null)
+  cat "$out"
+}
+cat >"$work/steps.awk" <<'AWK'
+{ split($2, call, "(") }
+call[1] == "clock_gettime" { seg++; next }
+{ calls[seg, call[1]]++; all[seg]++ }
+END {
+  split("insert lookup scan delete", step, " ")
+  for (k = 1; k <= 4; k++) {
+    g = 2 * k - 1
+    ops = k == 4 ? int(n / 10) : n
+    other = all[g] - calls[g, "pread64"] - calls[g, "pwrite64"] - calls[g, "fcntl"]
+    printf "engine %s %d %-6s %6.2f system calls per record: pread %.2f, pwrite %.2f, fcntl %.2f, other %.2f\n",
+      s, n, step[k], all[g] / ops, calls[g, "pread64"] / ops, calls[g, "pwrite64"] / ops, calls[g, "fcntl"] / ops, other / ops
+  }
+}
+AWK
+
 case ${1:-all} in
   all)
     run index
@@ -49,13 +81,17 @@ case ${1:-all} in
     per_op engine 10000 single
     per_op keyword 2000 0 0 single
     ;;
+  syscalls)
+    syscalls 100000 single
+    syscalls 100000 shared
+    ;;
   index | engine | compress | maint | keyword)
     name=$1
     shift
     run "$name" "$@"
     ;;
   *)
-    echo "usage: $0 [all|callgrind|index|engine|compress|maint|keyword [arguments]]" >&2
+    echo "usage: $0 [all|callgrind|syscalls|index|engine|compress|maint|keyword [arguments]]" >&2
     exit 2
     ;;
 esac

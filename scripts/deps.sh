@@ -11,7 +11,7 @@ all_packages=("${demo_packages[@]}"
   googletest libgtest-dev libbenchmark-dev clang-14 libclang-rt-14-dev
   g++-mingw-w64-i686-posix g++-mingw-w64-x86-64-posix binutils-mingw-w64-i686 binutils-mingw-w64-x86-64
   wine wine64
-  libsqlite3-dev libdb-dev ncompress gzip valgrind binutils file util-linux)
+  libsqlite3-dev libdb-dev liblmdb-dev ncompress gzip valgrind strace binutils file util-linux)
 
 case ${1:-all} in
   demo) wanted=("${demo_packages[@]}") ;;

@@ -1,45 +1,219 @@
-// main.cc - the engine benchmark: runs one workload (default 1,000,000
-// records, or the count given) through velnor unshared and shared, SQLite
-// and Berkeley DB (or only the store named second), and prints each step's time and velnor's ratio to each
-// peer (below 1 means velnor was faster).
+// main.cc - the engine benchmark.  One workload goes through velnor and its
+// peers, each store in a process of its own, one after another, so that no
+// store runs beside another or inherits its heap and caches.
+//   engine_bench [N]                 N records (default 1,000,000) through
+//       every store; two tables, unshared and shared, of seconds per step
+//       and velnor's time over each peer's (below 1: velnor was faster)
+//   engine_bench N STORE             one store in this process, for
+//       profiling; prints one line, which is also how a child reports
+//   engine_bench --scaling [A,B,C]   every store at each count (default
+//       100000,1000000,4000000); microseconds per operation and how much
+//       that grew from the first count to the last
+// --cpu, anywhere, times each step by the process's CPU time instead of the
+// wall clock, which other programs on a busy machine disturb less.
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <string>
+#include <vector>
 
 #include "workload.h"
 
 namespace {
 
-void row(const char* step, double vs, double vh, double sq, double bd) {
-    std::printf("%-8s %10.3f %10.3f %10.3f %10.3f   %6.2f %6.2f   %6.2f %6.2f\n", step, vs, vh, sq, bd, vs / sq,
-                vs / bd, vh / sq, vh / bd);
+struct Store {
+    const char* name;
+    Timing (*run)(const Workload&, bool);
+    bool shared;
+};
+
+// The first four are compared unshared, the last four shared.
+const Store kStores[] = {
+    {"single", runvelnor, false}, {"sqlite", runsqlite, false}, {"bdb", runbdb, false},
+    {"lmdb", runlmdb, false},     {"shared", runvelnor, true},  {"sqlite-wal", runsqlite, true},
+    {"bdb-env", runbdb, true},    {"lmdb-txn", runlmdb, true},
+};
+const size_t kStoreCount = sizeof kStores / sizeof kStores[0];
+bool cpuclock = false;  // --cpu was given
+const char* const kLine = "%s %zu records: insert %.6f s, lookup %.6f s, scan %.6f s, delete %.6f s\n";
+
+// One store's run as seen from the parent: step times, and the CPU seconds
+// of the whole child, making the workload included.  Failed runs keep -1.
+struct Result {
+    Timing t;
+    double user = -1, sys = -1;
+};
+
+size_t count(const char* s) {
+    char* end = nullptr;
+    const unsigned long long n = std::strtoull(s, &end, 10);
+    if (*s == '\0' || *end != '\0' || n < 10) fail(std::string("not a record count of 10 or more: ") + s);
+    return static_cast<size_t>(n);
+}
+
+// Runs one store here, in a scratch directory of its own, and prints kLine.
+int runhere(size_t n, const std::string& name) {
+    const Store* s = nullptr;
+    for (const Store& c : kStores)
+        if (name == c.name) s = &c;
+    if (!s) {
+        std::string all;
+        for (const Store& c : kStores) all += std::string(" ") + c.name;
+        fail("no store " + name + "; the stores are" + all);
+    }
+    std::string dir = (std::filesystem::temp_directory_path() / "velnor-bench-XXXXXX").string();
+    if (!mkdtemp(dir.data())) fail("cannot make a scratch directory");
+    const Workload w = makeworkload(n, dir);
+    const Timing t = s->run(w, s->shared);
+    std::filesystem::remove_all(dir);
+    std::printf(kLine, s->name, n, t.insert, t.lookup, t.scan, t.remove);
+    return 0;
+}
+
+double seconds(const timeval& tv) { return static_cast<double>(tv.tv_sec) + tv.tv_usec / 1e6; }
+
+// Runs one store in a child (this program again, given N and the store) and
+// reads back the line it prints.  A failed child has said why on stderr.
+Result runchild(size_t n, const Store& s) {
+    std::fprintf(stderr, "engine_bench: %s, %zu records\n", s.name, n);
+    int fds[2];
+    if (pipe(fds) != 0) fail("cannot make a pipe");
+    std::fflush(nullptr);
+    const pid_t pid = fork();
+    if (pid < 0) fail("cannot fork");
+    if (pid == 0) {
+        dup2(fds[1], STDOUT_FILENO);
+        close(fds[0]);
+        close(fds[1]);
+        const std::string ns = std::to_string(n);
+        char* const args[] = {const_cast<char*>("engine_bench"), const_cast<char*>(ns.c_str()),
+                              const_cast<char*>(s.name), cpuclock ? const_cast<char*>("--cpu") : nullptr, nullptr};
+        execv("/proc/self/exe", args);
+        _exit(127);
+    }
+    close(fds[1]);
+    std::string out;
+    char buf[512];
+    for (ssize_t got; (got = read(fds[0], buf, sizeof buf)) != 0;) {
+        if (got > 0) out.append(buf, static_cast<size_t>(got));
+        else if (errno != EINTR) break;
+    }
+    close(fds[0]);
+    int status = 0;
+    rusage ru{};
+    while (wait4(pid, &status, 0, &ru) < 0 && errno == EINTR) {
+    }
+    Result r;
+    Timing t;
+    if (!WIFEXITED(status) || WEXITSTATUS(status) != 0 ||
+        std::sscanf(out.c_str(), "%*s %*u records: insert %lf s, lookup %lf s, scan %lf s, delete %lf s", &t.insert,
+                    &t.lookup, &t.scan, &t.remove) != 4) {
+        std::fprintf(stderr, "engine_bench: %s failed\n", s.name);
+        return r;
+    }
+    r.t = t;
+    r.user = seconds(ru.ru_utime);
+    r.sys = seconds(ru.ru_stime);
+    return r;
+}
+
+void cell(double v, int width = 10) {
+    if (v < 0) std::printf(" %*s", width, "-");
+    else std::printf(" %*.3f", width, v);
+}
+
+// One table: velnor's run first, then its three peers, then velnor's ratio
+// to each.
+void table(const char* title, const Store* s, const Result* r) {
+    std::printf("\n%-8s", title);
+    for (int i = 0; i < 4; i++) std::printf(" %10s", s[i].name);
+    std::printf("  ");
+    for (int i = 1; i < 4; i++) std::printf(" %11s", (std::string("/") + s[i].name).c_str());
+    std::printf("\n");
+    static const char* const steps[] = {"insert", "lookup", "scan", "delete", "user cpu", "sys cpu"};
+    for (int k = 0; k < 6; k++) {
+        double v[4];
+        for (int i = 0; i < 4; i++) {
+            const Timing& t = r[i].t;
+            const double all[] = {t.insert, t.lookup, t.scan, t.remove, r[i].user, r[i].sys};
+            v[i] = all[k];
+        }
+        std::printf("%-8s", steps[k]);
+        for (int i = 0; i < 4; i++) cell(v[i]);
+        std::printf("  ");
+        for (int i = 1; i < 4; i++) cell(v[0] >= 0 && v[i] > 0 ? v[0] / v[i] : -1, 11);
+        std::printf("\n");
+    }
+}
+
+int compare(size_t n) {
+    Result r[kStoreCount];
+    for (size_t i = 0; i < kStoreCount; i++) r[i] = runchild(n, kStores[i]);
+    std::printf("%zu records of %d bytes, each store in a process of its own; %s per step, and\n"
+                "velnor's time over each peer's (below 1: velnor faster); user and sys cpu count the whole process\n",
+                n, REC_LEN + 2, cpuclock ? "CPU seconds" : "seconds");
+    table("unshared", kStores, r);
+    table("shared", kStores + 4, r + 4);
+    return 0;
+}
+
+int scaling(const char* list) {
+    std::vector<size_t> ns;
+    std::string s = list ? list : "100000,1000000,4000000";
+    for (size_t at = 0; at <= s.size();) {
+        size_t comma = s.find(',', at);
+        if (comma == std::string::npos) comma = s.size();
+        ns.push_back(count(s.substr(at, comma - at).c_str()));
+        at = comma + 1;
+    }
+    if (ns.size() < 2) fail("--scaling needs two counts or more");
+    std::vector<Result> r;  // by count, then store
+    for (size_t n : ns)
+        for (const Store& st : kStores) r.push_back(runchild(n, st));
+
+    std::printf("%s per operation (a delete step removes a tenth of the records); growth is\n"
+                "the last count's figure over the first's\n%-10s %-7s",
+                cpuclock ? "CPU microseconds" : "microseconds", "store", "step");
+    for (size_t n : ns) std::printf(" %9zu", n);
+    std::printf(" %7s\n", "growth");
+    static const char* const steps[] = {"insert", "lookup", "scan", "delete"};
+    for (size_t i = 0; i < kStoreCount; i++) {
+        for (int k = 0; k < 4; k++) {
+            std::printf("%-10s %-7s", kStores[i].name, steps[k]);
+            double first = -1, last = -1;
+            for (size_t j = 0; j < ns.size(); j++) {
+                const Timing& t = r[j * kStoreCount + i].t;
+                const double secs[] = {t.insert, t.lookup, t.scan, t.remove};
+                const double ops = static_cast<double>(k == 3 ? ns[j] / 10 : ns[j]);
+                const double us = secs[k] < 0 ? -1 : secs[k] / ops * 1e6;
+                if (us < 0) std::printf(" %9s", "-");
+                else std::printf(" %9.2f", us);
+                if (j == 0) first = us;
+                last = us;
+            }
+            if (first > 0 && last >= 0) std::printf(" %7.2f\n", last / first);
+            else std::printf(" %7s\n", "-");
+        }
+    }
+    return 0;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-    const size_t n = argc > 1 ? std::strtoull(argv[1], nullptr, 10) : 1000000;
-    if (n < 10) fail("give a record count of 10 or more");
-    std::string dir = (std::filesystem::temp_directory_path() / "velnor-bench-XXXXXX").string();
-    if (!mkdtemp(dir.data())) fail("cannot make a scratch directory");
-    const Workload w = makeworkload(n, dir);
-
-    // A second argument runs one store alone (for profiling): velnor (both
-    // runs), single, shared, sqlite or bdb.
-    const std::string only = argc > 2 ? argv[2] : "";
-    const Timing single = only.empty() || only == "velnor" || only == "single" ? runvelnor(w, false) : Timing{};
-    const Timing shared = only.empty() || only == "velnor" || only == "shared" ? runvelnor(w, true) : Timing{};
-    const Timing sq = only.empty() || only == "sqlite" ? runsqlite(w) : Timing{};
-    const Timing bd = only.empty() || only == "bdb" ? runbdb(w) : Timing{};
-
-    std::printf("%zu records of %d bytes; seconds, and velnor's time over each peer's\n", n, REC_LEN + 2);
-    std::printf("%-8s %10s %10s %10s %10s   %13s   %13s\n", "step", "single", "shared", "sqlite", "bdb",
-                "single/sq,bdb", "shared/sq,bdb");
-    row("insert", single.insert, shared.insert, sq.insert, bd.insert);
-    row("lookup", single.lookup, shared.lookup, sq.lookup, bd.lookup);
-    row("scan", single.scan, shared.scan, sq.scan, bd.scan);
-    row("delete", single.remove, shared.remove, sq.remove, bd.remove);
-    std::filesystem::remove_all(dir);
-    return 0;
+    std::vector<std::string> args;
+    for (int i = 1; i < argc; i++) {
+        if (std::string(argv[i]) == "--cpu") cpuclock = true;
+        else args.push_back(argv[i]);
+    }
+    setclock(cpuclock);
+    if (!args.empty() && args[0] == "--scaling") return scaling(args.size() > 1 ? args[1].c_str() : nullptr);
+    const size_t n = args.empty() ? 1000000 : count(args[0].c_str());
+    if (args.size() > 1) return runhere(n, args[1]);
+    return compare(n);
 }

@@ -6,11 +6,24 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 #include <random>
 
 void fail(const std::string& what) {
     std::fprintf(stderr, "engine_bench: %s\n", what.c_str());
     std::exit(1);
+}
+
+namespace {
+clockid_t clockused = CLOCK_MONOTONIC;
+}  // namespace
+
+void setclock(bool cpu) { clockused = cpu ? CLOCK_PROCESS_CPUTIME_ID : CLOCK_MONOTONIC; }
+
+double now() {
+    timespec ts{};
+    clock_gettime(clockused, &ts);
+    return static_cast<double>(ts.tv_sec) + static_cast<double>(ts.tv_nsec) / 1e9;
 }
 
 Workload makeworkload(size_t n, const std::string& dir) {
@@ -22,7 +35,9 @@ Workload makeworkload(size_t n, const std::string& dir) {
     char buf[64];
     for (size_t i = 0; i < n; i++) {
         Person& p = w.people[i];
-        std::snprintf(buf, sizeof buf, "%010llu", static_cast<unsigned long long>(i) * 7919ull);
+        // 7919 is prime to 10^10, so the ten-digit ids stay unique for any
+        // count up to 10^10 (and those of 1,262,786 records or fewer never wrap).
+        std::snprintf(buf, sizeof buf, "%010llu", static_cast<unsigned long long>(i) * 7919ull % 10000000000ull);
         std::memcpy(p.id, buf, ID_LEN);
         std::memset(p.name, ' ', NAME_LEN);
         if (i > 0 && rng() % 10 == 0) {

@@ -4,7 +4,6 @@
 #ifndef VELNOR_BENCH_ENGINE_WORKLOAD_H
 #define VELNOR_BENCH_ENGINE_WORKLOAD_H
 
-#include <chrono>
 #include <cstddef>
 #include <string>
 #include <vector>
@@ -32,15 +31,26 @@ struct Timing {
 };
 
 // Each store returns its timings and checks its own answers (counts found,
-// records scanned), aborting the run when they are wrong.
+// records scanned), aborting the run when they are wrong.  With shared set
+// (wal, pertxn), a store runs as processes sharing its files need: velnor
+// in shared use, SQLite in WAL mode with a transaction per statement,
+// Berkeley DB in a locking environment of its own files, LMDB with a
+// transaction per operation.  Without, each takes the fastest settings a
+// single process allows.
 Timing runvelnor(const Workload& w, bool shared);
-Timing runsqlite(const Workload& w);
-Timing runbdb(const Workload& w);
+Timing runsqlite(const Workload& w, bool wal);
+Timing runbdb(const Workload& w, bool shared);
+Timing runlmdb(const Workload& w, bool pertxn);
 
-// Seconds since start.
-inline double since(std::chrono::steady_clock::time_point start) {
-    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-}
+// Chooses the clock that steps are timed by: wall time (the default) or,
+// with cpu set, the process's user and system time, which other programs
+// on a busy machine disturb less.
+void setclock(bool cpu);
+
+// Seconds on that clock, from an arbitrary origin; a step's time is the
+// difference of two readings.
+double now();
+inline double since(double start) { return now() - start; }
 
 // Prints what went wrong and ends the program.
 [[noreturn]] void fail(const std::string& what);

@@ -85,7 +85,7 @@ sqlite3* buildsqlite(const Workload& w) {
 }
 
 double timemaint(int32_t op, const std::string& dat) {
-    auto start = std::chrono::steady_clock::now();
+    const double start = now();
     const int32_t r = filemaint(op, dat.c_str(), "", "", nullptr, 0, nullptr, nullptr);
     const double t = since(start);
     if (r != 0) fail("velnor: filemaint " + std::to_string(op) + " gave " + std::to_string(r));
@@ -93,7 +93,7 @@ double timemaint(int32_t op, const std::string& dat) {
 }
 
 double timesql(sqlite3* db, const char* sql) {
-    auto start = std::chrono::steady_clock::now();
+    const double start = now();
     exec(db, sql);
     return since(start);
 }
