@@ -51,7 +51,7 @@ TEST_F(Posix, FilesAreMadeWithoutExecuteBits) {
 
 TEST_F(Posix, ProgressOnATerminalIsOneBarRedrawnSparingly) {
     std::string text;
-    for (unsigned i = 0; text.size() < 12000000; i = i * 1103515245 + 12345)
+    for (unsigned i = 0; text.size() < 40000000; i = i * 1103515245 + 12345)
         text += "record " + std::to_string(i % 100000) + " of the file\n";
     writefile("big.txt", text);
     int master = posix_openpt(O_RDWR | O_NOCTTY);
@@ -75,5 +75,5 @@ TEST_F(Posix, ProgressOnATerminalIsOneBarRedrawnSparingly) {
     // About ten draws a second of one 80-column line, each with the name,
     // a percentage, bytes and a rate.
     EXPECT_LT(drawn.size(), 81u * 60) << drawn.size();
-    for (const char* part : {"big.txt [", " MB of 12.0 MB", "/s"}) EXPECT_TRUE(holds(drawn, part));
+    for (const char* part : {"big.txt [", " MB of 40.0 MB", "/s"}) EXPECT_TRUE(holds(drawn, part));
 }
