@@ -5,13 +5,7 @@
 #include <cstring>
 #include <set>
 
-#include "index/btree.h"
-#include "index/pagecache.h"
 #include "support/os.h"
-
-void IndexTest::SetUp() { ASSERT_EQ(pgcacheinit(), 0); }
-
-void IndexTest::TearDown() { pgcachefree(); }
 
 IdxFile::IdxFile(const std::string& p, const std::vector<KeyDef>& keys, uint8_t fflags) : path(p) {
     unsigned off = 0;
