@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-#include "common/files.h"
+#include "common/engine.h"
 #include "index/btree.h"
 #include "index/definition.h"
 #include "index/idxfile.h"
@@ -71,13 +71,8 @@ inline std::string numkey(int v, int width = 5) {
     return buf;
 }
 
-// Writes bytes over the file at path from off on.
-inline void patch(const std::string& path, size_t off, const std::string& bytes) {
-    std::string b = vntest::readfile(path);
-    vntest::writefile(path, b.replace(off, bytes.size(), bytes));
-}
-
 using vntest::le16;
+using vntest::patch;
 using vntest::le32;
 using vntest::readfile;
 
