@@ -42,8 +42,9 @@ public:
     void shared(bool on) { cb.nettype = on ? 1 : 0; }
     IdxState* st() { return cb.index; }
     unsigned keylen(int index) const { return lens[index]; }
-    void setkey(const std::string& key);
-    std::string foundkey(int index) const;
+    // The key buffer: set to key, or the key of the entry found in index.
+    void setkey(const std::string& key) { cb.index->keybuf[key.copy(cb.index->keybuf, key.size())] = 0; }
+    std::string foundkey(int index) const { return std::string(cb.index->keybuf, lens[index]); }
     // key into the key buffer, then idxinsert, idxdelete or idxsearch: its result.
     int32_t insert(int index, const std::string& key, uint32_t pos) { setkey(key); return idxinsert(&cb, index, pos); }
     int32_t remove(int index, const std::string& key, uint32_t pos) { setkey(key); return idxdelete(&cb, index, pos); }
