@@ -217,6 +217,11 @@ std::string rtrim(std::string s) {
     return s;
 }
 
+void patch(const std::string& path, size_t at, const std::string& bytes) {
+    std::string b = readfile(path);
+    writefile(path, b.replace(at, bytes.size(), bytes));
+}
+
 std::vector<std::string> scan(File& f) {
     std::vector<std::string> out;
     for (int guard = 0; guard < 100000; guard++) {

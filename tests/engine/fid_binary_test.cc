@@ -31,15 +31,10 @@ class FidBinary : public ::testing::Test {
         Loaded def;
         EXPECT_EQ(def.loadtext(dir, kThreaded), 0);
         EXPECT_EQ(fidaddthread(&def.cb, "link", "QTY > 100"), 0);
-        std::string path = dir.path("b.fid");
-        EXPECT_EQ(savefidbin(&def.cb, path.c_str()), 0);
-        return readfile(path);
+        EXPECT_EQ(savefidbin(&def.cb, dir.path("b.fid").c_str()), 0);
+        return readfile(dir.path("b.fid"));
     }
-    int32_t loadbytes(Loaded* def, const std::string& bytes, uint8_t fflags = 0) {
-        std::string path = dir.path("x.fid");
-        writefile(path, bytes);
-        return def->load(path, fflags);
-    }
+    int32_t loadbytes(Loaded* def, const std::string& bytes) { return def->loadtext(dir, bytes); }
 };
 
 TEST_F(FidBinary, BytesOnDisk) {
@@ -92,30 +87,22 @@ TEST_F(FidBinary, PatchedDefinitions) {
     EXPECT_EQ(+def.cb.fflags & VN_FF_RECNO, VN_FF_RECNO);
     EXPECT_EQ(def.cb.keys[0].keylen, 13);
     // The link line names an item; it is cut at its first blank.
-    std::string unknown = b;
-    unknown.replace(unknown.rfind("LINK"), 4, "LONK");
-    EXPECT_EQ(loadbytes(&def, unknown), -1);
+    const size_t line = b.rfind("LINK\r\n");
+    EXPECT_EQ(loadbytes(&def, std::string(b).replace(line, 4, "LONK")), -1);
     EXPECT_EQ(+def.cb.status, VN_E_FIDREAD);
-    std::string padded = b;
-    padded.replace(padded.rfind("LINK\r\n"), 6, "link junk\r\n");
-    EXPECT_EQ(loadbytes(&def, padded), 0);
+    EXPECT_EQ(loadbytes(&def, std::string(b).replace(line, 4, "link junk")), 0);
     EXPECT_EQ(def.cb.threads[0].thoff, 8 + 1);
 }
 
 // Every prefix of a valid file fails with 7, or loads when only the tail
 // of the last expression line is missing; nothing reads past the end.
 TEST_F(FidBinary, EveryTruncationIsRefusedOrHarmless) {
-    std::string b = threadedbinary();
-    size_t exprat = b.size() - std::string("QTY > 100\r\n").size();
+    const std::string b = threadedbinary();
+    const size_t exprat = b.size() - std::strlen("QTY > 100\r\n");
     for (size_t n = 0; n < b.size(); ++n) {
         Loaded def;
-        int32_t r = loadbytes(&def, b.substr(0, n));
-        if (n > exprat) {
-            EXPECT_EQ(r, 0) << n;
-        } else {
-            EXPECT_EQ(r, -1) << n;
-            EXPECT_EQ(+def.cb.status, VN_E_FIDREAD) << n;
-        }
+        EXPECT_EQ(loadbytes(&def, b.substr(0, n)), n > exprat ? 0 : -1) << n;
+        EXPECT_EQ(+def.cb.status, n > exprat ? 0 : VN_E_FIDREAD) << n;
     }
 }
 
@@ -127,16 +114,15 @@ TEST_F(FidBinary, RoundTripsOfRandomDefinitions) {
         std::string text = randomfid(rng);
         Loaded a;
         ASSERT_EQ(a.loadtext(dir, text), 0) << text;
-        std::string bin = dir.path("r.bin");
-        std::string txt = dir.path("r.txt");
+        const std::string bin = dir.path("r.bin"), txt = dir.path("r.txt");
         ASSERT_EQ(savefidbin(&a.cb, bin.c_str()), 0) << text;
         ASSERT_EQ(savefidtext(&a.cb, txt.c_str()), 0) << text;
-        Loaded b, c;
-        ASSERT_EQ(b.load(bin), 0) << text;
-        ASSERT_EQ(c.load(txt), 0) << text;
-        std::string why;
-        EXPECT_TRUE(samedef(a.cb, b.cb, &why)) << why << "\n" << text;
-        EXPECT_TRUE(samedef(a.cb, c.cb, &why)) << why << "\n" << text;
+        for (const std::string& path : {bin, txt}) {
+            Loaded b;
+            ASSERT_EQ(b.load(path), 0) << text;
+            std::string why;
+            EXPECT_TRUE(samedef(a.cb, b.cb, &why)) << path << " " << why << "\n" << text;
+        }
     }
 }
 

@@ -3,7 +3,6 @@
 // against a set, and bad temporary-index expressions.
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cstring>
 #include <set>
 
@@ -70,9 +69,11 @@ TEST_F(FidText, HostileDefinitionsAreRefused) {
 
 TEST_F(FidText, MoreKeysThanOneIndexFileHolds) {
     auto keys = [](int n, int flags) {
-        std::string t = vntest::cat("TKF FID v7.0\nRecLen=20\nFlags=", flags, "\nNItems=0\nNKeys=", n, "\n");
-        for (int k = 0; k < n; ++k) t += vntest::cat("Key=K,1,1\n", k, ",1,0\n");
-        return t;
+        Def d;
+        d.reclen = 20;
+        d.flags = flags;
+        for (int k = 0; k < n; ++k) d.keys.push_back({"K", 1, {{k, 1, 0}}});
+        return fidtext(d);
     };
     EXPECT_EQ(load(keys(18, 0)), 0);
     EXPECT_EQ(load(keys(19, 0)), -1);
@@ -87,28 +88,24 @@ TEST_F(FidText, ItemLookupMatchesASetOfNames) {
     std::mt19937 rng(7);
     for (int round = 0; round < 40; ++round) {
         int n = std::uniform_int_distribution<int>(1, 60)(rng);
-        std::vector<std::string> names;
+        Def d;
+        d.reclen = std::max(n, 8);
         std::set<std::string> seen;
-        while (static_cast<int>(names.size()) < n) {
+        while (static_cast<int>(d.items.size()) < n) {
             std::string s;
             for (int k = std::uniform_int_distribution<int>(1, 4)(rng); k > 0; --k)
                 s += static_cast<char>('A' + rng() % 6);
-            if (seen.insert(s).second) names.push_back(s);
+            if (seen.insert(s).second) d.items.push_back({s, 'C', static_cast<int>(d.items.size()), 1});
         }
-        std::vector<int> order(n);
-        for (int i = 0; i < n; ++i) order[i] = i;
-        std::sort(order.begin(), order.end(), [&](int a, int b) { return names[a] < names[b]; });
-        std::string t = vntest::cat("TKF FID v7.0\nRecLen=", std::max(n, 8), "\nNItems=", n, "\n");
-        for (int i = 0; i < n; ++i) t += itemline(names[i], 'C', 'L', i, 1, 1, order[i]);
-        ASSERT_EQ(load(t), 0) << t;
-        for (int i = 0; i < n; ++i) EXPECT_EQ(fhfidoffset(&def.cb, names[i].c_str()), i);
+        ASSERT_EQ(load(fidtext(d)), 0) << fidtext(d);
+        for (int i = 0; i < n; ++i) EXPECT_EQ(fhfidoffset(&def.cb, d.items[i].name.c_str()), i);
         for (int probe = 0; probe < 50; ++probe) {
             std::string s;
             for (int k = std::uniform_int_distribution<int>(1, 5)(rng); k > 0; --k)
                 s += static_cast<char>('A' + rng() % 7);
             int32_t at = fhfidoffset(&def.cb, s.c_str());
             if (seen.count(s))
-                EXPECT_EQ(names[at], s);
+                EXPECT_EQ(d.items[at].name, s);
             else
                 EXPECT_EQ(at, -1) << s;
         }

@@ -1,7 +1,7 @@
 // handles_model_test.cc - a randomized run of writes, reads, parking,
 // secure and reopening over several files, checked against a map per file:
 // parking and transparent reopening must never lose or change a record.
-#include <cstring>
+#include <iomanip>
 #include <map>
 #include <memory>
 #include <random>
@@ -18,12 +18,6 @@ namespace {
 
 constexpr int kFiles = 5;
 constexpr int kSteps = 1500;
-
-std::string padded(const std::string& s, size_t n) {
-    std::string r = s;
-    r.resize(n, ' ');
-    return r;
-}
 
 class ModelTest : public EngineTest {
 protected:
@@ -53,10 +47,10 @@ TEST_F(ModelTest, ParkingNeverLosesRecords) {
         unsigned action = rng() % 100;
         std::string key = vntest::numbered("k", rng() % 60);
         if (action < 45) {
-            std::string rec = vntest::cat(padded(key, 10), "v", step);
+            const std::string rec = vntest::cat(std::left, std::setw(10), key, "v", std::setw(19), step);
             b.cb.datpos = 0;
-            ASSERT_EQ(b.write(rec.c_str()), 0) << "step " << step << " status " << int(b.cb.status);
-            model[f][key] = padded(rec, 30);
+            ASSERT_EQ(b.write(rec), 0) << "step " << step << " status " << int(b.cb.status);
+            model[f][key] = rec;
         } else if (action < 80) {
             auto it = model[f].find(key);
             ASSERT_EQ(b.lookup(key), it == model[f].end() ? "" : it->second) << "step " << step;

@@ -23,16 +23,12 @@ constexpr int kSpare = 7;  // handles left for the engine: fewer than a third of
 
 // Lowers the handle limit to the handles in use plus spare.
 bool limithandles(int spare) {
-    int next = dup(0);
+    const int next = dup(0);
     if (next < 0) return false;
     close(next);
-    rlimit lim{};
-    lim.rlim_cur = static_cast<rlim_t>(next + spare);
-    lim.rlim_max = static_cast<rlim_t>(next + spare);
+    const rlimit lim{static_cast<rlim_t>(next + spare), static_cast<rlim_t>(next + spare)};
     return setrlimit(RLIMIT_NOFILE, &lim) == 0;
 }
-
-bool writekey(File& b, const std::string& key) { return b.write(key.c_str()) == 0; }
 
 bool readkey(File& b, const std::string& key) { return b.lookup(key).compare(0, key.size(), key) == 0; }
 std::string keyof(int file, int round) { return vntest::cat("f", file, "r", round); }
@@ -52,7 +48,7 @@ TEST_F(EngineTest, MoreFilesThanHandles) {
         // Round robin: each use of a file reopens it and parks another.
         for (int round = 0; round < 4; round++) {
             for (int f = 0; f < kFiles; f++) {
-                if (!writekey(*blocks[f], keyof(f, round))) return 120;
+                if (blocks[f]->write(keyof(f, round)) != 0) return 120;
                 if (!readkey(*blocks[f], keyof(f, round))) return 121;
             }
         }
@@ -60,9 +56,8 @@ TEST_F(EngineTest, MoreFilesThanHandles) {
         for (auto& b : blocks) parked += fhnode(&b->cb)->mode == OF_LIMBO;
         if (parked < kFiles - kSpare / 2) return 122;
         if (fhlimball() != -1) return 123;
-        for (int f = kFiles - 1; f >= 0; f--) {
+        for (int f = kFiles - 1; f >= 0; f--)
             for (int round = 0; round < 4; round++) if (!readkey(*blocks[f], keyof(f, round))) return 124;
-        }
         for (auto& b : blocks) if (b->op(VN_OP_CLOSE) != 0) return 125;
         return 0;
     });

@@ -2,8 +2,6 @@
 // checked against a right-grouping oracle.
 #include <gtest/gtest.h>
 
-#include <cstring>
-
 #include "common/engine.h"
 #include "engine/thread.h"
 
@@ -26,10 +24,7 @@ class Thread : public ::testing::Test {
    protected:
     void SetUp() override {
         ASSERT_EQ(def.loadtext(dir, kDef), 0);
-        record(std::string(" ") + "000150.5" + "SMITH     " + "  12" + "   7" + " -3.25");
-    }
-    void record(const std::string& r) {
-        rec = r;
+        rec = cat(" ", "000150.5", "SMITH     ", "  12", "   7", " -3.25");
         rec.resize(def.cb.reclen, ' ');
     }
     // Evaluates expr as a number; NAN on failure.
@@ -39,12 +34,6 @@ class Thread : public ::testing::Test {
         if (threadeval(&def.cb, rec.c_str(), expr, &v, 1) == nullptr) return NAN;
         EXPECT_EQ(v.isnum, 1);
         return v.num;
-    }
-    std::string text(const char* expr) {
-        ThreadVal v;
-        if (threadeval(&def.cb, rec.c_str(), expr, &v, 0) == nullptr) return "<fail>";
-        EXPECT_EQ(v.isnum, 0);
-        return v.text;
     }
     TempDir dir;
     Loaded def;

@@ -1,9 +1,7 @@
-// vfh_api_test.cc - the simplified record API over the whole engine: the
-// record buffer of open, flags set by the wrappers, keyed and hashed files
-// written, positioned and read back against a map.
+// vfh_api_test.cc - the simplified record API over the whole engine: keyed
+// and hashed files written, deleted, positioned and read back against a map.
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <map>
 
 #include "engine/handles.h"
@@ -14,28 +12,13 @@ using namespace vntest;
 
 namespace {
 
-std::string fidfor(int flags) {
-    return vntest::numbered("TKF FID v7.0\nRecLen=24\nNItems=2\nNKeys=1\nFlags=", flags) +
-           "\nHashRecs=300\nItem=CODE,'C','L',0,8,1,0,\nItem=VALUE,'N','R',8,16,1,1,\n"
-           "Key=CODE,8,1\n0,8,0\n";
-}
-
-class VfhApi : public ::testing::Test {
+// Keyed (0) and hashed (2) files of CODE (8 bytes, the key) and VALUE (16,
+// numeric) driven through the simplified record API.
+class VfhFiles : public EngineTest, public ::testing::WithParamInterface<int> {
    protected:
-    void SetUp() override {
-        ASSERT_TRUE(enginestart());
-        std::memset(&cb, 0, sizeof cb);
-    }
     void TearDown() override {
         if (fhnode(&cb) != nullptr) vfhclose(&cb);
-        enginestop();
-    }
-    // Names dat and writes its definition.
-    void name(const std::string& text) {
-        std::string dat = dir.path("f.dat");
-        writefile(dir.path("f.fid"), text);
-        std::memset(&cb, 0, sizeof cb);
-        std::snprintf(cb.datname, sizeof cb.datname, "%s", dat.c_str());
+        EngineTest::TearDown();
     }
     // Writes an active record: the buffer may still hold a deleted record
     // a hashed look-up read, whose status byte a write keeps.
@@ -47,32 +30,30 @@ class VfhApi : public ::testing::Test {
     }
     // Positions on code and reads: 1 found with its VALUE in *value, 0 not.
     int32_t get(const std::string& code, std::string* value) {
-        std::string k = code;
-        k.resize(8, ' ');
-        std::memcpy(cb.work, k.c_str(), 9);
+        std::snprintf(cb.work, 9, "%-8s", code.c_str());
         if (vfhposn(&cb, 1) != 0) return -1;
         if (!(cb.state & VN_ST_CURRENT)) return 0;
-        int32_t r = vfhread(&cb, 1);
-        if (r != 0) return cb.status == VN_C_DELETED ? 0 : -1;
-        char v[17];
+        if (vfhread(&cb, 1) != 0) return cb.status == VN_C_DELETED ? 0 : -1;
+        char v[17], c[9];
         vfhitemget(&cb, "VALUE", 0, v);
+        vfhitemget(&cb, "CODE", 0, c);
         *value = v;
-        std::string c(8, ' ');
-        vfhitemget(&cb, "CODE", 0, c.data());
-        return c.substr(0, 8) == k ? 1 : 0;
+        return code == c ? 1 : 0;
     }
-    TempDir dir;
-    FHCB cb;
+    FHCB cb{};
 };
 
-
-// Keyed and hashed files: random writes, deletes and reads through the API
-// agree with a map, also after closing and reopening.
-class VfhFiles : public VfhApi, public ::testing::WithParamInterface<int> {};
-
+// Random writes, deletes and reads through the API agree with a map, also
+// after closing and reopening.
 TEST_P(VfhFiles, RandomWritesAndReadsAgreeWithAMap) {
-    int flags = GetParam();
-    name(fidfor(flags));
+    const int flags = GetParam();
+    Def d;
+    d.reclen = 24;
+    d.flags = flags;
+    d.hashrecs = 300;
+    d.items = {{"CODE", 'C', 0, 8}, {"VALUE", 'N', 8, 16, 1, 'R'}};
+    d.keys = {{"CODE", 8, {{0, 8, 0}}}};
+    std::snprintf(cb.datname, sizeof cb.datname, "%s", define("f", d).c_str());
     ASSERT_EQ(vfhmake(&cb), 0) << int(+cb.status);
     ASSERT_EQ(vfhsetkey(&cb, 1), 0) << int(+cb.status);
     std::mt19937 rng(static_cast<unsigned>(flags) + 1);

@@ -2,32 +2,22 @@
 // unshared mode, where the cursor still holds a leaf: entries that are last
 // or alone in their leaf, taken in descending runs between inserts that
 // split pages, must leave a sound tree that holds exactly the keys kept.
-#include <cstdio>
 #include <random>
 #include <set>
 
 #include "idxfixture.h"
-#include "index/btree.h"
 
 namespace {
 
-class DeleteResumeTest : public IndexTest {};
+using DeleteResumeTest = IndexTest;
 
 TEST_F(DeleteResumeTest, DescendingRunsBetweenSplitsKeepTheTreeSound) {
     IdxFile f(path("d.idx"), {{{5, SEG_BINARY}}});
-    ASSERT_EQ(f.create(), 0);
-    ASSERT_EQ(f.open(), 0);
+    ASSERT_EQ(f.make(), 0);
     std::set<int> keys;
     std::mt19937 rng(11);
-    auto key = [](int v) {
-        char k[8];
-        snprintf(k, sizeof k, "%05d", v);
-        return std::string(k);
-    };
     auto insert = [&](int v) {
-        if (!keys.insert(v).second) return;
-        f.setkey(key(v));
-        ASSERT_EQ(idxinsert(&f.cb, 0, static_cast<uint32_t>(v + 1)), 0) << v;
+        if (keys.insert(v).second) { ASSERT_EQ(f.insert(0, numkey(v), v + 1), 0) << v; }
     };
     for (int i = 0; i < 3000; i++) {
         insert(static_cast<int>(rng() % 100000));
@@ -43,23 +33,13 @@ TEST_F(DeleteResumeTest, DescendingRunsBetweenSplitsKeepTheTreeSound) {
         auto it = keys.lower_bound(static_cast<int>(rng() % 100000));
         for (int n = 0; n < 25 && it != keys.begin(); n++) {
             const int v = *--it;
-            f.setkey(key(v));
-            ASSERT_EQ(idxsearch(&f.cb, 0, SRCH_EQUAL), v + 1) << v;
-            f.setkey(key(v));
-            ASSERT_EQ(idxdelete(&f.cb, 0, static_cast<uint32_t>(v + 1)), 0) << v;
+            ASSERT_EQ(f.search(0, numkey(v), SRCH_EQUAL), v + 1) << v;
+            ASSERT_EQ(f.remove(0, numkey(v), v + 1), 0) << v;
             it = keys.erase(it);
         }
-        if (round % 50 == 49) {
-            Layout l = checkstructure(f);
-            ASSERT_EQ(l.entries[0], keys.size()) << round;
-        }
+        if (round % 50 == 49) { ASSERT_EQ(checkstructure(f).entries[0], keys.size()) << round; }
     }
-    Layout l = checkstructure(f);
-    EXPECT_EQ(l.entries[0], keys.size());
-    for (int v : keys) {
-        f.setkey(key(v));
-        ASSERT_EQ(idxsearch(&f.cb, 0, SRCH_EQUAL), v + 1) << v;
-    }
+    for (int v : keys) ASSERT_EQ(f.search(0, numkey(v), SRCH_EQUAL), v + 1) << v;
 }
 
 }  // namespace

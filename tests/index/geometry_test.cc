@@ -1,24 +1,15 @@
 // geometry_test.cc - the bytes of the index file: page size and capacity
 // rules, a new file's header page, where full pages split, and what an
 // emptied tree leaves behind.
-#include <cstdio>
-#include <cstring>
-
 #include "idxfixture.h"
-#include "index/btree.h"
-#include "index/pagecache.h"
 
 namespace {
 
-std::string num(int v, int width = 5) {
-    char buf[32];
-    snprintf(buf, sizeof buf, "%0*d", width, v);
-    return buf;
-}
-
 void put(IdxFile& f, int index, const std::string& key, uint32_t pos) {
-    f.setkey(key);
-    ASSERT_EQ(idxinsert(&f.cb, index, pos), 0) << key;
+    ASSERT_EQ(f.insert(index, key, pos), 0) << key;
+}
+void del(IdxFile& f, int index, const std::string& key, uint32_t pos) {
+    ASSERT_EQ(f.remove(index, key, pos), 0) << key;
 }
 
 class Geometry : public IndexTest {};
@@ -54,11 +45,10 @@ TEST_F(Geometry, NewFileIsOneHeaderPage) {
 
 TEST_F(Geometry, AscendingInsertsLeaveFullPagesAndTheRootOverThem) {
     IdxFile f(path("a.idx"), {{{5, 0}}});
-    ASSERT_EQ(f.create(), 0);
-    ASSERT_EQ(f.open(), 0);
+    ASSERT_EQ(f.make(), 0);
     ASSERT_EQ(f.st()->cursor[0].cap, 28);
-    for (int i = 1; i <= 28; i++) put(f, 0, num(i), 100 * i);
-    Layout l = checkstructure(f);
+    for (int i = 1; i <= 28; i++) put(f, 0, numkey(i), 100 * i);
+    checkstructure(f);
     std::string b = readfile(f.path);
     // The 28th key filled page 1: 28 - 28/8 = 25 stay, 3 go to page 2,
     // and page 3 becomes the root over both.
@@ -71,11 +61,11 @@ TEST_F(Geometry, AscendingInsertsLeaveFullPagesAndTheRootOverThem) {
     EXPECT_EQ(b[root + 1], 2);
     EXPECT_EQ(le32(b, root + 4), 1u);
     EXPECT_EQ(le32(b, root + 8), 2u);
-    EXPECT_EQ(b.substr(root + 4 + 4 * 28, 5), num(25));
-    EXPECT_EQ(b.substr(root + 4 + 4 * 28 + 5, 5), num(28));
+    EXPECT_EQ(b.substr(root + 4 + 4 * 28, 5), numkey(25));
+    EXPECT_EQ(b.substr(root + 4 + 4 * 28 + 5, 5), numkey(28));
     EXPECT_EQ(le32(b, 256 * 2 + 4), 2600u);  // first entry of the new page
     // Ascending keys keep filling the right edge at seven-eighths.
-    for (int i = 29; i <= 200; i++) put(f, 0, num(i), 100 * i);
+    for (int i = 29; i <= 200; i++) put(f, 0, numkey(i), 100 * i);
     checkstructure(f);
     b = readfile(f.path);
     unsigned rootpage = f.st()->root[0];
@@ -87,10 +77,9 @@ TEST_F(Geometry, AscendingInsertsLeaveFullPagesAndTheRootOverThem) {
 TEST_F(Geometry, MiddleInsertSplitsInHalfKeepingTheNewEntryLeft) {
     for (int extra : {3, 29}) {
         IdxFile f(path(vntest::numbered("m", extra) + ".idx"), {{{5, 0}}});
-        ASSERT_EQ(f.create(), 0);
-        ASSERT_EQ(f.open(), 0);
-        for (int i = 1; i <= 27; i++) put(f, 0, num(2 * i), 2 * i);
-        put(f, 0, num(extra), extra);
+        ASSERT_EQ(f.make(), 0);
+        for (int i = 1; i <= 27; i++) put(f, 0, numkey(2 * i), 2 * i);
+        put(f, 0, numkey(extra), extra);
         checkstructure(f);
         std::string b = readfile(f.path);
         // Key 3 lands in slot 1: 14 stay.  Key 29 lands in slot 14, which
@@ -99,20 +88,16 @@ TEST_F(Geometry, MiddleInsertSplitsInHalfKeepingTheNewEntryLeft) {
         EXPECT_EQ(b[256 + 1], static_cast<char>(left)) << extra;
         EXPECT_EQ(b[512 + 1], static_cast<char>(28 - left)) << extra;
         if (extra == 29) {
-            EXPECT_EQ(b.substr(256 + 4 + 4 * 28 + 5 * 14, 5), num(29));
+            EXPECT_EQ(b.substr(256 + 4 + 4 * 28 + 5 * 14, 5), numkey(29));
         }
     }
 }
 
 TEST_F(Geometry, OnePageTreeDeletedToEmptyGoesToTheFreeChain) {
     IdxFile f(path("a.idx"), {{{5, 0}}, {{3, SEG_BINARY}}});
-    ASSERT_EQ(f.create(), 0);
-    ASSERT_EQ(f.open(), 0);
-    for (int i = 1; i <= 3; i++) put(f, 0, num(i), 10 * i);
-    for (int i = 1; i <= 3; i++) {
-        f.setkey(num(i));
-        ASSERT_EQ(idxdelete(&f.cb, 0, 10 * i), 0);
-    }
+    ASSERT_EQ(f.make(), 0);
+    for (int i = 1; i <= 3; i++) put(f, 0, numkey(i), 10 * i);
+    for (int i = 1; i <= 3; i++) del(f, 0, numkey(i), 10 * i);
     Layout l = checkstructure(f);
     std::string b = readfile(f.path);
     EXPECT_EQ(le32(b, 20), 0u);
@@ -120,7 +105,7 @@ TEST_F(Geometry, OnePageTreeDeletedToEmptyGoesToTheFreeChain) {
     EXPECT_EQ(le32(b, 8), 2u);
     EXPECT_EQ(l.freepages, std::vector<uint32_t>{1});
     // The next tree page comes from the chain, for any index.
-    put(f, 1, std::string("abc") + num(7), 70);
+    put(f, 1, std::string("abc") + numkey(7), 70);
     EXPECT_EQ(f.st()->root[1], 1u);
     EXPECT_EQ(f.st()->freepage, 0u);
     EXPECT_EQ(f.st()->nextpage, 2u);
@@ -129,33 +114,25 @@ TEST_F(Geometry, OnePageTreeDeletedToEmptyGoesToTheFreeChain) {
 
 TEST_F(Geometry, DeletesKeepSeparatorsAndNeverMerge) {
     IdxFile f(path("a.idx"), {{{5, 0}}});
-    ASSERT_EQ(f.create(), 0);
-    ASSERT_EQ(f.open(), 0);
-    for (int i = 1; i <= 28; i++) put(f, 0, num(i), i);
+    ASSERT_EQ(f.make(), 0);
+    for (int i = 1; i <= 28; i++) put(f, 0, numkey(i), i);
     // Leaf 1 holds 1..25.  Removing its last key moves the root's
     // separator down to 24.
-    f.setkey(num(25));
-    ASSERT_EQ(idxdelete(&f.cb, 0, 25), 0);
-    std::string b = readfile(f.path);
+    del(f, 0, numkey(25), 25);
     checkstructure(f);
-    b = readfile(f.path);
-    EXPECT_EQ(b.substr(3 * 256 + 4 + 4 * 28, 5), num(24));
+    std::string b = readfile(f.path);
+    EXPECT_EQ(b.substr(3 * 256 + 4 + 4 * 28, 5), numkey(24));
     // A key that is there with another position is refused, untouched.
-    f.setkey(num(24));
-    EXPECT_EQ(idxdelete(&f.cb, 0, 23), -1);
-    EXPECT_EQ(f.cb.status, VN_E_INDEX);
-    f.cb.status = 0;
-    f.setkey(num(99));
-    EXPECT_EQ(idxdelete(&f.cb, 0, 99), -1);
-    EXPECT_EQ(f.cb.status, VN_E_INDEX);
+    for (int i : {24, 99}) {
+        f.cb.status = 0;
+        EXPECT_EQ(f.remove(0, numkey(i), 99), -1);
+        EXPECT_EQ(f.cb.status, VN_E_INDEX);
+    }
     checkstructure(f);
     EXPECT_EQ(readfile(f.path), b);
     // Emptying the right leaf frees it and drops its root entry; the root
     // stays with one child.
-    for (int i = 26; i <= 28; i++) {
-        f.setkey(num(i));
-        ASSERT_EQ(idxdelete(&f.cb, 0, i), 0);
-    }
+    for (int i = 26; i <= 28; i++) del(f, 0, numkey(i), i);
     Layout l = checkstructure(f);
     b = readfile(f.path);
     EXPECT_EQ(l.freepages, std::vector<uint32_t>{2});

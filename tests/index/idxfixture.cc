@@ -5,17 +5,7 @@
 #include <cstring>
 #include <set>
 
-#include "index/btree.h"
-#include "index/pagecache.h"
 #include "support/os.h"
-
-// The index tests check the classic 128-slot table.
-void IndexTest::SetUp() {
-    pgsetcapacity(PGCACHE_SLOTS);
-    ASSERT_EQ(pgcacheinit(), 0);
-}
-
-void IndexTest::TearDown() { pgcachefree(); }
 
 IdxFile::IdxFile(const std::string& p, const std::vector<KeyDef>& keys, uint8_t fflags) : path(p) {
     unsigned off = 0;
@@ -28,14 +18,10 @@ IdxFile::IdxFile(const std::string& p, const std::vector<KeyDef>& keys, uint8_t 
             off += s.len;
             len += s.len;
         }
+        // What follows each key: the record number, else the primary key.
+        len += (fflags & VN_FF_RECNO) ? 5 : table.empty() ? 0 : table[0].keylen;
         fk.keylen = static_cast<uint8_t>(len);
         table.push_back(fk);
-    }
-    for (size_t i = 0; i < table.size(); i++) {
-        if (fflags & VN_FF_RECNO)
-            table[i].keylen = static_cast<uint8_t>(table[i].keylen + 5);
-        else if (i > 0)
-            table[i].keylen = static_cast<uint8_t>(table[i].keylen + table[0].keylen);
     }
     if (fflags & VN_FF_RECNO) lens.push_back(5);
     for (const FidKey& k : table) lens.push_back(k.keylen);
@@ -66,15 +52,6 @@ int32_t IdxFile::close() {
     if (cb.idxfd) osclose(static_cast<int32_t>(cb.idxfd));
     cb.idxfd = 0;
     return r;
-}
-
-void IdxFile::setkey(const std::string& key) {
-    memcpy(cb.index->keybuf, key.data(), key.size());
-    cb.index->keybuf[key.size()] = 0;
-}
-
-std::string IdxFile::foundkey(int index) const {
-    return std::string(cb.index->keybuf, lens[index]);
 }
 
 namespace {

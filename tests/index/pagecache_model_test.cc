@@ -9,7 +9,6 @@
 #include <random>
 
 #include "idxfixture.h"
-#include "index/pagecache.h"
 
 namespace {
 
@@ -80,10 +79,8 @@ protected:
 
 TEST_F(PageCacheModelTest, SlotsAgesAndContentsFollowTheLinearModel) {
     IdxFile a(path("a.idx"), {{{5, 0}}}), b(path("b.idx"), {{{10, 0}}});
-    ASSERT_EQ(a.create(), 0);
-    ASSERT_EQ(b.create(), 0);
-    ASSERT_EQ(a.open(), 0);
-    ASSERT_EQ(b.open(), 0);
+    ASSERT_EQ(a.make(), 0);
+    ASSERT_EQ(b.make(), 0);
     Model m;
     ASSERT_EQ(pgcache.used, 0);
     std::map<std::pair<int, uint32_t>, uint8_t> written;  // (file, page) -> fill
@@ -107,28 +104,28 @@ TEST_F(PageCacheModelTest, SlotsAgesAndContentsFollowTheLinearModel) {
         const uint8_t* img = f.st()->cursor[0].img;
         for (unsigned i = 0; i < f.st()->pagesize; i++) ASSERT_EQ(img[i], fill) << "step " << step << " byte " << i;
     };
+    auto flush = [&](int fi) {
+        ASSERT_EQ(pgflush(&files[fi]->cb), 0);
+        m.flush(files[fi]->cb.idxfd);
+    };
     for (step = 0; step < 20000; step++) {
         const int fi = rng() % 4 == 0 ? 1 : 0;
         const uint32_t page = 1 + rng() % 180;
         const unsigned what = rng() % 100;
-        if (what < 2) {
-            ASSERT_EQ(pgflush(&files[fi]->cb), 0);
-            m.flush(files[fi]->cb.idxfd);
-        } else if (what < 45 || !written.count({fi, page})) {
+        if (what < 2)
+            flush(fi);
+        else if (what < 45 || !written.count({fi, page}))
             writepage(fi, page);
-        } else {
+        else
             readpage(fi, page);
-        }
         if (HasFatalFailure()) return;
         same(m, step);
         if (HasFatalFailure()) return;
     }
     // A hot set of 127 pages leaves one slot untouched until its age has
     // wrapped past 65535; the victim is then the oldest by the wrapped count.
-    ASSERT_EQ(pgflush(&a.cb), 0);
-    ASSERT_EQ(pgflush(&b.cb), 0);
-    m.flush(a.cb.idxfd);
-    m.flush(b.cb.idxfd);
+    flush(0);
+    flush(1);
     for (uint32_t p = 1; p <= PGCACHE_SLOTS; p++) writepage(0, p);
     for (int i = 0; i < 70000; i++, step++) readpage(0, 1 + static_cast<uint32_t>(i % 127));
     same(m, step);
@@ -136,8 +133,6 @@ TEST_F(PageCacheModelTest, SlotsAgesAndContentsFollowTheLinearModel) {
     same(m, step);
     for (uint32_t p = 1; p <= 128; p++) readpage(0, p);
     same(m, step);
-    ASSERT_EQ(pgflush(&a.cb), 0);
-    ASSERT_EQ(pgflush(&b.cb), 0);
 }
 
 }  // namespace

@@ -5,8 +5,6 @@
 #include <filesystem>
 
 #include "idxfixture.h"
-#include "index/btree.h"
-#include "index/pagecache.h"
 #include "support/os.h"
 
 namespace {
@@ -33,10 +31,8 @@ protected:
 
 TEST_F(PageCacheTest, APageThatCannotBePlacedIsWrittenThrough) {
     IdxFile a(path("a.idx"), {{{5, 0}}}), b(path("b.idx"), {{{5, 0}}});
-    ASSERT_EQ(a.create(), 0);
-    ASSERT_EQ(b.create(), 0);
-    ASSERT_EQ(a.open(), 0);
-    ASSERT_EQ(b.open(), 0);
+    ASSERT_EQ(a.make(), 0);
+    ASSERT_EQ(b.make(), 0);
     for (uint32_t n = 1; n <= PGCACHE_SLOTS; n++) writepage(b, n, 'b');
     // With b's handle gone its oldest page cannot be written back.
     int32_t fd = static_cast<int32_t>(b.cb.idxfd);
@@ -54,22 +50,15 @@ TEST_F(PageCacheTest, APageThatCannotBePlacedIsWrittenThrough) {
 
 TEST_F(PageCacheTest, AShortReadIsRetriedAHundredTimesWithOneReopen) {
     IdxFile f(path("a.idx"), {{{5, 0}}});
-    ASSERT_EQ(f.create(), 0);
-    ASSERT_EQ(f.open(), 0);
-    for (int i = 0; i < 100; i++) {
-        char k[8];
-        snprintf(k, sizeof k, "%05d", i);
-        f.setkey(k);
-        ASSERT_EQ(idxinsert(&f.cb, 0, i + 1), 0);
-    }
+    ASSERT_EQ(f.make(), 0);
+    for (int i = 0; i < 100; i++) ASSERT_EQ(f.insert(0, numkey(i), i + 1), 0);
     ASSERT_EQ(f.close(), 0);
     std::filesystem::resize_file(f.path, 2 * 256);  // the root is gone
     ASSERT_EQ(f.open(), 0);
     pgdiskreads = 0;
     cacheerror = 0;
     f.cb.status = 0;
-    f.setkey("00050");
-    EXPECT_EQ(idxsearch(&f.cb, 0, SRCH_EQUAL), -1);
+    EXPECT_EQ(f.search(0, "00050", SRCH_EQUAL), -1);
     EXPECT_EQ(pgdiskreads, 100u);
     EXPECT_EQ(cacheerror, VN_E_IDXREAD);
     EXPECT_EQ(f.cb.status, VN_E_IDXREAD);
@@ -82,31 +71,25 @@ TEST_F(PageCacheTest, AShortReadIsRetriedAHundredTimesWithOneReopen) {
 
 TEST_F(PageCacheTest, TwoHandlesInSharedModeSeeEachOthersChanges) {
     IdxFile a(path("s.idx"), {{{5, 0}}}), b(path("s.idx"), {{{5, 0}}});
-    ASSERT_EQ(a.create(), 0);
-    ASSERT_EQ(a.open(), 0);
+    ASSERT_EQ(a.make(), 0);
     ASSERT_EQ(b.open(), 0);
     a.shared(true);
     b.shared(true);
     for (int i = 0; i < 400; i++) {
         IdxFile& w = i % 3 ? a : b;
         IdxFile& r = i % 3 ? b : a;
-        char k[8];
-        snprintf(k, sizeof k, "%05d", (i * 37) % 1000);
-        w.setkey(k);
-        ASSERT_EQ(idxinsert(&w.cb, 0, i + 1), 0) << i;
+        const std::string k = numkey((i * 37) % 1000);
+        ASSERT_EQ(w.insert(0, k, i + 1), 0) << i;
         // Each command of the reader starts without cached pages.
         ASSERT_EQ(pgflush(&r.cb), 0);
-        r.setkey(k);
-        ASSERT_EQ(idxsearch(&r.cb, 0, SRCH_EQUAL), i + 1) << i;
+        ASSERT_EQ(r.search(0, k, SRCH_EQUAL), i + 1) << i;
         if (i % 4 == 0) {
-            ASSERT_EQ(idxdelete(&r.cb, 0, i + 1), 0) << i;
+            ASSERT_EQ(r.remove(0, k, i + 1), 0) << i;
             ASSERT_EQ(pgflush(&w.cb), 0);
-            w.setkey(k);
-            EXPECT_EQ(idxsearch(&w.cb, 0, SRCH_EQUAL), 0) << i;
+            EXPECT_EQ(w.search(0, k, SRCH_EQUAL), 0) << i;
         }
     }
-    Layout l = checkstructure(a);
-    EXPECT_EQ(l.entries[0], 300u);
+    EXPECT_EQ(checkstructure(a).entries[0], 300u);
 }
 
 }  // namespace

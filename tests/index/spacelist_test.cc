@@ -2,23 +2,19 @@
 // records: reuse by exact length anywhere, pages leaving the list, and the
 // order of writes in shared mode.
 #include "idxfixture.h"
-#include "index/btree.h"
-#include "index/pagecache.h"
 
 namespace {
 
-class SpaceList : public IndexTest {};
+using SpaceList = IndexTest;
 
 TEST_F(SpaceList, VariableLengthTakesTheFirstEqualLengthAnywhere) {
     IdxFile f(path("v.idx"), {{{5, 0}}}, VN_FF_VARLEN);
-    ASSERT_EQ(f.create(), 0);
-    ASSERT_EQ(f.open(), 0);
+    ASSERT_EQ(f.make(), 0);
     const unsigned per = (256 - 6) / 6;
     ASSERT_EQ(spaceadd(&f.cb, 1, 10), 0);
     for (unsigned i = 1; i < per; i++) ASSERT_EQ(spaceadd(&f.cb, 1000 + i, 20), 0);
     ASSERT_EQ(spaceadd(&f.cb, 5, 30), 0);  // a full page: a new head
-    Layout l = checkstructure(f);
-    EXPECT_EQ(l.spacepages, (std::vector<uint32_t>{2, 1}));
+    EXPECT_EQ(checkstructure(f).spacepages, (std::vector<uint32_t>{2, 1}));
     EXPECT_EQ(spacetake(&f.cb, 20), 1001u);
     EXPECT_EQ(spacetake(&f.cb, 10), 1u);
     EXPECT_EQ(spacetake(&f.cb, 99), 0u);
@@ -32,8 +28,7 @@ TEST_F(SpaceList, VariableLengthTakesTheFirstEqualLengthAnywhere) {
 
 TEST_F(SpaceList, SharedModeWritesTheHeaderBeforeANewListPage) {
     IdxFile f(path("s.idx"), {{{5, 0}}});
-    ASSERT_EQ(f.create(), 0);
-    ASSERT_EQ(f.open(), 0);
+    ASSERT_EQ(f.make(), 0);
     f.shared(true);
     ASSERT_EQ(spaceadd(&f.cb, 77, 40), 0);
     std::string b = readfile(f.path);
