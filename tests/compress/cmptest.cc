@@ -94,15 +94,14 @@ Bytes incompressible(size_t n, uint32_t seed) {
 }
 
 Bytes packcodes(const std::vector<uint32_t>& codes, int bits) {
-    std::vector<int> stream;
-    for (uint32_t c : codes) for (int i = bits - 1; i >= 0; i--) stream.push_back((c >> i) & 1);
     Bytes out;
-    const size_t total = stream.empty() ? 0 : (stream.size() - 1) / 8;
-    for (size_t i = 0; i < total; i++) {
-        int v = 0;
-        for (int j = 0; j < 8; j++) v = v * 2 + stream[i * 8 + j];
-        out.push_back(static_cast<uint8_t>(v));
+    uint64_t acc = 0;
+    int held = 0;  // bits in acc not yet written
+    for (uint32_t c : codes) {
+        acc = acc << bits | c;
+        for (held += bits; held >= 8; held -= 8) out.push_back(static_cast<uint8_t>(acc >> (held - 8)));
     }
+    if (held == 0 && !out.empty()) out.pop_back();  // an exactly filled last byte is left out too
     return out;
 }
 
@@ -172,20 +171,15 @@ std::vector<Entry> entries(const Bytes& archive) {
 
 Bytes header(const std::string& name, uint8_t method, uint8_t bits, uint16_t check, uint32_t size,
              uint32_t stored) {
-    Bytes h(32, 0);
-    h[0] = 0xBF;
-    h[1] = 0x20;
-    for (size_t i = 0; i < name.size() && i < 12; i++) h[2 + i] = static_cast<uint8_t>(name[i]);
-    h[14] = method;
-    h[15] = bits;
-    const uint8_t dt[6] = {124, 3, 14, 15, 9, 26};
-    std::copy(dt, dt + 6, h.begin() + 16);
-    h[22] = static_cast<uint8_t>(check);
-    h[23] = static_cast<uint8_t>(check >> 8);
-    for (int i = 0; i < 4; i++) {
-        h[24 + i] = static_cast<uint8_t>(size >> (8 * i));
-        h[28 + i] = static_cast<uint8_t>(stored >> (8 * i));
-    }
+    Bytes h = {0xBF, 0x20};
+    for (size_t i = 0; i < 12; i++) h.push_back(i < name.size() ? static_cast<uint8_t>(name[i]) : 0);
+    h.insert(h.end(), {method, bits, 124, 3, 14, 15, 9, 26});  // then the date bytes
+    auto put = [&h](uint32_t v, int n) {
+        for (int i = 0; i < n; i++) h.push_back(static_cast<uint8_t>(v >> (8 * i)));
+    };
+    put(check, 2);
+    put(size, 4);
+    put(stored, 4);
     return h;
 }
 
