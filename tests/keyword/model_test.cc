@@ -11,18 +11,13 @@ namespace {
 using namespace kwtest;
 using Model = std::map<std::string, std::vector<uint32_t>>;
 
-uint32_t le32(const std::string& s, size_t at) {
-    const auto* p = reinterpret_cast<const unsigned char*>(s.data() + at);
-    return p[0] | p[1] << 8 | p[2] << 16 | uint32_t(p[3]) << 24;
-}
-
 // Every node is on a chain or free, none twice.
 void checknodes(const std::string& file, const Model& model) {
     ASSERT_EQ((file.size() - 16) % 8, 0u);
     size_t free = 0, used = 0;
-    for (uint32_t at = le32(file, 8); at != 0; at = le32(file, at + 4)) {
+    for (uint32_t at = vntest::le32(file, 8); at != 0; at = vntest::le32(file, at + 4)) {
         ASSERT_LT(at, file.size());
-        ASSERT_EQ(le32(file, at), 0xFFFFFFFFu);
+        ASSERT_EQ(vntest::le32(file, at), 0xFFFFFFFFu);
         ASSERT_LE(++free, file.size() / 8);
     }
     for (const auto& [word, values] : model) used += values.size();
