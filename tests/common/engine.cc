@@ -39,7 +39,8 @@ std::string fidtext(const Def& d) {
     const std::vector<int> order = orders(d);
     for (size_t i = 0; i < d.items.size(); i++) {
         const Item& it = d.items[i];
-        t += itemline(it.name, it.type, it.just, it.off, it.len, it.occurs, order[i]);
+        t += cat("Item = ", it.name, ",'", it.type, "','", it.just, "',", it.off, ",", it.len, ",", it.occurs, ",",
+                 order[i], ",\n");
     }
     for (const Key& k : d.keys) {
         t += cat("Key = ", k.name, ", ", k.keylen, ", ", k.segs.size(), "\n");
@@ -282,56 +283,33 @@ int32_t Loaded::loadtext(const TempDir& dir, const std::string& text, uint8_t ff
     return load(path, fflags);
 }
 
-std::string itemline(const std::string& name, char type, char just, int off, int len, int occ,
-                     int order) {
-    return cat("Item = ", name, ",'", type, "','", just, "',", off, ",", len, ",", occ, ",", order, ",\n");
-}
-
 std::string randomfid(std::mt19937& rng) {
     auto pick = [&](int lo, int hi) { return std::uniform_int_distribution<int>(lo, hi)(rng); };
-    int nitems = pick(1, 30);
-    std::vector<std::string> names;
-    std::vector<int> off, len, occ;
+    static const char chars[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZ_0123456789", types[] = "CDJNIS";
+    Def d;
     int at = 0;
-    for (int i = 0; i < nitems; ++i) {
-        static const char chars[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZ_0123456789";
-        std::string n(1, chars[pick(0, 25)]);
-        for (int k = pick(0, 9); k > 0; --k) n += chars[pick(0, 36)];
-        if (std::find(names.begin(), names.end(), n) != names.end()) n += std::to_string(i);
-        if (n.size() > 10) n = std::to_string(i).insert(0, 1, 'I');
-        names.push_back(n);
-        off.push_back(at);
-        len.push_back(pick(1, 12));
-        occ.push_back(pick(1, 3));
-        at += len.back() * occ.back();
+    for (int i = 0, n = pick(1, 30); i < n; ++i) {
+        std::string name(1, chars[pick(0, 25)]);
+        for (int k = pick(0, 9); k > 0; --k) name += chars[pick(0, 36)];
+        for (const Item& it : d.items)
+            if (it.name == name) name += std::to_string(i);
+        if (name.size() > 10) name = numbered("I", i);
+        d.items.push_back({name, types[pick(0, 5)], at, pick(1, 12), pick(1, 3), pick(0, 1) ? 'R' : 'L'});
+        at += d.items.back().len * d.items.back().occurs;
     }
-    std::vector<int> order(nitems);
-    for (int i = 0; i < nitems; ++i) order[i] = i;
-    std::sort(order.begin(), order.end(), [&](int a, int b) { return names[a] < names[b]; });
-    int flags = 0;
-    if (pick(0, 3) == 0) flags |= 128;
-    if (pick(0, 3) == 0) flags |= pick(0, 1) ? 1 : 2;
-    int nkeys = pick(flags & 2 ? 1 : 0, 6);
-    const int hashrecs = pick(1, 3000);
-    std::string t = cat("TKF FID v7.0\nRecLen = ", std::max(at, 8), "\nNItems = ", nitems,
-                        "\nNKeys = ", nkeys, "\nFlags = ", flags, "\nHashRecs = ", hashrecs, "\n");
-    static const char types[] = "CDJNIS";
-    for (int i = 0; i < nitems; ++i)
-        t += itemline(names[i], types[pick(0, 5)], pick(0, 1) ? 'R' : 'L', off[i], len[i], occ[i],
-                      order[i]);
-    for (int k = 0; k < nkeys; ++k) {
-        int nsegs = pick(1, 4);
-        std::string segs;
-        int sum = 0;
-        for (int s = 0; s < nsegs; ++s) {
-            int i = pick(0, nitems - 1);
-            const int segflags = pick(0, 1) * 1 | pick(0, 1) * 4;
-            segs += cat(off[i], ",", len[i], ",", segflags, "\n");
-            sum += len[i];
+    d.reclen = std::max(at, 8);
+    if (pick(0, 3) == 0) d.flags |= 128;                  // record numbers
+    if (pick(0, 3) == 0) d.flags |= pick(0, 1) ? 1 : 2;  // variable length or hashed
+    d.hashrecs = pick(1, 3000);
+    for (int k = 0, n = pick(d.flags & 2 ? 1 : 0, 6); k < n; ++k) {
+        d.keys.push_back({numbered("K", k), 0, {}});
+        for (int s = pick(1, 4); s > 0; --s) {
+            const Item& it = d.items[pick(0, static_cast<int>(d.items.size()) - 1)];
+            d.keys.back().segs.push_back({it.off, it.len, (pick(0, 1) ? SEG_DESCEND : 0) | (pick(0, 1) ? SEG_CASE : 0)});
+            d.keys.back().keylen += it.len;
         }
-        t += cat("Key = K", k, ",", sum, ",", nsegs, "\n", segs);
     }
-    return t;
+    return fidtext(d);
 }
 
 bool samedef(const FHCB& a, const FHCB& b, std::string* why) {

@@ -59,10 +59,6 @@ std::string fidtext(bool keyed, int flags = 0);
 // shifted past the length and record number fields the flags add.
 Def people(int flags = 0);
 
-// One item line of a text definition.
-std::string itemline(const std::string& name, char type, char just, int off, int len, int occ,
-                     int order);
-
 // A random text definition: up to 30 items over a record of up to 300
 // bytes, names sorted through the order column, up to 6 keys whose
 // segments lie on the items, random flags (never hashed with
