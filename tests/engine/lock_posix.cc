@@ -115,8 +115,8 @@ std::vector<Step> steps(int p, int n) {
     return out;
 }
 
-// Four processes mix their steps on one shared file; a rewrite holds the
-// record's lock.  The file then holds what a replay of the steps gives,
+// Four processes mix their steps on one shared file; a rewrite or a delete
+// holds the record's lock.  The file then holds what a replay of the steps gives,
 // and each index one entry per active record.
 TEST_F(EngineTest, FourProcessesMixingOperationsMatchAReplay) {
     const char* env = std::getenv("VELNOR_SOAK_OPS");
@@ -138,11 +138,13 @@ TEST_F(EngineTest, FourProcessesMixingOperationsMatchAReplay) {
                 if (s.what == 'r' && found == vntest::cat("<read ", +VN_C_DELETED, ">")) found.clear();
                 if (found.rfind("<", 0) == 0) return 2;
                 if (!found.empty() && vntest::rtrim(found.substr(0, 10)) != s.id) return 3;
-                if (s.what == 'd' && !found.empty() && c.op(VN_OP_DELETE) != 0) return 4;
-                if (s.what != 'w') continue;
+                if (s.what == 'r') continue;
+                // A change of a record holds its lock: a reader's probe of
+                // that lock would otherwise refuse it.
                 const bool lock = !found.empty();
                 if (lock && c.op(VN_OP_RLOCK) != 0) return 5;
-                if (c.add(s.id, s.name) != 0) return 100 + c.cb.status % 100;
+                if (s.what == 'd' && lock && c.op(VN_OP_DELETE) != 0) return 4;
+                if (s.what == 'w' && c.add(s.id, s.name) != 0) return 100 + c.cb.status % 100;
                 if (lock && c.op(VN_OP_RUNLOCK) != 0) return 7;
             }
             return c.close() == 0 ? 0 : 8;
@@ -160,7 +162,9 @@ TEST_F(EngineTest, FourProcessesMixingOperationsMatchAReplay) {
     ASSERT_EQ(b.setkey(0), 0);
     ASSERT_EQ(b.posnrec(0), 0);
     std::map<std::string, std::string> found;
-    for (const std::string& r : vntest::scan(b)) found[vntest::rtrim(r.substr(0, 10))] = vntest::rtrim(r.substr(10));
+    while (b.read() == 0 || b.cb.status == VN_C_DELETED)  // deleted copies outnumber the rest
+        if (b.cb.status == 0) found[vntest::rtrim(b.rec().substr(0, 10))] = vntest::rtrim(b.rec().substr(10));
+    EXPECT_EQ(+b.cb.status, VN_C_NOREC);
     EXPECT_EQ(found, replay);
     for (int key : {1, 2}) {
         ASSERT_EQ(b.setkey(key), 0);
