@@ -42,7 +42,12 @@ RunResult runprogram(const std::string& exe, const std::vector<std::string>& arg
            quoted(native((base / "out").string())) + " 2>" +
            quoted(native((base / "err").string()));
     RunResult r;
-    r.code = std::system(("\"" + cmd + "\"").c_str());
+    // -1: the shell itself did not start, which a busy emulator does now
+    // and then; the program never ran, so it may run again.
+    for (int tries = 0; tries < 3; tries++) {
+        r.code = std::system(("\"" + cmd + "\"").c_str());
+        if (r.code != -1) break;
+    }
     r.out = slurp(base / "out");
     r.err = slurp(base / "err");
     std::error_code ec;
