@@ -2,7 +2,10 @@
 // is new unless its key 0 is found (or, without keys, unless the current
 // record lies inside the file); new records go at the end or into a reused
 // deleted slot, rewrites stay in place except variable-length records whose
-// packed length changed, which are deleted and added again.
+// packed length changed, which are deleted and added again.  Such a move
+// writes the old copy's deletion mark only after the new copy is on the
+// file, so that a process killed in between leaves one copy or both (which
+// PACK makes one again), never neither.
 #include <cstring>
 
 #include "engine/engine.h"
@@ -85,8 +88,9 @@ int32_t placenew(FHCB* cb, int32_t len, bool var) {
 }
 
 // Decides whether the write adds or rewrites, and where.  *isnew and
-// *haveold (oldbuf holds the record replaced) are set.
-int32_t locate(FHCB* cb, int32_t len, bool var, bool keys, bool* isnew, bool* haveold) {
+// *haveold (oldbuf holds the record replaced) are set; a move sets *movedfrom
+// to the old copy's position, still to be marked deleted.
+int32_t locate(FHCB* cb, int32_t len, bool var, bool keys, bool* isnew, bool* haveold, int32_t* movedfrom) {
     const bool needold = nindexes(cb) > 1 || cb->nthreads > 0;
     if (!keys) {
         const int32_t end = (var || cb->nitems == 0) ? datend(cb) : static_cast<int32_t>(cb->nrecs * cb->reclen);
@@ -117,7 +121,8 @@ int32_t locate(FHCB* cb, int32_t len, bool var, bool keys, bool* isnew, bool* ha
                     cb->status = VN_C_RLOCKED;
                     return -1;
                 }
-                if (removerec(cb, r, oldlen, oldbuf) < 0) return -1;
+                if (removerec(cb, r, oldlen, oldbuf, false) < 0) return -1;
+                *movedfrom = r;
                 *haveold = false;
                 *isnew = true;
             }
@@ -176,6 +181,7 @@ void opwrite(FHCB* cb) {
     int32_t len = cb->reclen;
     bool isnew = false;
     bool haveold = false;
+    int32_t movedfrom = -1;
     if (nodata) {
         isnew = true;
         if (keys) {
@@ -189,7 +195,7 @@ void opwrite(FHCB* cb) {
         }
         if (def) cb->recbuf[cb->reclen - 1] = '\n';
         if (var) len = packrec(cb, cb->recbuf, packbuf);
-        if (locate(cb, len, var, keys, &isnew, &haveold) < 0) return;
+        if (locate(cb, len, var, keys, &isnew, &haveold, &movedfrom) < 0) return;
         if (!isnew && locking(cb) && recprobe(cb)) {
             cb->status = VN_C_RLOCKED;
             return;
@@ -208,6 +214,7 @@ void opwrite(FHCB* cb) {
             undowrite(cb, isnew && def && keys, haveold && def && keys && !changed, len);
             return;
         }
+        if (movedfrom >= 0 && writeat(cb, movedfrom, deletemark, 1) < 0) return;
     }
     if (!def) {
         cb->datpos += len;

@@ -60,8 +60,10 @@ void movenext(FHCB* cb, int32_t len);
 
 // Removes the record at pos of stored length len, held unpacked in rec:
 // unlinks it from its threads, deletes its keys, gives its slot to the
-// free-space list and writes the deletion mark.  0, or -1 with status.
-int32_t removerec(FHCB* cb, int32_t pos, int32_t len, char* rec);
+// free-space list and, unless mark is false, writes the deletion mark (a
+// move writes it itself once the record's new copy is on the file).  0, or
+// -1 with status.
+int32_t removerec(FHCB* cb, int32_t pos, int32_t len, char* rec, bool mark = true);
 
 // Moves to the next record of the thread being walked (curkey), through
 // the link of the record just read.  Clears VN_ST_CURRENT at the end of the

@@ -8,7 +8,7 @@
 #include "index/btree.h"
 #include "index/idxfile.h"
 
-int32_t removerec(FHCB* cb, int32_t pos, int32_t len, char* rec) {
+int32_t removerec(FHCB* cb, int32_t pos, int32_t len, char* rec, bool mark) {
     bool changed = false;
     for (int t = 0; t < cb->nthreads && cb->threads; t++) {
         const int in = threadtest(cb, rec, t);
@@ -30,5 +30,5 @@ int32_t removerec(FHCB* cb, int32_t pos, int32_t len, char* rec) {
     if (r < 0) return -1;
     cb->state |= VN_ST_DIRTY;
     if (spaceadd(cb, static_cast<uint32_t>(pos), static_cast<uint16_t>(len)) < 0) return -1;
-    return writeat(cb, pos, deletemark, 1);
+    return mark ? writeat(cb, pos, deletemark, 1) : 0;
 }
