@@ -20,7 +20,11 @@ enum {
     SRCH_STEP = 19       // next, as 2
 };
 
+// The order of two keys of index: -1, 0 or 1.
 int keycmp(FHCB* cb, int index, const char* a, const char* b);
+// n when keycmp of index orders every pair of keys as a memcmp of their first
+// n bytes does (every part ascending bytes, the primary tail too), else 0.
+unsigned keyflatlen(const FHCB* cb, int index);
 // Record position (> 0), 0 for none, or -1 with status.
 int32_t idxsearch(FHCB* cb, int index, int mode);
 int32_t idxinsert(FHCB* cb, int index, uint32_t pos);

@@ -20,6 +20,7 @@ struct Search {
     int index;
     IdxCursor* c;
     unsigned k;
+    unsigned flat;  // keyflatlen of the index: compare by memcmp when not 0
     bool next;   // modes 2, 4, 19: the first greater
     bool prev;   // modes 3, 5, 18: the last less
     bool exact;  // modes 1, 4, 5 accept an equal key
@@ -40,8 +41,8 @@ int scan(const Search& s, int start, int* cmp) {
     *cmp = -1;
     while (lo < hi) {
         int mid = lo + (hi - lo) / 2;
-        int r = keycmp(s.cb, s.index, key,
-                       reinterpret_cast<const char*>(pgkey(img, s.c->cap, s.k, mid)));
+        const char* entry = reinterpret_cast<const char*>(pgkey(img, s.c->cap, s.k, mid));
+        int r = s.flat ? memcmp(key, entry, s.flat) : keycmp(s.cb, s.index, key, entry);
         if (r >= 0) {
             lo = mid + 1;
             *cmp = r;
@@ -125,7 +126,7 @@ int32_t btreadpage(FHCB* cb, int index, uint32_t page) {
 
 int32_t btfind(FHCB* cb, int index, int mode, bool resume) {
     IdxState* st = cb->index;
-    Search s = {cb, index, &st->cursor[index], st->keylen[index],
+    Search s = {cb, index, &st->cursor[index], st->keylen[index], keyflatlen(cb, index),
                 mode == SRCH_NEXT || mode == SRCH_GE || mode == SRCH_STEP,
                 mode == SRCH_PREV || mode == SRCH_LE || mode == SRCH_STEPBACK,
                 mode == SRCH_EQUAL || mode == SRCH_GE || mode == SRCH_LE};

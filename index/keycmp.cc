@@ -75,6 +75,23 @@ int keycmp(FHCB* cb, int index, const char* a, const char* b) {
     return tmp ? sign(memcmp(a, b, 4)) : 0;
 }
 
+unsigned keyflatlen(const FHCB* cb, int index) {
+    const bool recno = (cb->fflags & VN_FF_RECNO) != 0;
+    const unsigned tmp = (cb->fflags & VN_FF_TMPIDX) ? 4 : 0;
+    if (index == 0 && recno) return 5 + tmp;
+    const FidKey& key = cb->keys[recno ? index - 1 : index];
+    const unsigned nsegs = key.nsegs < FID_MAXSEGS ? key.nsegs : unsigned{FID_MAXSEGS};
+    unsigned n = 0;
+    for (unsigned s = 0; s < nsegs; s++) {
+        const unsigned flags = key.seg[s].segflags;
+        if (!(flags & SEG_BINARY) || (flags & (SEG_NUMERIC | SEG_INTEGER | SEG_DESCEND))) return 0;
+        n += key.seg[s].seglen;
+    }
+    if (index == 0) return n + tmp;
+    const unsigned tail = keyflatlen(cb, 0);
+    return tail ? n + tail : 0;
+}
+
 void keylimit(FHCB* cb, int index, bool highest) {
     IdxState* st = cb->index;
     unsigned k = st->keylen[index];
