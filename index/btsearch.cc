@@ -107,6 +107,25 @@ int climbto(const IdxCursor* c, bool forward) {
     return -1;
 }
 
+// Shared, before a step resumes in the cursor's leaf: the leaf read again
+// from the file, since another process may have changed it.  1 when it is
+// still a leaf of this index to resume in, 0 when the search must descend,
+// -1 when the read failed.  A page freed or reused since is no harm: an
+// answer the leaf cannot settle, because the key lies at or beyond its ends,
+// makes the search descend from the root.
+int32_t leafagain(FHCB* cb, int index) {
+    IdxState* st = cb->index;
+    IdxCursor* c = &st->cursor[index];
+    if (c->page >= st->nextpage) return 0;
+    if (pgread(cb, index, c->page) < 0) {
+        c->page = 0;
+        return -1;
+    }
+    c->atend = 0;
+    const unsigned count = c->img[PG_COUNT];
+    return pgisleaf(c->img) && c->img[PG_OWNER] == index && count > 0 && count <= c->cap;
+}
+
 }  // namespace
 
 int32_t btreadpage(FHCB* cb, int index, uint32_t page) {
@@ -187,7 +206,14 @@ int32_t idxsearch(FHCB* cb, int index, int mode) {
     }
     bool shared = isshared(cb);
     if (shared && hdrrefresh(cb) < 0) return -1;
-    bool resume = !shared && c->page != 0 && pgisleaf(c->img);
+    // Shared, only a step resumes: its key is the cursor's entry, which
+    // the leaf read again most likely still holds.
+    bool resume = c->page != 0 && pgisleaf(c->img);
+    if (shared && resume) {
+        const int32_t again = step ? leafagain(cb, index) : 0;
+        if (again < 0) return btstatus(cb, -1);
+        resume = again > 0;
+    }
     int32_t r = btfind(cb, index, mode, resume);
     if (r <= 0) return btstatus(cb, r);
     // A walk in key order returns each entry once: more steps than the file

@@ -3,6 +3,8 @@
 // (yet) in the file, and two handles on one file in shared mode.
 #include <cstring>
 #include <filesystem>
+#include <random>
+#include <set>
 
 #include "idxfixture.h"
 #include "support/os.h"
@@ -93,3 +95,40 @@ TEST_F(PageCacheTest, TwoHandlesInSharedModeSeeEachOthersChanges) {
 }
 
 }  // namespace
+
+// One handle walks in key order while the other inserts and deletes between
+// its steps, splitting and emptying the leaf the walker stands in: each step
+// still finds the next key the file holds.
+TEST_F(PageCacheTest, SharedStepsFollowAnotherHandlesChanges) {
+    IdxFile a(path("w.idx"), {{{5, 0}}}), b(path("w.idx"), {{{5, 0}}});
+    ASSERT_EQ(a.make(), 0);
+    ASSERT_EQ(b.open(), 0);
+    a.shared(true);
+    b.shared(true);
+    std::set<std::string> held;
+    for (int i = 0; i < 600; i += 2) held.insert(numkey(i));
+    for (const std::string& k : held) ASSERT_EQ(b.insert(0, k, 1), 0);
+    ASSERT_EQ(pgflush(&b.cb), 0);
+    std::mt19937 rng(5);
+    std::string at(5, '\0');
+    for (int step = 0; step < 2000; step++) {
+        const std::string k = numkey(static_cast<int>(rng() % 1000));
+        if (held.erase(k)) {
+            ASSERT_EQ(b.remove(0, k, 1), 0);
+        } else {
+            ASSERT_EQ(b.insert(0, k, 1), 0);
+            held.insert(k);
+        }
+        ASSERT_EQ(pgflush(&b.cb), 0);
+        auto next = held.upper_bound(at);
+        const int32_t r = a.search(0, at, at[0] ? SRCH_STEP : SRCH_FIRST);
+        ASSERT_EQ(r, next == held.end() ? 0 : 1) << step;
+        ASSERT_EQ(pgflush(&a.cb), 0);
+        if (r) {
+            at = a.foundkey(0);
+            ASSERT_EQ(at, *next) << step;
+        } else if (rng() % 4 == 0) {
+            at = std::string(5, '\0');  // past the end, it stays there a while
+        }
+    }
+}
