@@ -10,6 +10,8 @@ long rundump(const DumpOptions& opt, std::FILE* out) {
     RecordFile f(opt.file);
     FHCB* cb = f.cb();
     f.setkey(opt.key);  // a bad key number fails before anything is written
+    if (opt.key > 0 && (cb->fflags & VN_FF_HASHED))
+        fail(f.path(), "a hashed file keeps no key order: dump it without --key", EXIT_USAGE);
     if (opt.thread) f.checkthread(opt.thread);
     std::vector<Column> cols = selectcolumns(cb, opt.items, f.path());
     auto w = makewriter(opt.format, out, opt.encoding);
@@ -39,15 +41,19 @@ long runget(const GetOptions& opt, std::FILE* out) {
     std::vector<Column> cols = selectcolumns(cb, opt.items, f.path());
     auto w = makewriter(opt.format, out, opt.encoding);
     long n = 0;
-    walkkey(f, opt.key, value, [&](bool deleted) {
-        // The keys run in order: the first that does not match ends it.
-        if (!keymatches(cb, opt.key, shape, value, opt.exact)) return false;
+    // In key order the first record that does not match ends the walk; a
+    // hashed file has no such order and is read through.
+    const bool hashed = cb->fflags & VN_FF_HASHED;
+    auto visit = [&](bool deleted) {
+        if (!keymatches(cb, opt.key, shape, value, opt.exact)) return hashed;
         if (!deleted) {
             if (n++ == 0) w->begin(cols, false);
             writerecord(*w, cb, cols, false);
         }
         return true;
-    });
+    };
+    if (hashed) walkphysical(f, visit);
+    else walkkey(f, opt.key, value, visit);
     if (n > 0) w->end();
     f.close();
     if (n == 0)

@@ -57,9 +57,18 @@ void readon(RecordFile& f, const Visitor& visit, ShortRecord* cut) {
 void walkphysical(RecordFile& f, const Visitor& visit, ShortRecord* cut) {
     FHCB* cb = f.cb();
     f.setkey(0);
-    // Position on record index 0, the first after the header.
-    std::memset(cb->work, 0, 257);
-    if (vfhposn(cb, 0) != 0) f.fail_status();
+    if (cb->fflags & VN_FF_HASHED) {
+        // Positioning goes through the hash file whatever the order: start
+        // at the first record after the header directly, if there is one.
+        std::error_code ec;
+        cb->datpos = cb->reclen;
+        if (std::filesystem::file_size(f.path(), ec) <= cb->reclen && !ec) return;
+        cb->state |= VN_ST_CURRENT;
+    } else {
+        // Position on record index 0, the first after the header.
+        std::memset(cb->work, 0, 257);
+        if (vfhposn(cb, 0) != 0) f.fail_status();
+    }
     readon(f, visit, cut);
 }
 

@@ -223,3 +223,23 @@ TEST_P(Records, LoadDumpGetDeleteFollowTheModel) {
 
 INSTANTIATE_TEST_SUITE_P(FixedAndVariable, Records, testing::Values(0u, 1u),
                          [](const testing::TestParamInfo<unsigned>& p) { return p.param ? "Variable" : "Fixed"; });
+
+// A hashed file has no key order: dump reads it physically and refuses a
+// key, get reads it through, and an empty one lists nothing.
+TEST_F(ToolTest, HashedFileIsReadInPhysicalOrder) {
+    vntest::Def d{28, VN_FF_HASHED >> 1, 50, {{"ID", 'C', 0, 8}, {"NAME", 'C', 8, 20}}, {{"ID", 8, {{0, 8, 0}}}}, {}};
+    writefile("h.fid", vntest::fidtext(d));
+    writefile("e.fid", vntest::fidtext(d));
+    std::string csv = "ID,NAME\n";
+    for (int i = 1; i <= 250; i++) csv += vntest::cat("K", i, ",Name", i, "\n");
+    writefile("h.csv", csv);
+    writefile("e.csv", "ID,NAME\n");
+    ASSERT_TRUE(exits(0, {"load", "h.dat", "--csv", "h.csv", "--create"}));
+    ASSERT_TRUE(exits(0, {"load", "e.dat", "--csv", "e.csv", "--create"}));
+    EXPECT_TRUE(holds(ok({"info", "h.dat"}), "Records: 250 in the header count; 250 active, 0 deleted"));
+    EXPECT_EQ(lines(ok({"dump", "h.dat"})).size(), 251u);
+    EXPECT_EQ(lines(ok({"get", "h.dat", "K7"})).size(), 12u);
+    EXPECT_EQ(lines(ok({"get", "h.dat", "K77", "--exact"})), (std::vector<std::string>{"ID       NAME", "K77      Name77"}));
+    EXPECT_TRUE(exits(2, {"dump", "h.dat", "--key", "1"}, "a hashed file keeps no key order"));
+    EXPECT_EQ(lines(ok({"dump", "e.dat"})).size(), 1u);
+}
