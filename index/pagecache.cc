@@ -23,6 +23,19 @@ PgReopenFn pgreopen = osopen;
 enum { READTRIES = 100, RETRYWAIT = 50, AGEWRAP = 1 << 16 };
 
 int32_t nextcapacity = PGCACHE_DEFAULT_SLOTS;
+uint32_t blockbytes = 0;  // the bytes of the slots' blocks
+
+void* takeblock(uint16_t size) {
+    void* b = globalhalloc(size);
+    if (b) blockbytes += size;
+    return b;
+}
+
+void dropblock(PageSlot& s) {
+    globalhfree(s.block);
+    blockbytes -= s.size;
+    s.block = nullptr;
+}
 
 // Open-addressed table of the occupied slots below used, by (file, page):
 // slot number, or -1 for an empty entry.  It has at least twice as many
@@ -122,14 +135,19 @@ void vacate(int32_t slot) {
 }
 
 // The slot of greatest age (the later one on a tie), or -1 when none is
-// occupied.  Ages read modulo 2^16, so a page unused for that many lookups
-// looks young again; the order of use answers directly unless the oldest
-// page is that old or shares its stamp, and a scan of the ages otherwise.
+// occupied.  In the table of PGCACHE_SLOTS, ages read modulo 2^16, so a
+// page unused for that many lookups looks young again; the order of use
+// answers directly unless the oldest page is that old or shares its stamp,
+// and a scan of the ages otherwise.  A larger table, whose oldest page is
+// often that old, takes the least recently used page without a scan:
+// which page goes first changes when pages reach the file, not what the
+// file holds after a flush.
 int32_t victim() {
     if (oldest < 0) return -1;
     const PageSlot& o = pgcache.slots[oldest];
-    const bool plain = pgclock - o.age.stamp < AGEWRAP &&
-                       (o.newer < 0 || pgcache.slots[o.newer].age.stamp != o.age.stamp);
+    const bool plain = pgcache.capacity > PGCACHE_SLOTS ||
+                       (pgclock - o.age.stamp < AGEWRAP &&
+                        (o.newer < 0 || pgcache.slots[o.newer].age.stamp != o.age.stamp));
     if (plain) return oldest;
     int32_t found = -1;
     uint16_t greatest = 0;
@@ -157,7 +175,7 @@ int32_t pageoffset(uint32_t page, uint32_t size) { return static_cast<int32_t>(p
 void dropslot(int32_t slot) {
     PageSlot& s = pgcache.slots[slot];
     if (s.file != 0) vacate(slot);
-    if (s.block) globalhfree(s.block);
+    if (s.block) dropblock(s);
     memset(&s, 0, sizeof s);
 }
 
@@ -168,10 +186,7 @@ int32_t evict(int slot, uint16_t size) {
     if (s.dirty && pgwriteback(slot) < 0) return -1;
     vacate(slot);
     s.file = 0;
-    if (s.block && s.size != size) {
-        globalhfree(s.block);
-        s.block = nullptr;
-    }
+    if (s.block && s.size != size) dropblock(s);
     return 0;
 }
 
@@ -212,6 +227,7 @@ void pgcachefree() {
     globalsettle();
     if (pgcache.slots) globalmfree(pgcache.slots);
     pgcache.slots = nullptr;
+    blockbytes = 0;
 }
 
 int32_t pglookup(uint32_t file, uint32_t page) {
@@ -234,7 +250,7 @@ int32_t pgput(FHCB* cb, int index, uint32_t page, int look) {
         bool fresh = false;
         if (freeslot >= 0) {
             slot = freeslot;
-        } else if (pgcache.used < pgcache.capacity) {
+        } else if (pgcache.used < pgcache.capacity && (pgcache.used < PGCACHE_SLOTS || blockbytes + size <= PGCACHE_BUDGET)) {
             slot = pgcache.used++;
             fresh = true;
         } else {
@@ -242,7 +258,7 @@ int32_t pgput(FHCB* cb, int index, uint32_t page, int look) {
             if (evict(slot, size) < 0) return -1;
         }
         PageSlot* s = &pgcache.slots[slot];
-        if (!s->block) s->block = globalhalloc(size);
+        if (!s->block) s->block = takeblock(size);
         if (!s->block) {
             // No memory for a new block: fall back on the oldest page's.
             memset(s, 0, sizeof *s);
@@ -252,7 +268,7 @@ int32_t pgput(FHCB* cb, int index, uint32_t page, int look) {
             if (evict(old, size) < 0) return -1;
             slot = old;
             s = &pgcache.slots[slot];
-            if (!s->block) s->block = globalhalloc(size);
+            if (!s->block) s->block = takeblock(size);
             if (!s->block) {
                 memset(s, 0, sizeof *s);
                 return -1;
