@@ -25,9 +25,13 @@ bool ishex(const char* s, int n) {
     return true;
 }
 
+// An unshared file, which no other process writes, is read through a map.
 int32_t readat(FHCB* cb, int32_t pos, void* buf, int32_t len) {
     if (pos < 0) return -1;
-    return osreadat(static_cast<int32_t>(cb->datfd), buf, static_cast<uint32_t>(len), static_cast<uint32_t>(pos));
+    const int32_t fd = static_cast<int32_t>(cb->datfd);
+    const uint32_t n = static_cast<uint32_t>(len), at = static_cast<uint32_t>(pos);
+    if (!isshared(cb) && len > 0 && osreadmapped(fd, buf, n, at) == len) return len;
+    return osreadat(fd, buf, n, at);
 }
 
 }  // namespace

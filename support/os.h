@@ -34,6 +34,15 @@ int32_t oswrite(int32_t h, const void* buf, uint32_t count);  // bytes, or -1
 // caller that relies on the position seeks itself.
 int32_t osreadat(int32_t h, void* buf, uint32_t count, uint32_t offset);
 int32_t oswriteat(int32_t h, const void* buf, uint32_t count, uint32_t offset);
+// Reads count bytes at offset through a memory map of the file, made on
+// first use and widened as the file grows, without a system call once the
+// bytes are mapped.  Only for a file that no other process writes or cuts
+// short while it is open: bytes another process removed cannot be read
+// from a map.  count, or -1 when the bytes are not all in the file, the
+// file cannot be mapped (or this system maps nothing) or a fault is armed;
+// the caller then reads with osreadat, which reports what is there.
+// osclose drops the handle's map.
+int32_t osreadmapped(int32_t h, void* buf, uint32_t count, uint32_t offset);
 int32_t osflush(int32_t h);  // direct face: nonzero on success; runtime face: 0
 // New position from the start, or -1 (0xFFFFFFFF).  origin: 0 start,
 // 1 current, 2 end.

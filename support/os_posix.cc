@@ -9,12 +9,16 @@
 #include <cerrno>
 #include <climits>
 #include <cstdio>
+#include <cstring>
 #include <string>
 
 #include <fcntl.h>
 #include <sys/file.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
+
+#include <unordered_map>
 
 #include "support/os.h"
 #include "support/osfault.h"
@@ -104,7 +108,60 @@ void osunholdfile(int32_t token) {
     if (token > 0) close(token);
 }
 
+namespace {
+
+// The map osreadmapped reads a file through: len bytes from addr, of which
+// the first size were in the file when it last looked; failed once the file
+// would not map, so that it is not tried again.
+struct FileMap {
+    uint8_t* addr = nullptr;
+    size_t len = 0;
+    uint64_t size = 0;
+    bool failed = false;
+};
+std::unordered_map<int32_t, FileMap> filemaps;
+
+void dropmap(int32_t h) {
+    auto it = filemaps.find(h);
+    if (it == filemaps.end()) return;
+    if (it->second.addr) munmap(it->second.addr, it->second.len);
+    filemaps.erase(it);
+}
+
+}  // namespace
+
+int32_t osreadmapped(int32_t h, void* buf, uint32_t count, uint32_t offset) {
+    if (osfaultleft[OSF_READ] != 0 || h < 1) return -1;
+    FileMap& m = filemaps[h];
+    const uint64_t end = uint64_t{offset} + count;
+    if (end > m.size) {
+        struct stat st;
+        if (m.failed || fstat(h, &st) != 0 || !S_ISREG(st.st_mode)) return -1;
+        const uint64_t size = static_cast<uint64_t>(st.st_size);
+        if (end > size) return -1;
+        if (size > m.len) {
+            // Room for the file to grow by half again before the next map.
+            const uint64_t page = static_cast<uint64_t>(sysconf(_SC_PAGESIZE));
+            const uint64_t len = (size + size / 2 + page) / page * page;
+            if (m.addr) munmap(m.addr, m.len);
+            m.addr = nullptr;
+            m.len = 0;
+            void* a = len > SIZE_MAX ? MAP_FAILED : mmap(nullptr, static_cast<size_t>(len), PROT_READ, MAP_SHARED, h, 0);
+            if (a == MAP_FAILED) {
+                m.failed = true;
+                return -1;
+            }
+            m.addr = static_cast<uint8_t*>(a);
+            m.len = static_cast<size_t>(len);
+        }
+        m.size = size;
+    }
+    memcpy(buf, m.addr + offset, count);
+    return static_cast<int32_t>(count);
+}
+
 int32_t osclose(int32_t h) {
+    if (!filemaps.empty()) dropmap(h);
     if (osfaultleft[OSF_CLOSE] != 0 && osfaulthit(OSF_CLOSE, nullptr) < 0) {
         if (h > 0) close(h);
         return -1;

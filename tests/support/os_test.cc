@@ -91,3 +91,33 @@ TEST_F(Os, DateBytesRoundTripThroughTheFileTime) {
         EXPECT_EQ(bytes(dt), bytes(when));
     }
 }
+
+// A mapped read sees every write made through any handle as the file grows
+// past its map, refuses bytes past the end, and forgets the map when its
+// handle closes, even when the number comes back for another file.
+TEST_F(Os, MappedReadsFollowTheFile) {
+#ifdef _WIN32
+    GTEST_SKIP() << "Windows reads every record with ReadFile";
+#endif
+    const std::string f = path("map.dat"), g = path("other.dat");
+    writefile("other.dat", "other");
+    const int32_t a = osopen(f.c_str(), kCreate, 511), b = osopen(f.c_str(), kUpdate, 0);
+    char buf[16] = {};
+    ASSERT_EQ(oswriteat(a, "0123456789", 10, 0), 10);
+    ASSERT_EQ(osreadmapped(b, buf, 4, 6), 4);
+    EXPECT_EQ(std::string(buf, 4), "6789");
+    EXPECT_EQ(osreadmapped(b, buf, 4, 8), -1);
+    ASSERT_EQ(oswriteat(a, "x", 1, 3), 1);
+    for (uint32_t at = 10; at < 1000000; at += 99999) ASSERT_EQ(oswriteat(a, "tail", 4, at), 4);
+    ASSERT_EQ(osreadmapped(b, buf, 4, 3), 4);
+    EXPECT_EQ(std::string(buf, 4), "x456");
+    ASSERT_EQ(osreadmapped(b, buf, 4, 899991 + 10), 4);
+    EXPECT_EQ(std::string(buf, 4), "tail");
+    EXPECT_EQ(osclose(b), 0);
+    const int32_t c = osopen(g.c_str(), kUpdate, 0);
+    ASSERT_EQ(c, b);
+    ASSERT_EQ(osreadmapped(c, buf, 5, 0), 5);
+    EXPECT_EQ(std::string(buf, 5), "other");
+    EXPECT_EQ(osclose(a), 0);
+    EXPECT_EQ(osclose(c), 0);
+}
