@@ -32,6 +32,7 @@
 #include "compress/cmpwnd.h"
 #include "compress/lzw.h"
 #include "support/fastio.h"
+#include "support/os.h"
 
 namespace {
 
@@ -492,7 +493,7 @@ int32_t cmpcompress(int32_t arc, const char* path, CmpHeader* h) {
         }
         c->mode = kProbe;
         c->next = LZW_FIRST;
-        direct = static_cast<uint16_t*>(std::calloc(size_t{kCodes + kSkew} * 256, sizeof(uint16_t)));
+        direct = static_cast<uint16_t*>(osbigtable(size_t{kCodes + kSkew} * 256 * sizeof(uint16_t)));
     }
     int32_t src = fastopen(path, VN_O_BINARY | VN_O_SHARE, 0);
     if (src < 0) {

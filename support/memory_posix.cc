@@ -5,6 +5,8 @@
 #include <cstdlib>
 #include <cstring>
 
+#include <sys/mman.h>
+
 #include "support/os.h"
 
 namespace {
@@ -73,3 +75,15 @@ void* globalhfree(void* handle) {
 int32_t globalcompact(uint32_t, uint32_t) { return 0; }
 
 void globalsettle() {}
+
+void* osbigtable(size_t size) {
+    constexpr size_t kHuge = size_t{2} << 20;  // the usual huge page
+    const size_t n = (size + kHuge - 1) / kHuge * kHuge;
+    void* p = std::aligned_alloc(kHuge, n);
+    if (p == nullptr) return nullptr;
+#ifdef MADV_HUGEPAGE
+    madvise(p, n, MADV_HUGEPAGE);
+#endif
+    std::memset(p, 0, n);
+    return p;
+}

@@ -4,6 +4,7 @@
 // that every block is a real, unique one.
 #include <windows.h>
 
+#include <cstdlib>
 #include <cstring>
 
 #include "support/os.h"
@@ -63,3 +64,5 @@ void* globalhfree(void* handle) {
 int32_t globalcompact(uint32_t, uint32_t) { return 0; }
 
 void globalsettle() {}
+
+void* osbigtable(size_t size) { return std::calloc(1, size); }

@@ -96,6 +96,10 @@ void* globalhfree(void* handle);                   // null on success
 // Compaction hooks the page cache calls; they do nothing.
 int32_t globalcompact(uint32_t a, uint32_t b);
 void globalsettle();
+// A zeroed table of size bytes, looked up at random and kept for the life
+// of the process: on POSIX in huge pages where the system gives them on
+// request, which spares most address-translation misses.  Null on failure.
+void* osbigtable(size_t size);
 
 // Milliseconds from an arbitrary start (the system tick count).
 uint32_t ostickcount();
