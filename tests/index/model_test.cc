@@ -15,8 +15,8 @@
 
 namespace {
 
-// The primary key is case-blind text in the exclusive run and bytes in the
-// shared one, where index 2 then compares as plain bytes from end to end.
+// The primary key is case-blind text in the exclusive run and 7 bytes in
+// the shared one, where index 2 then compares as plain bytes end to end.
 std::vector<KeyDef> kDefs = {
     {{8, 0}},                                    // primary: text, case-blind
     {{6, SEG_CASE}},                             // case-sensitive text
@@ -62,7 +62,7 @@ int keyorder(int index, const std::string& sa, const std::string& sb) {
         off += s.len;
     }
     if (index == 0) return 0;
-    int r = partorder(a + off, b + off, 8, kDefs[0][0].flags);
+    int r = partorder(a + off, b + off, kDefs[0][0].len, kDefs[0][0].flags);
     return (kDefs[index].back().flags & SEG_DESCEND) ? -r : r;
 }
 
@@ -120,7 +120,7 @@ private:
     Rec fresh() {
         Rec r;
         const char* bytes = "\x01\x41\x7F\x80\xFE";
-        r.fields[0] = chars("ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789", 8);
+        r.fields[0] = chars("ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789", kDefs[0][0].len);
         r.fields[1] = chars("aAbBc", 6);
         r.fields[2] = chars(bytes, 4);
         r.fields[3] = fmt("%10.2f", (static_cast<int>(pick(601)) - 300) / 100.0);
@@ -273,7 +273,7 @@ class BTreeModel : public IndexTest, public ::testing::WithParamInterface<bool> 
 
 TEST_P(BTreeModel, AgreesWithOrderedMaps) {
     bool shared = GetParam();
-    kDefs[0][0].flags = shared ? SEG_BINARY : 0;
+    kDefs[0][0] = shared ? Seg{7, SEG_BINARY} : Seg{8, 0};
     IdxFile f(path("model.idx"), kDefs);
     ASSERT_EQ(f.create(), 0);
     ASSERT_EQ(f.open(), 0);
