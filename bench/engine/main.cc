@@ -151,6 +151,29 @@ void table(const char* title, const Store* s, const Result* r) {
     }
 }
 
+// The goal of each table, velnor faster than every peer on every step:
+// per step "met", or the peer it trails most and by how much.
+void goals(const char* title, const Store* s, const Result* r) {
+    std::printf("%-8s", title);
+    static const char* const steps[] = {"insert", "lookup", "scan", "delete"};
+    for (int k = 0; k < 4; k++) {
+        double worst = 0;
+        const char* peer = nullptr;
+        for (int i = 1; i < 4; i++) {
+            const double a[] = {r[0].t.insert, r[0].t.lookup, r[0].t.scan, r[0].t.remove};
+            const double b[] = {r[i].t.insert, r[i].t.lookup, r[i].t.scan, r[i].t.remove};
+            if (a[k] >= 0 && b[k] > 0 && a[k] / b[k] > worst) {
+                worst = a[k] / b[k];
+                peer = s[i].name;
+            }
+        }
+        if (peer == nullptr) std::printf("  %s -", steps[k]);
+        else if (worst < 1) std::printf("  %s met", steps[k]);
+        else std::printf("  %s %.2fx %s", steps[k], worst, peer);
+    }
+    std::printf("\n");
+}
+
 int compare(size_t n) {
     Result r[kStoreCount];
     for (size_t i = 0; i < kStoreCount; i++) r[i] = runchild(n, kStores[i]);
@@ -159,6 +182,9 @@ int compare(size_t n) {
                 n, REC_LEN + 2, cpuclock ? "CPU seconds" : "seconds");
     table("unshared", kStores, r);
     table("shared", kStores + 4, r + 4);
+    std::printf("\ngoal: faster than every peer on every step (met, or the time over the peer it trails most)\n");
+    goals("unshared", kStores, r);
+    goals("shared", kStores + 4, r + 4);
     return 0;
 }
 
