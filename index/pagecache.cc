@@ -39,10 +39,16 @@ void dropblock(PageSlot& s) {
 
 // Open-addressed table of the occupied slots below used, by (file, page):
 // slot number, or -1 for an empty entry.  It has at least twice as many
-// entries as the cache has slots, so probe runs stay short.
+// entries as the slot table has room for, so probe runs stay short.
 std::vector<int32_t> hashed;
 uint32_t hashmask = 0;
 int hashshift = 32;
+
+// Slots the table has room for: it starts at kFirstRoom (or the capacity,
+// when smaller) and doubles as pages come in, up to the capacity, so that a
+// process with small files never pays for the whole table.
+constexpr int32_t kFirstRoom = 4096;
+int32_t room = 0;
 
 uint32_t hashof(uint32_t file, uint32_t page) {
     return ((page * 0x9E3779B1u) ^ (file * 0x85EBCA77u)) >> hashshift;
@@ -88,6 +94,30 @@ void hashdrop(int32_t slot) {
         hashed[j] = -1;
         h = j;
     }
+}
+
+// Sizes the hash for room slots and enters every occupied slot below used.
+void hashbuild() {
+    hashshift = 31;
+    while ((1u << (32 - hashshift)) < 2u * static_cast<uint32_t>(room)) hashshift--;
+    hashmask = (1u << (32 - hashshift)) - 1;
+    hashed.assign(hashmask + 1, -1);
+    for (int32_t i = 0; i < pgcache.used; i++)
+        if (pgcache.slots[i].file != 0) hashadd(i);
+}
+
+// Doubles the slot table's room, up to the capacity: true, or false when
+// the memory is not there (the table stays as it was).
+bool grow() {
+    const int32_t more = room > pgcache.capacity / 2 ? pgcache.capacity : 2 * room;
+    auto* bigger = static_cast<PageSlot*>(globalcalloc(static_cast<uint32_t>(more), sizeof(PageSlot)));
+    if (bigger == nullptr) return false;
+    memcpy(bigger, pgcache.slots, sizeof(PageSlot) * static_cast<size_t>(room));
+    globalmfree(pgcache.slots);
+    pgcache.slots = bigger;
+    room = more;
+    hashbuild();
+    return true;
 }
 
 // The occupied slots in order of last use, newest first, so that the
@@ -201,11 +231,10 @@ int32_t pgcacheinit() {
     globalsettle();
     if (!pgcache.slots) {
         pgcache.capacity = nextcapacity;
-        pgcache.slots = static_cast<PageSlot*>(globalcalloc(static_cast<uint32_t>(pgcache.capacity), sizeof(PageSlot)));
-        hashshift = 31;
-        while ((1u << (32 - hashshift)) < 2u * static_cast<uint32_t>(pgcache.capacity)) hashshift--;
-        hashmask = (1u << (32 - hashshift)) - 1;
-        hashed.assign(hashmask + 1, -1);
+        room = std::min(pgcache.capacity, kFirstRoom);
+        pgcache.slots = static_cast<PageSlot*>(globalcalloc(static_cast<uint32_t>(room), sizeof(PageSlot)));
+        pgcache.used = 0;
+        hashbuild();
     }
     if (!pgcache.slots) {
         cacheerror = VN_E_MEMORY;
@@ -227,6 +256,7 @@ void pgcachefree() {
     globalsettle();
     if (pgcache.slots) globalmfree(pgcache.slots);
     pgcache.slots = nullptr;
+    room = 0;
     blockbytes = 0;
 }
 
@@ -250,7 +280,8 @@ int32_t pgput(FHCB* cb, int index, uint32_t page, int look) {
         bool fresh = false;
         if (freeslot >= 0) {
             slot = freeslot;
-        } else if (pgcache.used < pgcache.capacity && (pgcache.used < PGCACHE_SLOTS || blockbytes + size <= PGCACHE_BUDGET)) {
+        } else if (pgcache.used < pgcache.capacity && (pgcache.used < PGCACHE_SLOTS || blockbytes + size <= PGCACHE_BUDGET) &&
+                   (pgcache.used < room || grow())) {
             slot = pgcache.used++;
             fresh = true;
         } else {
