@@ -130,6 +130,12 @@ int climbto(const IdxCursor* c, bool forward) {
     return -1;
 }
 
+// The image holds a page of index with a count its page can hold.
+bool pageofindex(const IdxCursor* c, int index) {
+    const unsigned count = c->img[PG_COUNT];
+    return c->img[PG_OWNER] == index && count > 0 && count <= c->cap;
+}
+
 // Shared, before a step resumes in the cursor's leaf: the leaf read again
 // from the file, since another process may have changed it.  1 when it is
 // still a leaf of this index to resume in, 0 when the search must descend,
@@ -145,8 +151,7 @@ int32_t leafagain(FHCB* cb, int index) {
         return -1;
     }
     c->atend = 0;
-    const unsigned count = c->img[PG_COUNT];
-    return pgisleaf(c->img) && c->img[PG_OWNER] == index && count > 0 && count <= c->cap;
+    return pgisleaf(c->img) && pageofindex(c, index);
 }
 
 }  // namespace
@@ -161,9 +166,7 @@ int32_t btreadpage(FHCB* cb, int index, uint32_t page) {
     }
     c->page = page;
     c->atend = 0;
-    unsigned count = c->img[PG_COUNT];
-    if (c->img[PG_OWNER] != index || count == 0 || count > c->cap) return corrupt(cb, c);
-    return 0;
+    return pageofindex(c, index) ? 0 : corrupt(cb, c);
 }
 
 int32_t btfind(FHCB* cb, int index, int mode, bool resume) {

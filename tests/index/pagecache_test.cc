@@ -24,6 +24,13 @@ protected:
         size_t P = f.st()->pagesize;
         return b.size() >= (n + 1) * P ? b.substr(n * P, P) : std::string();
     }
+    // Makes the file of a, opens it again as b, and puts both in shared use.
+    static bool shareboth(IdxFile& a, IdxFile& b) {
+        if (a.make() != 0 || b.open() != 0) return false;
+        a.shared(true);
+        b.shared(true);
+        return true;
+    }
     int slotof(IdxFile& f, uint32_t n) {
         for (int i = 0; i < pgcache.used; i++)
             if (pgcache.slots[i].file == f.cb.idxfd && pgcache.slots[i].page == n) return i;
@@ -73,10 +80,7 @@ TEST_F(PageCacheTest, AShortReadIsRetriedAHundredTimesWithOneReopen) {
 
 TEST_F(PageCacheTest, TwoHandlesInSharedModeSeeEachOthersChanges) {
     IdxFile a(path("s.idx"), {{{5, 0}}}), b(path("s.idx"), {{{5, 0}}});
-    ASSERT_EQ(a.make(), 0);
-    ASSERT_EQ(b.open(), 0);
-    a.shared(true);
-    b.shared(true);
+    ASSERT_TRUE(shareboth(a, b));
     for (int i = 0; i < 400; i++) {
         IdxFile& w = i % 3 ? a : b;
         IdxFile& r = i % 3 ? b : a;
@@ -101,10 +105,7 @@ TEST_F(PageCacheTest, TwoHandlesInSharedModeSeeEachOthersChanges) {
 // still finds the next key the file holds.
 TEST_F(PageCacheTest, SharedStepsFollowAnotherHandlesChanges) {
     IdxFile a(path("w.idx"), {{{5, 0}}}), b(path("w.idx"), {{{5, 0}}});
-    ASSERT_EQ(a.make(), 0);
-    ASSERT_EQ(b.open(), 0);
-    a.shared(true);
-    b.shared(true);
+    ASSERT_TRUE(shareboth(a, b));
     std::set<std::string> held;
     for (int i = 0; i < 600; i += 2) held.insert(numkey(i));
     for (const std::string& k : held) ASSERT_EQ(b.insert(0, k, 1), 0);
