@@ -42,11 +42,13 @@ RunResult runprogram(const std::string& exe, const std::vector<std::string>& arg
            quoted(native((base / "out").string())) + " 2>" +
            quoted(native((base / "err").string()));
     RunResult r;
-    // -1: the shell itself did not start, which a busy emulator does now
-    // and then; the program never ran, so it may run again.
+    // -1: the shell itself did not start; 9009: the shell could not start
+    // the program.  A busy emulator does both now and then; the program
+    // never ran, so it may run again.
+    constexpr int kNotStarted = 9009;
     for (int tries = 0; tries < 3; tries++) {
         r.code = std::system(("\"" + cmd + "\"").c_str());
-        if (r.code != -1) break;
+        if (r.code != -1 && r.code != kNotStarted) break;
     }
     r.out = slurp(base / "out");
     r.err = slurp(base / "err");
