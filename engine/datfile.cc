@@ -36,8 +36,12 @@ int32_t readat(FHCB* cb, int32_t pos, void* buf, int32_t len) {
 
 }  // namespace
 
+// An unshared file's writes may wait in memory for the ones that follow;
+// the OS layer puts them on the file before anything else touches it.
 int32_t writeat(FHCB* cb, int32_t pos, const void* buf, int32_t len) {
-    if (pos < 0 || oswriteat(static_cast<int32_t>(cb->datfd), buf, static_cast<uint32_t>(len), static_cast<uint32_t>(pos)) != len) {
+    const int32_t fd = static_cast<int32_t>(cb->datfd);
+    const uint32_t n = static_cast<uint32_t>(len), at = static_cast<uint32_t>(pos);
+    if (pos < 0 || (isshared(cb) ? oswriteat(fd, buf, n, at) : oswritelater(fd, buf, n, at)) != len) {
         cb->status = VN_E_DATWRITE;
         return -1;
     }

@@ -16,6 +16,7 @@ void localdosbytes(int64_t seconds, uint8_t* out) {
 }
 
 int32_t osstat(const char* path, uint32_t* size, uint8_t* datetime) {
+    if (osdrain() < 0) return -1;
     struct stat st;
     if (path == nullptr || stat(path, &st) != 0) return -1;
     if (size != nullptr) *size = st.st_size > UINT32_MAX ? UINT32_MAX : static_cast<uint32_t>(st.st_size);
@@ -26,6 +27,7 @@ int32_t osstat(const char* path, uint32_t* size, uint8_t* datetime) {
 }
 
 int32_t ossettime(const char* path, const uint8_t* datetime) {
+    if (osdrain() < 0) return -1;
     if (path == nullptr || datetime == nullptr) return -1;
     struct tm tm = {};
     tm.tm_year = datetime[0];

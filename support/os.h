@@ -44,6 +44,18 @@ int32_t oswriteat(int32_t h, const void* buf, uint32_t count, uint32_t offset);
 // osclose drops the handle's map.
 int32_t osreadmapped(int32_t h, void* buf, uint32_t count, uint32_t offset);
 int32_t osflush(int32_t h);  // direct face: nonzero on success; runtime face: 0
+// Writes like oswriteat, but may keep the bytes in memory and write them
+// with the bytes that follow them, for a file that no other process reads
+// while it is open.  Held bytes reach the file before any other call of
+// this layer writes, opens or closes a file, or reads, seeks in, measures
+// or locks the handle they belong to, so that the file sees its writes in
+// the order they were made and every read sees them.  A held write that
+// then fails fails that later call, whatever it was, with the bytes still
+// held for the next one; osclose of their handle drops them on failure.
+// count, or -1.  Windows writes at once.
+int32_t oswritelater(int32_t h, const void* buf, uint32_t count, uint32_t offset);
+// Writes whatever oswritelater holds: 0, or -1 with it still held.
+int32_t osdrain();
 // New position from the start, or -1 (0xFFFFFFFF).  origin: 0 start,
 // 1 current, 2 end.
 int32_t osseek(int32_t h, int32_t offset, int32_t origin);

@@ -18,6 +18,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <atomic>
+#include <mutex>
 #include <unordered_map>
 
 #include "support/os.h"
@@ -67,9 +69,60 @@ int setlock(int32_t h, short type, uint32_t offset, uint32_t length) {
     return fcntl(h, kSetLock, &fl);
 }
 
+// A plain pwrite of count bytes at offset, counted as a write for faults.
+int32_t writeout(int32_t h, const void* buf, uint32_t count, uint32_t offset) {
+    if (osfaultleft[OSF_WRITE] != 0 && osfaulthit(OSF_WRITE, &count) < 0) return -1;
+    ssize_t n;
+    do {
+        n = pwrite(h, buf, static_cast<size_t>(clampcount(count)), static_cast<off_t>(offset));
+    } while (n < 0 && errno == EINTR);
+    return n < 0 ? -1 : static_cast<int32_t>(n);
+}
+
+// The bytes oswritelater holds: len bytes for handle fd, to go at start.
+// len is read without the lock to let calls with nothing held pass at the
+// cost of one load; everything else is touched only under the lock.
+constexpr uint32_t kHeldRoom = 64 * 1024;
+struct Held {
+    std::mutex lock;
+    std::atomic<uint32_t> len{0};
+    int32_t fd = 0;
+    uint32_t start = 0;
+    uint8_t bytes[kHeldRoom];
+};
+Held held;
+
+// Writes the held bytes, the lock taken: 0, or -1 with those not written
+// still held.
+int32_t writeheld() {
+    const uint32_t len = held.len.load(std::memory_order_relaxed);
+    uint32_t done = 0;
+    while (done < len) {
+        const int32_t n = writeout(held.fd, held.bytes + done, len - done, held.start + done);
+        if (n <= 0) {
+            memmove(held.bytes, held.bytes + done, len - done);
+            held.start += done;
+            held.len.store(len - done, std::memory_order_relaxed);
+            return -1;
+        }
+        done += static_cast<uint32_t>(n);
+    }
+    held.len.store(0, std::memory_order_relaxed);
+    return 0;
+}
+
+// Writes the held bytes of any handle (h 0), or of handle h only: 0, or -1.
+int32_t drain(int32_t h = 0) {
+    if (held.len.load(std::memory_order_relaxed) == 0) return 0;
+    std::lock_guard<std::mutex> guard(held.lock);
+    if (h != 0 && h != held.fd) return 0;
+    return writeheld();
+}
+
 }  // namespace
 
 int32_t osopen(const char* path, uint32_t flags, uint32_t perm) {
+    if (drain() < 0) return -1;
     if (osfaultleft[OSF_OPEN] != 0 && osfaulthit(OSF_OPEN, nullptr) < 0) return -1;
     if (path == nullptr || *path == '\0') return -1;
     int fd;
@@ -88,6 +141,7 @@ int32_t oscreat(const char* path, uint32_t perm) {
 const char ospathsep = '/';
 
 int32_t osholdfile(const char* path, int32_t exclusive) {
+    if (drain() < 0) return -1;
     if (osfaultleft[OSF_LOCK] != 0 && osfaulthit(OSF_LOCK, nullptr) < 0) return -1;
     if (path == nullptr || *path == '\0') return -1;
     int fd = open(path, O_RDONLY | O_CLOEXEC);
@@ -99,9 +153,9 @@ int32_t osholdfile(const char* path, int32_t exclusive) {
         r = flock(fd, (exclusive ? LOCK_EX : LOCK_SH) | LOCK_NB);
     } while (r != 0 && errno == EINTR);
     if (r == 0) return fd;
-    const bool held = errno == EWOULDBLOCK;  // before close can change errno
+    const bool busy = errno == EWOULDBLOCK;  // before close can change errno
     close(fd);
-    return held ? 0 : -1;
+    return busy ? 0 : -1;
 }
 
 void osunholdfile(int32_t token) {
@@ -131,6 +185,7 @@ void dropmap(int32_t h) {
 }  // namespace
 
 int32_t osreadmapped(int32_t h, void* buf, uint32_t count, uint32_t offset) {
+    if (drain(h) < 0) return -1;
     if (osfaultleft[OSF_READ] != 0 || h < 1) return -1;
     FileMap& m = filemaps[h];
     const uint64_t end = uint64_t{offset} + count;
@@ -161,7 +216,19 @@ int32_t osreadmapped(int32_t h, void* buf, uint32_t count, uint32_t offset) {
 }
 
 int32_t osclose(int32_t h) {
+    bool lost = false;
+    if (held.len.load(std::memory_order_relaxed) != 0) {
+        std::lock_guard<std::mutex> guard(held.lock);
+        if (h == held.fd && writeheld() < 0) {
+            held.len.store(0, std::memory_order_relaxed);  // the handle goes: nothing can take them
+            lost = true;
+        }
+    }
     if (!filemaps.empty()) dropmap(h);
+    if (lost) {
+        if (h > 0) close(h);
+        return -1;
+    }
     if (osfaultleft[OSF_CLOSE] != 0 && osfaulthit(OSF_CLOSE, nullptr) < 0) {
         if (h > 0) close(h);
         return -1;
@@ -170,6 +237,7 @@ int32_t osclose(int32_t h) {
 }
 
 int32_t osread(int32_t h, void* buf, uint32_t count) {
+    if (drain(h) < 0) return -1;
     if (osfaultleft[OSF_READ] != 0 && osfaulthit(OSF_READ, &count) < 0) return -1;
     ssize_t n;
     do {
@@ -179,6 +247,7 @@ int32_t osread(int32_t h, void* buf, uint32_t count) {
 }
 
 int32_t oswrite(int32_t h, const void* buf, uint32_t count) {
+    if (drain() < 0) return -1;
     if (osfaultleft[OSF_WRITE] != 0 && osfaulthit(OSF_WRITE, &count) < 0) return -1;
     ssize_t n;
     do {
@@ -188,6 +257,7 @@ int32_t oswrite(int32_t h, const void* buf, uint32_t count) {
 }
 
 int32_t osreadat(int32_t h, void* buf, uint32_t count, uint32_t offset) {
+    if (drain(h) < 0) return -1;
     if (osfaultleft[OSF_READ] != 0 && osfaulthit(OSF_READ, &count) < 0) return -1;
     ssize_t n;
     do {
@@ -197,20 +267,37 @@ int32_t osreadat(int32_t h, void* buf, uint32_t count, uint32_t offset) {
 }
 
 int32_t oswriteat(int32_t h, const void* buf, uint32_t count, uint32_t offset) {
-    if (osfaultleft[OSF_WRITE] != 0 && osfaulthit(OSF_WRITE, &count) < 0) return -1;
-    ssize_t n;
-    do {
-        n = pwrite(h, buf, static_cast<size_t>(clampcount(count)), static_cast<off_t>(offset));
-    } while (n < 0 && errno == EINTR);
-    return n < 0 ? -1 : static_cast<int32_t>(n);
+    if (drain() < 0) return -1;
+    return writeout(h, buf, count, offset);
 }
 
+int32_t oswritelater(int32_t h, const void* buf, uint32_t count, uint32_t offset) {
+    if (h < 1) return -1;
+    std::lock_guard<std::mutex> guard(held.lock);
+    const uint32_t len = held.len.load(std::memory_order_relaxed);
+    const bool follows = h == held.fd && uint64_t{offset} == uint64_t{held.start} + len;
+    if (len != 0 && (!follows || count > kHeldRoom - len) && writeheld() < 0) return -1;
+    if (count > kHeldRoom) return writeout(h, buf, count, offset);
+    if (held.len.load(std::memory_order_relaxed) == 0) {
+        held.fd = h;
+        held.start = offset;
+    }
+    const uint32_t at = held.len.load(std::memory_order_relaxed);
+    memcpy(held.bytes + at, buf, count);
+    held.len.store(at + count, std::memory_order_relaxed);
+    return static_cast<int32_t>(count);
+}
+
+int32_t osdrain() { return drain(); }
+
 int32_t osflush(int32_t h) {
+    if (drain() < 0) return 0;
     if (iomode != 9) return 0;
     return fsync(h) == 0 ? 1 : 0;
 }
 
 int32_t osseek(int32_t h, int32_t offset, int32_t origin) {
+    if (drain(h) < 0) return -1;
     if (osfaultleft[OSF_SEEK] != 0 && osfaulthit(OSF_SEEK, nullptr) < 0) return -1;
     static const int whence[3] = {SEEK_SET, SEEK_CUR, SEEK_END};
     if (origin < 0 || origin > 2) return -1;
@@ -220,6 +307,7 @@ int32_t osseek(int32_t h, int32_t offset, int32_t origin) {
 }
 
 int32_t oslock(int32_t h, uint32_t offset, uint32_t length) {
+    if (drain(h) < 0) return -1;
     if (osfaultleft[OSF_LOCK] != 0 && osfaulthit(OSF_LOCK, nullptr) < 0) return -1;
     if (length == 0) return 0;
     if (setlock(h, F_WRLCK, offset, length) == 0) return 0;
@@ -230,16 +318,19 @@ int32_t oslock(int32_t h, uint32_t offset, uint32_t length) {
 }
 
 int32_t osunlock(int32_t h, uint32_t offset, uint32_t length) {
+    if (drain(h) < 0) return -1;
     if (length == 0) return 0;
     return setlock(h, F_UNLCK, offset, length) == 0 ? 0 : -1;
 }
 
 int32_t osunlink(const char* path) {
+    if (drain() < 0) return -1;
     if (path == nullptr || *path == '\0') return -1;
     return unlink(path) == 0 ? 0 : -1;
 }
 
 int32_t osrename(const char* from, const char* to) {
+    if (drain() < 0) return -1;
     if (from == nullptr || to == nullptr || *from == '\0' || *to == '\0') return -1;
     return rename(from, to) == 0 ? 0 : -1;
 }
@@ -262,6 +353,7 @@ bool syncpath(const char* path, int flags) {
 // rename() replaces atomically; the new file's bytes are synced before it,
 // and the directory entry after it, so that the order survives a crash.
 int32_t osreplace(const char* from, const char* to) {
+    if (drain() < 0) return -1;
     if (from == nullptr || to == nullptr || *from == '\0' || *to == '\0') return -1;
     if (!syncpath(from, O_RDONLY) || rename(from, to) != 0) return -1;
     std::string dir(to);
@@ -273,6 +365,7 @@ int32_t osreplace(const char* from, const char* to) {
 }
 
 int32_t osfilesize(int32_t h) {
+    if (drain(h) < 0) return -1;
     struct stat st;
     if (fstat(h, &st) != 0 || st.st_size > INT32_MAX) return -1;
     return static_cast<int32_t>(st.st_size);

@@ -142,6 +142,12 @@ int32_t oswriteat(int32_t h, const void* buf, uint32_t count, uint32_t offset) {
     return WriteFile(tohandle(h), buf, count, &n, &o) ? static_cast<int32_t>(n) : -1;
 }
 
+int32_t oswritelater(int32_t h, const void* buf, uint32_t count, uint32_t offset) {
+    return oswriteat(h, buf, count, offset);
+}
+
+int32_t osdrain() { return 0; }
+
 int32_t osflush(int32_t h) { return direct() ? (FlushFileBuffers(tohandle(h)) ? 1 : 0) : 0; }
 
 int32_t osseek(int32_t h, int32_t offset, int32_t origin) {

@@ -1,11 +1,14 @@
 // os_test.cc - the file, lock and memory layer on real files: bad paths,
 // byte locks between handles, sizes that overflow, and date bytes through
-// the file time.
+// the file time, mapped reads and held writes.
 #include <gtest/gtest.h>
 
+#include <cerrno>
+#include <filesystem>
 #include <string>
 
 #include "support/os.h"
+#include "support/osfault.h"
 #include "common/files.h"
 #include "velnor.h"
 
@@ -120,4 +123,35 @@ TEST_F(Os, MappedReadsFollowTheFile) {
     EXPECT_EQ(std::string(buf, 5), "other");
     EXPECT_EQ(osclose(a), 0);
     EXPECT_EQ(osclose(c), 0);
+}
+
+// Held bytes are on the file before another file is written, and every call
+// on their handle sees them; a held write that fails fails the call that
+// made it, keeps the bytes for the next, and a close that cannot write them
+// reports it.
+TEST_F(Os, HeldWritesComeBeforeEverythingAfterThem) {
+    const std::string f = path("held.dat"), g = path("next.dat");
+    const int32_t a = osopen(f.c_str(), kCreate, 511), b = osopen(g.c_str(), kCreate, 511);
+    char buf[8] = {};
+    ASSERT_EQ(oswritelater(a, "abc", 3, 0), 3);
+    ASSERT_EQ(oswritelater(a, "def", 3, 3), 3);
+    ASSERT_EQ(osreadat(a, buf, 6, 0), 6);
+    EXPECT_EQ(std::string(buf, 6), "abcdef");
+    ASSERT_EQ(oswritelater(a, "XY", 2, 100), 2);
+    ASSERT_EQ(oswriteat(b, "1", 1, 0), 1);
+    EXPECT_EQ(std::filesystem::file_size(f), 102u);
+#ifndef _WIN32
+    ASSERT_EQ(oswritelater(a, "Q", 1, 102), 1);
+    osfaultarm(OSF_WRITE, 1, false, EIO);
+    EXPECT_EQ(osfilesize(a), -1);
+    EXPECT_EQ(osfilesize(a), 103);
+    ASSERT_EQ(oswritelater(a, "Z", 1, 103), 1);
+    osfaultarm(OSF_WRITE, 1, false, EIO);
+    EXPECT_EQ(osclose(a), -1);
+    osfaultarm(-1, 0, false, 0);
+    EXPECT_EQ(std::filesystem::file_size(f), 103u);
+#else
+    EXPECT_EQ(osclose(a), 0);
+#endif
+    EXPECT_EQ(osclose(b), 0);
 }
