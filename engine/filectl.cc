@@ -14,11 +14,13 @@ namespace {
 bool activekey(const FHCB* cb) { return cb->nkeys > 0 && !(cb->fflags & VN_FF_NOKEY); }
 
 // An unshared (or exclusive) file keeps its header count and thread heads in
-// the block; this writes them when they changed.
+// the block; this writes them when they changed, and puts the data writes
+// still held in memory on the file, ahead of the index pages.
 void writeheader(FHCB* cb) {
-    if (!(cb->state & VN_ST_DIRTY) || cb->nitems == 0 || (cb->fflags & VN_FF_NODATA)) return;
-    if (writehdrcount(cb) != 0) return;
-    if (cb->nthreads > 0 && cb->threads != nullptr) writeheads(cb);
+    if ((cb->state & VN_ST_DIRTY) && cb->nitems > 0 && !(cb->fflags & VN_FF_NODATA) && writehdrcount(cb) == 0 &&
+        cb->nthreads > 0 && cb->threads != nullptr)
+        writeheads(cb);
+    if (osdrain() < 0 && cb->status == 0) cb->status = VN_E_DATWRITE;
 }
 
 // Keeps the first failure's status across later steps.
