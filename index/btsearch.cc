@@ -54,11 +54,11 @@ int flatcmp(const char* a, const char* b, unsigned n) {
     return 0;
 }
 
-// The last of entries 0..start that the key is not less than, or -1;
-// *cmp is the key compared with that entry.  Entries are in ascending
-// order, so a binary search finds the entry a scan down from start would.
-int scan(const Search& s, int start, int* cmp) {
-    const uint8_t* img = s.c->img;
+// The last of entries 0..start of page img that the key is not less than,
+// or -1; *cmp is the key compared with that entry.  Entries are in
+// ascending order, so a binary search finds the entry a scan down from
+// start would.
+int scan(const Search& s, const uint8_t* img, int start, int* cmp) {
     const char* key = s.cb->index->keybuf;
     int lo = 0, hi = start + 1;
     *cmp = -1;
@@ -92,7 +92,7 @@ int32_t leafanswer(const Search& s, bool resumed) {
     IdxCursor* c = s.c;
     int count = c->img[PG_COUNT];
     int cmp;
-    int i = scan(s, count - 1, &cmp);
+    int i = scan(s, c->img, count - 1, &cmp);
     bool greater = i >= 0 && cmp > 0;  // key above entry i, below i+1
     if (i >= 0 && cmp == 0) {
         if (s.exact) return found(c, i);
@@ -130,10 +130,10 @@ int climbto(const IdxCursor* c, bool forward) {
     return -1;
 }
 
-// The image holds a page of index with a count its page can hold.
-bool pageofindex(const IdxCursor* c, int index) {
-    const unsigned count = c->img[PG_COUNT];
-    return c->img[PG_OWNER] == index && count > 0 && count <= c->cap;
+// img is a page of index with a count its page can hold.
+bool pageofindex(const uint8_t* img, const IdxCursor* c, int index) {
+    const unsigned count = img[PG_COUNT];
+    return img[PG_OWNER] == index && count > 0 && count <= c->cap;
 }
 
 // Shared, before a step resumes in the cursor's leaf: the leaf read again
@@ -151,7 +151,7 @@ int32_t leafagain(FHCB* cb, int index) {
         return -1;
     }
     c->atend = 0;
-    return pgisleaf(c->img) && pageofindex(c, index);
+    return pgisleaf(c->img) && pageofindex(c->img, c, index);
 }
 
 }  // namespace
@@ -166,7 +166,7 @@ int32_t btreadpage(FHCB* cb, int index, uint32_t page) {
     }
     c->page = page;
     c->atend = 0;
-    return pageofindex(c, index) ? 0 : corrupt(cb, c);
+    return pageofindex(c->img, c, index) ? 0 : corrupt(cb, c);
 }
 
 int32_t btfind(FHCB* cb, int index, int mode, bool resume) {
@@ -187,9 +187,29 @@ int32_t btfind(FHCB* cb, int index, int mode, bool resume) {
     // A search passes each page of the file at most twice; more is a loop.
     for (uint64_t passed = 0;; passed++) {
         if (passed > 2 * uint64_t{st->nextpage} + IDX_MAXDEPTH) return corrupt(cb, c);
-        if (btreadpage(cb, index, page) < 0) return -1;
-        int count = c->img[PG_COUNT];
-        if (pgisleaf(c->img)) {
+        // An inner page is searched where the cache keeps it; the cursor
+        // takes a copy of the leaf only.
+        if (page == 0 || page >= st->nextpage) return corrupt(cb, c);
+        void* pin = nullptr;
+        const uint8_t* img = pgview(cb, index, page, &pin);
+        if (img == nullptr) {
+            c->page = 0;
+            return -1;
+        }
+        c->page = page;
+        c->atend = 0;
+        if (!pageofindex(img, c, index)) {
+            if (pin != nullptr) pgunpin(pin);
+            return corrupt(cb, c);
+        }
+        if (pin != nullptr && pgisleaf(img)) {
+            memcpy(c->img, img, st->pagesize);
+            pgunpin(pin);
+            img = c->img;
+            pin = nullptr;
+        }
+        int count = img[PG_COUNT];
+        if (pgisleaf(img)) {
             int32_t r = leafanswer(s, false);
             if (r != CLIMBNEXT && r != CLIMBPREV) return r;
             int d = climbto(c, r == CLIMBNEXT);
@@ -209,11 +229,13 @@ int32_t btfind(FHCB* cb, int index, int mode, bool resume) {
             continue;
         }
         int cmp;
-        int i = scan(s, count >= 2 ? count - 2 : 0, &cmp);
+        int i = scan(s, img, count >= 2 ? count - 2 : 0, &cmp);
         int slot = i < 0 ? 0 : cmp > 0 ? (i + 1 < count ? i + 1 : count - 1) : i;
+        const uint32_t child = pgptr(img, slot);
+        if (pin != nullptr) pgunpin(pin);
         if (c->depth >= IDX_MAXDEPTH) return corrupt(cb, c);
         c->path[c->depth++] = {page, static_cast<uint8_t>(slot), static_cast<uint8_t>(count)};
-        page = pgptr(c->img, slot);
+        page = child;
     }
 }
 

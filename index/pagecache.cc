@@ -37,10 +37,17 @@ void dropblock(PageSlot& s) {
     s.block = nullptr;
 }
 
-// Open-addressed table of the occupied slots below used, by (file, page):
-// slot number, or -1 for an empty entry.  It has at least twice as many
-// entries as the slot table has room for, so probe runs stay short.
-std::vector<int32_t> hashed;
+// Open-addressed table of the occupied slots below used, by (file, page),
+// each entry holding its key so that a probe reads no slot; slot -1 marks
+// an empty entry.  It has at least twice as many entries as the slot table
+// has room for, so probe runs stay short.
+struct HashEntry {
+    uint32_t file, page;
+    int32_t slot;
+    void* block;  // the slot's, fixed while it is occupied
+};
+constexpr HashEntry kNoEntry = {0, 0, -1, nullptr};
+std::vector<HashEntry> hashed;
 uint32_t hashmask = 0;
 int hashshift = 32;
 
@@ -54,22 +61,21 @@ uint32_t hashof(uint32_t file, uint32_t page) {
     return ((page * 0x9E3779B1u) ^ (file * 0x85EBCA77u)) >> hashshift;
 }
 
-void hashclear() { std::fill(hashed.begin(), hashed.end(), -1); }
+void hashclear() { std::fill(hashed.begin(), hashed.end(), kNoEntry); }
 
 void hashadd(int32_t slot) {
     const PageSlot& s = pgcache.slots[slot];
     uint32_t h = hashof(s.file, s.page);
-    while (hashed[h] >= 0) h = (h + 1) & hashmask;
-    hashed[h] = slot;
+    while (hashed[h].slot >= 0) h = (h + 1) & hashmask;
+    hashed[h] = {s.file, s.page, slot, s.block};
 }
 
 // Entry of (file, page), or -1.
 int32_t hashfind(uint32_t file, uint32_t page) {
     for (uint32_t h = hashof(file, page);; h = (h + 1) & hashmask) {
-        const int32_t i = hashed[h];
-        if (i < 0) return -1;
-        const PageSlot& s = pgcache.slots[i];
-        if (s.file == file && s.page == page) return static_cast<int32_t>(h);
+        const HashEntry& e = hashed[h];
+        if (e.slot < 0) return -1;
+        if (e.file == file && e.page == page) return static_cast<int32_t>(h);
     }
 }
 
@@ -78,20 +84,19 @@ int32_t hashfind(uint32_t file, uint32_t page) {
 void hashdrop(int32_t slot) {
     const PageSlot& s = pgcache.slots[slot];
     uint32_t h = hashof(s.file, s.page);
-    while (hashed[h] != slot) {
-        if (hashed[h] < 0) return;
+    while (hashed[h].slot != slot) {
+        if (hashed[h].slot < 0) return;
         h = (h + 1) & hashmask;
     }
-    hashed[h] = -1;
-    for (uint32_t j = (h + 1) & hashmask; hashed[j] >= 0; j = (j + 1) & hashmask) {
-        const PageSlot& t = pgcache.slots[hashed[j]];
-        const uint32_t home = hashof(t.file, t.page);
+    hashed[h] = kNoEntry;
+    for (uint32_t j = (h + 1) & hashmask; hashed[j].slot >= 0; j = (j + 1) & hashmask) {
+        const uint32_t home = hashof(hashed[j].file, hashed[j].page);
         // The entry at j may move to the hole at h unless its home lies
         // cyclically in (h, j].
         const bool stays = h < j ? (home > h && home <= j) : (home > h || home <= j);
         if (stays) continue;
         hashed[h] = hashed[j];
-        hashed[j] = -1;
+        hashed[j] = kNoEntry;
         h = j;
     }
 }
@@ -101,7 +106,7 @@ void hashbuild() {
     hashshift = 31;
     while ((1u << (32 - hashshift)) < 2u * static_cast<uint32_t>(room)) hashshift--;
     hashmask = (1u << (32 - hashshift)) - 1;
-    hashed.assign(hashmask + 1, -1);
+    hashed.assign(hashmask + 1, kNoEntry);
     for (int32_t i = 0; i < pgcache.used; i++)
         if (pgcache.slots[i].file != 0) hashadd(i);
 }
@@ -265,7 +270,9 @@ int32_t pglookup(uint32_t file, uint32_t page) {
     if (pgcache.used == 0) return -1;
     const int32_t h = hashfind(file, page);
     if (h < 0) return -1;
-    const int32_t found = hashed[h];
+    // The page's bytes come next: fetch them while the slot is touched.
+    __builtin_prefetch(hashed[h].block);
+    const int32_t found = hashed[h].slot;
     touch(found);
     return found;
 }
@@ -324,23 +331,15 @@ int32_t pgput(FHCB* cb, int index, uint32_t page, int look) {
     return slot;
 }
 
-int32_t pgread(FHCB* cb, int index, uint32_t page) {
+namespace {
+
+// Reads page from the file into the image of cursor index and caches it:
+// 0, or -1 with cacheerror 23 or 30.
+int32_t readfromfile(FHCB* cb, int index, uint32_t page) {
     IdxState* st = cb->index;
     uint8_t* img = st->cursor[index].img;
-    uint32_t size = st->pagesize;
-    int32_t slot = pgcache.slots ? pglookup(cb->idxfd, page) : -1;
-    if (slot >= 0) {
-        PageSlot& s = pgcache.slots[slot];
-        const uint8_t* src = static_cast<const uint8_t*>(globalhlock(s.block));
-        if (!src) {
-            cacheerror = VN_E_IDXLOCK;
-            return -1;
-        }
-        memcpy(img, src, size);
-        globalhunlock(s.block);
-        return 0;
-    }
-    int32_t off = pageoffset(page, size);
+    const uint32_t size = st->pagesize;
+    const int32_t off = pageoffset(page, size);
     bool ok = false;
     for (int attempt = 0; attempt < READTRIES && !ok; attempt++) {
         int32_t fd = static_cast<int32_t>(cb->idxfd);
@@ -360,6 +359,35 @@ int32_t pgread(FHCB* cb, int index, uint32_t page) {
         return -1;
     }
     return pgput(cb, index, page, 0) < 0 ? -1 : 0;
+}
+
+}  // namespace
+
+const uint8_t* pgview(FHCB* cb, int index, uint32_t page, void** pin) {
+    *pin = nullptr;
+    const int32_t slot = pgcache.slots ? pglookup(cb->idxfd, page) : -1;
+    if (slot < 0) return readfromfile(cb, index, page) < 0 ? nullptr : cb->index->cursor[index].img;
+    void* block = pgcache.slots[slot].block;
+    const auto* view = static_cast<const uint8_t*>(globalhlock(block));
+    if (!view) {
+        cacheerror = VN_E_IDXLOCK;
+        return nullptr;
+    }
+    *pin = block;
+    return view;
+}
+
+void pgunpin(void* pin) { globalhunlock(pin); }
+
+int32_t pgread(FHCB* cb, int index, uint32_t page) {
+    void* pin = nullptr;
+    const uint8_t* view = pgview(cb, index, page, &pin);
+    if (!view) return -1;
+    if (pin) {
+        memcpy(cb->index->cursor[index].img, view, cb->index->pagesize);
+        pgunpin(pin);
+    }
+    return 0;
 }
 
 int32_t pgwrite(FHCB* cb, int index, uint32_t page) {

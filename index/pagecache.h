@@ -89,6 +89,12 @@ int32_t pgput(FHCB* cb, int index, uint32_t page, int look);
 // from the file (up to 100 tries, 50 ms apart, reopening the file once).
 // 0, or -1 with cacheerror 23 or 30; the status is not touched.
 int32_t pgread(FHCB* cb, int index, uint32_t page);
+// Page to read in place: the cached copy, its block locked until
+// pgunpin(*pin), with nothing else called in the cache before that; else
+// read from the file into the image of cursor index as pgread does, *pin
+// null.  Null on failure, as pgread.
+const uint8_t* pgview(FHCB* cb, int index, uint32_t page, void** pin);
+void pgunpin(void* pin);
 // Stores the image of cursor index as page: dirty in the cache, or
 // straight to the file when the cache cannot take it.  0, or -1 (24).
 int32_t pgwrite(FHCB* cb, int index, uint32_t page);
