@@ -47,9 +47,9 @@ int32_t osflush(int32_t h);  // direct face: nonzero on success; runtime face: 0
 // Writes like oswriteat, but may keep the bytes in memory and write them
 // with the bytes that follow them, for a file that no other process reads
 // while it is open.  Held bytes reach the file before any other call of
-// this layer writes, opens or closes a file, or reads, seeks in, measures
-// or locks the handle they belong to, so that the file sees its writes in
-// the order they were made and every read sees them.  A held write that
+// this layer writes, opens, renames or removes a file, or reads, seeks in,
+// measures, locks or closes the handle they belong to, so that the files
+// see their writes in the order they were made and every read sees them.  A held write that
 // then fails fails that later call, whatever it was, with the bytes still
 // held for the next one; osclose of their handle drops them on failure.
 // count, or -1.  Windows writes at once.
