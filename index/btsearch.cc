@@ -156,17 +156,48 @@ int32_t leafagain(FHCB* cb, int index) {
 
 }  // namespace
 
-int32_t btreadpage(FHCB* cb, int index, uint32_t page) {
+namespace {
+
+// Page of index to read, made the cursor's page: the cache's copy, pinned
+// as pgview says, or the cursor's image with *pin null.  It must lie inside
+// the file, belong to index and hold 1..cap entries.  Null, with the cursor
+// left without a page, when it cannot be read or is corrupt (status 28).
+const uint8_t* viewpage(FHCB* cb, int index, uint32_t page, void** pin) {
     IdxState* st = cb->index;
     IdxCursor* c = &st->cursor[index];
-    if (page == 0 || page >= st->nextpage) return corrupt(cb, c);
-    if (pgread(cb, index, page) < 0) {
+    *pin = nullptr;
+    if (page == 0 || page >= st->nextpage) {
+        corrupt(cb, c);
+        return nullptr;
+    }
+    const uint8_t* img = pgview(cb, index, page, pin);
+    if (img == nullptr) {
         c->page = 0;
-        return -1;
+        return nullptr;
     }
     c->page = page;
     c->atend = 0;
-    return pageofindex(c->img, c, index) ? 0 : corrupt(cb, c);
+    if (pageofindex(img, c, index)) return img;
+    if (*pin != nullptr) pgunpin(*pin);
+    corrupt(cb, c);
+    return nullptr;
+}
+
+// Makes the cursor's image hold img, a page viewpage pinned or its own.
+void keepcopy(IdxCursor* c, const uint8_t* img, void* pin, uint16_t size) {
+    if (pin == nullptr) return;
+    memcpy(c->img, img, size);
+    pgunpin(pin);
+}
+
+}  // namespace
+
+int32_t btreadpage(FHCB* cb, int index, uint32_t page) {
+    void* pin = nullptr;
+    const uint8_t* img = viewpage(cb, index, page, &pin);
+    if (img == nullptr) return -1;
+    keepcopy(&cb->index->cursor[index], img, pin, cb->index->pagesize);
+    return 0;
 }
 
 int32_t btfind(FHCB* cb, int index, int mode, bool resume) {
@@ -189,22 +220,11 @@ int32_t btfind(FHCB* cb, int index, int mode, bool resume) {
         if (passed > 2 * uint64_t{st->nextpage} + IDX_MAXDEPTH) return corrupt(cb, c);
         // An inner page is searched where the cache keeps it; the cursor
         // takes a copy of the leaf only.
-        if (page == 0 || page >= st->nextpage) return corrupt(cb, c);
         void* pin = nullptr;
-        const uint8_t* img = pgview(cb, index, page, &pin);
-        if (img == nullptr) {
-            c->page = 0;
-            return -1;
-        }
-        c->page = page;
-        c->atend = 0;
-        if (!pageofindex(img, c, index)) {
-            if (pin != nullptr) pgunpin(pin);
-            return corrupt(cb, c);
-        }
-        if (pin != nullptr && pgisleaf(img)) {
-            memcpy(c->img, img, st->pagesize);
-            pgunpin(pin);
+        const uint8_t* img = viewpage(cb, index, page, &pin);
+        if (img == nullptr) return -1;
+        if (pgisleaf(img)) {
+            keepcopy(c, img, pin, st->pagesize);
             img = c->img;
             pin = nullptr;
         }
