@@ -5,6 +5,8 @@
 
 #include <algorithm>
 #include <cstring>
+#include <memory>
+#include <new>
 #include <vector>
 
 #include "index/idxfile.h"
@@ -37,78 +39,96 @@ void dropblock(PageSlot& s) {
     s.block = nullptr;
 }
 
-// Open-addressed table of the occupied slots below used, by (file, page),
-// each entry holding its key so that a probe reads no slot; slot -1 marks
-// an empty entry.  It has at least twice as many entries as the slot table
-// has room for, so probe runs stay short.
-struct HashEntry {
-    uint32_t file, page;
-    int32_t slot;
-    void* block;  // the slot's, fixed while it is occupied
-};
-constexpr HashEntry kNoEntry = {0, 0, -1, nullptr};
-std::vector<HashEntry> hashed;
-uint32_t hashmask = 0;
-int hashshift = 32;
-
 // Slots the table has room for: it starts at kFirstRoom (or the capacity,
 // when smaller) and doubles as pages come in, up to the capacity, so that a
 // process with small files never pays for the whole table.
 constexpr int32_t kFirstRoom = 4096;
 int32_t room = 0;
 
-uint32_t hashof(uint32_t file, uint32_t page) {
-    return ((page * 0x9E3779B1u) ^ (file * 0x85EBCA77u)) >> hashshift;
+// Where the occupied slots are, by file and page: for each file with pages
+// in the cache, chunks of kChunk slot numbers (-1 for a page not cached)
+// made as its pages come in.  Four bytes a page keep the directory of even
+// a large index within the processor's cache, which a hash of (file, page)
+// would not be.  A page lies below 2^31 bytes into its file, so a file has
+// at most a few thousand chunks.
+constexpr uint32_t kChunkBits = 10, kChunk = 1u << kChunkBits;
+struct FilePages {
+    uint32_t file;
+    uint32_t cached;  // entries that name a slot
+    std::vector<std::unique_ptr<int32_t[]>> chunks;
+};
+std::vector<FilePages> filepages;
+
+FilePages* pagesof(uint32_t file) {
+    for (FilePages& f : filepages)
+        if (f.file == file) return &f;
+    return nullptr;
 }
 
-void hashclear() { std::fill(hashed.begin(), hashed.end(), kNoEntry); }
+// The directory entry of (file, page), or null when it was never made.
+int32_t* entryof(uint32_t file, uint32_t page) {
+    FilePages* f = pagesof(file);
+    const uint32_t c = page >> kChunkBits;
+    if (f == nullptr || c >= f->chunks.size() || !f->chunks[c]) return nullptr;
+    return &f->chunks[c][page & (kChunk - 1)];
+}
 
-void hashadd(int32_t slot) {
+void hashclear() { filepages.clear(); }
+
+// Enters an occupied slot: true, or false when there is no memory for it.
+bool hashadd(int32_t slot) {
     const PageSlot& s = pgcache.slots[slot];
-    uint32_t h = hashof(s.file, s.page);
-    while (hashed[h].slot >= 0) h = (h + 1) & hashmask;
-    hashed[h] = {s.file, s.page, slot, s.block};
-}
-
-// Entry of (file, page), or -1.
-int32_t hashfind(uint32_t file, uint32_t page) {
-    for (uint32_t h = hashof(file, page);; h = (h + 1) & hashmask) {
-        const HashEntry& e = hashed[h];
-        if (e.slot < 0) return -1;
-        if (e.file == file && e.page == page) return static_cast<int32_t>(h);
+    try {
+        FilePages* f = pagesof(s.file);
+        if (f == nullptr) f = &filepages.emplace_back(FilePages{s.file, 0, {}});
+        const uint32_t c = s.page >> kChunkBits;
+        if (c >= f->chunks.size()) f->chunks.resize(c + 1);
+        std::unique_ptr<int32_t[]>& chunk = f->chunks[c];
+        if (!chunk) {
+            chunk.reset(new int32_t[kChunk]);
+            std::fill_n(chunk.get(), kChunk, -1);
+        }
+        chunk[s.page & (kChunk - 1)] = slot;
+        f->cached++;
+        return true;
+    } catch (const std::bad_alloc&) {
+        return false;
     }
 }
 
-// Takes an occupied slot out of the table, shifting later entries of its
-// probe run back so that no lookup stops short of them.
+// Slot of (file, page), or -1.
+int32_t hashfind(uint32_t file, uint32_t page) {
+    const int32_t* e = entryof(file, page);
+    return e != nullptr ? *e : -1;
+}
+
 void hashdrop(int32_t slot) {
     const PageSlot& s = pgcache.slots[slot];
-    uint32_t h = hashof(s.file, s.page);
-    while (hashed[h].slot != slot) {
-        if (hashed[h].slot < 0) return;
-        h = (h + 1) & hashmask;
-    }
-    hashed[h] = kNoEntry;
-    for (uint32_t j = (h + 1) & hashmask; hashed[j].slot >= 0; j = (j + 1) & hashmask) {
-        const uint32_t home = hashof(hashed[j].file, hashed[j].page);
-        // The entry at j may move to the hole at h unless its home lies
-        // cyclically in (h, j].
-        const bool stays = h < j ? (home > h && home <= j) : (home > h || home <= j);
-        if (stays) continue;
-        hashed[h] = hashed[j];
-        hashed[j] = kNoEntry;
-        h = j;
-    }
+    int32_t* e = entryof(s.file, s.page);
+    if (e == nullptr || *e != slot) return;
+    *e = -1;
+    pagesof(s.file)->cached--;
 }
 
-// Sizes the hash for room slots and enters every occupied slot below used.
-void hashbuild() {
-    hashshift = 31;
-    while ((1u << (32 - hashshift)) < 2u * static_cast<uint32_t>(room)) hashshift--;
-    hashmask = (1u << (32 - hashshift)) - 1;
-    hashed.assign(hashmask + 1, kNoEntry);
-    for (int32_t i = 0; i < pgcache.used; i++)
-        if (pgcache.slots[i].file != 0) hashadd(i);
+// The occupied slots of a file, highest first.
+std::vector<int32_t> slotsof(uint32_t file) {
+    std::vector<int32_t> found;
+    if (const FilePages* f = pagesof(file)) {
+        for (size_t c = 0; c < f->chunks.size() && found.size() < f->cached; c++)
+            for (uint32_t i = 0; f->chunks[c] && i < kChunk; i++)
+                if (f->chunks[c][i] >= 0) found.push_back(f->chunks[c][i]);
+    }
+    std::sort(found.begin(), found.end(), std::greater<int32_t>());
+    return found;
+}
+
+// Forgets a file none of whose pages is cached any more.
+void hashforget(uint32_t file) {
+    for (size_t i = 0; i < filepages.size(); i++) {
+        if (filepages[i].file != file) continue;
+        filepages.erase(filepages.begin() + static_cast<std::ptrdiff_t>(i));
+        return;
+    }
 }
 
 // Doubles the slot table's room, up to the capacity: true, or false when
@@ -121,7 +141,6 @@ bool grow() {
     globalmfree(pgcache.slots);
     pgcache.slots = bigger;
     room = more;
-    hashbuild();
     return true;
 }
 
@@ -154,12 +173,14 @@ void touch(int32_t slot) {
     }
 }
 
-// Adds a slot just filled with a page to the table and the order of use.
-void occupy(int32_t slot) {
-    hashadd(slot);
+// Adds a slot just filled with a page to the table and the order of use:
+// true, or false, the slot left as it was, when there is no memory for it.
+bool occupy(int32_t slot) {
+    if (!hashadd(slot)) return false;
     pgcache.slots[slot].newer = pgcache.slots[slot].older = -1;
     linknewest(slot);
     occupied++;
+    return true;
 }
 
 // Takes an occupied slot out of the table and the order of use.
@@ -239,7 +260,6 @@ int32_t pgcacheinit() {
         room = std::min(pgcache.capacity, kFirstRoom);
         pgcache.slots = static_cast<PageSlot*>(globalcalloc(static_cast<uint32_t>(room), sizeof(PageSlot)));
         pgcache.used = 0;
-        hashbuild();
     }
     if (!pgcache.slots) {
         cacheerror = VN_E_MEMORY;
@@ -268,11 +288,10 @@ void pgcachefree() {
 int32_t pglookup(uint32_t file, uint32_t page) {
     pgclock++;
     if (pgcache.used == 0) return -1;
-    const int32_t h = hashfind(file, page);
-    if (h < 0) return -1;
+    const int32_t found = hashfind(file, page);
+    if (found < 0) return -1;
     // The page's bytes come next: fetch them while the slot is touched.
-    __builtin_prefetch(hashed[h].block);
-    const int32_t found = hashed[h].slot;
+    __builtin_prefetch(pgcache.slots[found].block);
     touch(found);
     return found;
 }
@@ -317,7 +336,11 @@ int32_t pgput(FHCB* cb, int index, uint32_t page, int look) {
         s->size = size;
         s->age.stamp = pgclock;
         s->dirty = 0;
-        occupy(slot);
+        if (!occupy(slot)) {
+            dropblock(*s);
+            memset(s, 0, sizeof *s);  // a free slot below used
+            return -1;
+        }
     }
     PageSlot& s = pgcache.slots[slot];
     uint8_t* dst = static_cast<uint8_t*>(globalhlock(s.block));
@@ -410,15 +433,15 @@ int32_t pgflush(FHCB* cb) {
     int32_t r = 0;
     uint32_t file = cb->idxfd;
     if (pgcache.slots) {
-        for (int32_t i = pgcache.used - 1; i >= 0; i--) {
-            PageSlot& s = pgcache.slots[i];
-            if (s.file == 0 || s.file != file) continue;
-            if (s.dirty && pgwriteback(i) < 0) {
+        // The file's slots, from the last to the first.
+        for (const int32_t i : slotsof(file)) {
+            if (pgcache.slots[i].dirty && pgwriteback(i) < 0) {
                 cacheerror = VN_E_IDXWRITE;
                 r = -1;
             }
             dropslot(i);
         }
+        hashforget(file);
         while (pgcache.used > 0 && pgcache.slots[pgcache.used - 1].file == 0) pgcache.used--;
     }
     osflush(static_cast<int32_t>(file));
