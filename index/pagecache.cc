@@ -1,6 +1,6 @@
 // pagecache.cc - the library-wide write-back cache of index pages: slots
-// found through a hash of (file, page), aged by a lookup clock, the oldest
-// page evicted when the table is full, and per-file flushes.
+// found through a directory of each file's pages, aged by a lookup clock, the
+// oldest page evicted when the table is full, and per-file flushes.
 #include "index/pagecache.h"
 
 #include <algorithm>
@@ -49,8 +49,8 @@ int32_t room = 0;
 // in the cache, chunks of kChunk slot numbers (-1 for a page not cached)
 // made as its pages come in.  Four bytes a page keep the directory of even
 // a large index within the processor's cache, which a hash of (file, page)
-// would not be.  A page lies below 2^31 bytes into its file, so a file has
-// at most a few thousand chunks.
+// would not be.  The pages of a real file lie below 2^31 bytes, a few
+// thousand chunks at most; even a damaged page number needs fewer than 2^22.
 constexpr uint32_t kChunkBits = 10, kChunk = 1u << kChunkBits;
 struct FilePages {
     uint32_t file;
@@ -73,10 +73,10 @@ int32_t* entryof(uint32_t file, uint32_t page) {
     return &f->chunks[c][page & (kChunk - 1)];
 }
 
-void hashclear() { filepages.clear(); }
+void dirclear() { filepages.clear(); }
 
 // Enters an occupied slot: true, or false when there is no memory for it.
-bool hashadd(int32_t slot) {
+bool diradd(int32_t slot) {
     const PageSlot& s = pgcache.slots[slot];
     try {
         FilePages* f = pagesof(s.file);
@@ -97,12 +97,12 @@ bool hashadd(int32_t slot) {
 }
 
 // Slot of (file, page), or -1.
-int32_t hashfind(uint32_t file, uint32_t page) {
+int32_t dirfind(uint32_t file, uint32_t page) {
     const int32_t* e = entryof(file, page);
     return e != nullptr ? *e : -1;
 }
 
-void hashdrop(int32_t slot) {
+void dirdrop(int32_t slot) {
     const PageSlot& s = pgcache.slots[slot];
     int32_t* e = entryof(s.file, s.page);
     if (e == nullptr || *e != slot) return;
@@ -123,7 +123,7 @@ std::vector<int32_t> slotsof(uint32_t file) {
 }
 
 // Forgets a file none of whose pages is cached any more.
-void hashforget(uint32_t file) {
+void dirforget(uint32_t file) {
     for (size_t i = 0; i < filepages.size(); i++) {
         if (filepages[i].file != file) continue;
         filepages.erase(filepages.begin() + static_cast<std::ptrdiff_t>(i));
@@ -176,7 +176,7 @@ void touch(int32_t slot) {
 // Adds a slot just filled with a page to the table and the order of use:
 // true, or false, the slot left as it was, when there is no memory for it.
 bool occupy(int32_t slot) {
-    if (!hashadd(slot)) return false;
+    if (!diradd(slot)) return false;
     pgcache.slots[slot].newer = pgcache.slots[slot].older = -1;
     linknewest(slot);
     occupied++;
@@ -185,7 +185,7 @@ bool occupy(int32_t slot) {
 
 // Takes an occupied slot out of the table and the order of use.
 void vacate(int32_t slot) {
-    hashdrop(slot);
+    dirdrop(slot);
     unlink(slot);
     occupied--;
 }
@@ -269,7 +269,7 @@ int32_t pgcacheinit() {
     pgcache.used = 0;
     newest = oldest = -1;
     occupied = 0;
-    hashclear();
+    dirclear();
     return 0;
 }
 
@@ -277,7 +277,7 @@ void pgcachefree() {
     pgcache.used = 0;
     newest = oldest = -1;
     occupied = 0;
-    hashclear();
+    dirclear();
     globalsettle();
     if (pgcache.slots) globalmfree(pgcache.slots);
     pgcache.slots = nullptr;
@@ -288,7 +288,7 @@ void pgcachefree() {
 int32_t pglookup(uint32_t file, uint32_t page) {
     pgclock++;
     if (pgcache.used == 0) return -1;
-    const int32_t found = hashfind(file, page);
+    const int32_t found = dirfind(file, page);
     if (found < 0) return -1;
     // The page's bytes come next: fetch them while the slot is touched.
     __builtin_prefetch(pgcache.slots[found].block);
@@ -441,7 +441,7 @@ int32_t pgflush(FHCB* cb) {
             }
             dropslot(i);
         }
-        hashforget(file);
+        dirforget(file);
         while (pgcache.used > 0 && pgcache.slots[pgcache.used - 1].file == 0) pgcache.used--;
     }
     osflush(static_cast<int32_t>(file));

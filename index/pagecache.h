@@ -79,7 +79,7 @@ void pgsetcapacity(int32_t slots);
 int32_t pgcacheinit();
 // Drops the slot table; every file must have been flushed before.
 void pgcachefree();
-// Slot of (file, page), or -1, found through a hash of the occupied slots.
+// Slot of (file, page), or -1, found through the directory of its file.
 // Ages every other occupied slot by one and makes the found one's age 0.
 int32_t pglookup(uint32_t file, uint32_t page);
 // Copies the image of cursor index into a slot for page and returns the
