@@ -17,9 +17,8 @@ bool activekey(const FHCB* cb) { return cb->nkeys > 0 && !(cb->fflags & VN_FF_NO
 // the block; this writes them when they changed, and puts the data writes
 // still held in memory on the file, ahead of the index pages.
 void writeheader(FHCB* cb) {
-    if ((cb->state & VN_ST_DIRTY) && cb->nitems > 0 && !(cb->fflags & VN_FF_NODATA) && writehdrcount(cb) == 0 &&
-        cb->nthreads > 0 && cb->threads != nullptr)
-        writeheads(cb);
+    const bool counted = (cb->state & VN_ST_DIRTY) && cb->nitems > 0 && !(cb->fflags & VN_FF_NODATA);
+    if (counted && writehdrcount(cb) == 0 && cb->nthreads > 0 && cb->threads != nullptr) writeheads(cb);
     if (osdrain() < 0 && cb->status == 0) cb->status = VN_E_DATWRITE;
 }
 

@@ -49,10 +49,10 @@ int32_t osflush(int32_t h);  // direct face: nonzero on success; runtime face: 0
 // while it is open.  Held bytes reach the file before any other call of
 // this layer writes, opens, renames or removes a file, or reads, seeks in,
 // measures, locks or closes the handle they belong to, so that the files
-// see their writes in the order they were made and every read sees them.  A held write that
-// then fails fails that later call, whatever it was, with the bytes still
-// held for the next one; osclose of their handle drops them on failure.
-// count, or -1.  Windows writes at once.
+// see their writes in the order they were made and every read sees them.
+// A held write that then fails fails that later call, whatever it was,
+// with the bytes still held for the next one; osclose of their handle
+// drops them on failure.  count, or -1.  Windows writes at once.
 int32_t oswritelater(int32_t h, const void* buf, uint32_t count, uint32_t offset);
 // Writes whatever oswritelater holds: 0, or -1 with it still held.
 int32_t osdrain();
