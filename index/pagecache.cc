@@ -110,9 +110,11 @@ void dirdrop(int32_t slot) {
     pagesof(s.file)->cached--;
 }
 
-// The occupied slots of a file, highest first.
-std::vector<int32_t> slotsof(uint32_t file) {
-    std::vector<int32_t> found;
+// The occupied slots of a file, highest first, in a list kept from one
+// flush to the next so that a shared command allocates nothing here.
+const std::vector<int32_t>& slotsof(uint32_t file) {
+    static std::vector<int32_t> found;
+    found.clear();
     if (const FilePages* f = pagesof(file)) {
         for (size_t c = 0; c < f->chunks.size() && found.size() < f->cached; c++)
             for (uint32_t i = 0; f->chunks[c] && i < kChunk; i++)

@@ -216,20 +216,14 @@ int32_t osreadmapped(int32_t h, void* buf, uint32_t count, uint32_t offset) {
 }
 
 int32_t osclose(int32_t h) {
-    bool lost = false;
-    if (held.len.load(std::memory_order_relaxed) != 0) {
+    // Bytes held for the handle go with it: written, or reported lost.
+    const bool lost = drain(h) < 0;
+    if (lost) {
         std::lock_guard<std::mutex> guard(held.lock);
-        if (h == held.fd && writeheld() < 0) {
-            held.len.store(0, std::memory_order_relaxed);  // the handle goes: nothing can take them
-            lost = true;
-        }
+        if (held.fd == h) held.len.store(0, std::memory_order_relaxed);
     }
     if (!filemaps.empty()) dropmap(h);
-    if (lost) {
-        if (h > 0) close(h);
-        return -1;
-    }
-    if (osfaultleft[OSF_CLOSE] != 0 && osfaulthit(OSF_CLOSE, nullptr) < 0) {
+    if (lost || (osfaultleft[OSF_CLOSE] != 0 && osfaulthit(OSF_CLOSE, nullptr) < 0)) {
         if (h > 0) close(h);
         return -1;
     }
@@ -278,11 +272,11 @@ int32_t oswritelater(int32_t h, const void* buf, uint32_t count, uint32_t offset
     const bool follows = h == held.fd && uint64_t{offset} == uint64_t{held.start} + len;
     if (len != 0 && (!follows || count > kHeldRoom - len) && writeheld() < 0) return -1;
     if (count > kHeldRoom) return writeout(h, buf, count, offset);
-    if (held.len.load(std::memory_order_relaxed) == 0) {
+    const uint32_t at = held.len.load(std::memory_order_relaxed);
+    if (at == 0) {
         held.fd = h;
         held.start = offset;
     }
-    const uint32_t at = held.len.load(std::memory_order_relaxed);
     memcpy(held.bytes + at, buf, count);
     held.len.store(at + count, std::memory_order_relaxed);
     return static_cast<int32_t>(count);
