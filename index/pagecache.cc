@@ -46,16 +46,22 @@ constexpr int32_t kFirstRoom = 4096;
 int32_t room = 0;
 
 // Where the occupied slots are, by file and page: for each file with pages
-// in the cache, chunks of kChunk slot numbers (-1 for a page not cached)
-// made as its pages come in.  Four bytes a page keep the directory of even
-// a large index within the processor's cache, which a hash of (file, page)
-// would not be.  The pages of a real file lie below 2^31 bytes, a few
-// thousand chunks at most; even a damaged page number needs fewer than 2^22.
+// in the cache, chunks of kChunk entries (slot -1 for a page not cached)
+// made as its pages come in.  An entry names the slot and its block, so
+// that a lookup fetches the page's bytes and the slot at once rather than
+// one after the other; a few bytes a page keep the directory of a large
+// index far smaller than a hash of (file, page) would be.  The pages of a
+// real file lie below 2^31 bytes, a few thousand chunks at most; even a
+// damaged page number needs fewer than 2^22.
 constexpr uint32_t kChunkBits = 10, kChunk = 1u << kChunkBits;
+struct DirEntry {
+    int32_t slot;
+    void* block;  // the slot's block, only ever prefetched
+};
 struct FilePages {
     uint32_t file;
     uint32_t cached;  // entries that name a slot
-    std::vector<std::unique_ptr<int32_t[]>> chunks;
+    std::vector<std::unique_ptr<DirEntry[]>> chunks;
 };
 std::vector<FilePages> filepages;
 
@@ -66,7 +72,7 @@ FilePages* pagesof(uint32_t file) {
 }
 
 // The directory entry of (file, page), or null when it was never made.
-int32_t* entryof(uint32_t file, uint32_t page) {
+DirEntry* entryof(uint32_t file, uint32_t page) {
     FilePages* f = pagesof(file);
     const uint32_t c = page >> kChunkBits;
     if (f == nullptr || c >= f->chunks.size() || !f->chunks[c]) return nullptr;
@@ -83,12 +89,12 @@ bool diradd(int32_t slot) {
         if (f == nullptr) f = &filepages.emplace_back(FilePages{s.file, 0, {}});
         const uint32_t c = s.page >> kChunkBits;
         if (c >= f->chunks.size()) f->chunks.resize(c + 1);
-        std::unique_ptr<int32_t[]>& chunk = f->chunks[c];
+        std::unique_ptr<DirEntry[]>& chunk = f->chunks[c];
         if (!chunk) {
-            chunk.reset(new int32_t[kChunk]);
-            std::fill_n(chunk.get(), kChunk, -1);
+            chunk.reset(new DirEntry[kChunk]);
+            std::fill_n(chunk.get(), kChunk, DirEntry{-1, nullptr});
         }
-        chunk[s.page & (kChunk - 1)] = slot;
+        chunk[s.page & (kChunk - 1)] = DirEntry{slot, s.block};
         f->cached++;
         return true;
     } catch (const std::bad_alloc&) {
@@ -96,17 +102,21 @@ bool diradd(int32_t slot) {
     }
 }
 
-// Slot of (file, page), or -1.
+// Slot of (file, page), or -1; its page's bytes and the slot itself are
+// fetched into the processor's cache as the caller goes on.
 int32_t dirfind(uint32_t file, uint32_t page) {
-    const int32_t* e = entryof(file, page);
-    return e != nullptr ? *e : -1;
+    const DirEntry* e = entryof(file, page);
+    if (e == nullptr || e->slot < 0) return -1;
+    __builtin_prefetch(e->block);
+    __builtin_prefetch(&pgcache.slots[e->slot]);
+    return e->slot;
 }
 
 void dirdrop(int32_t slot) {
     const PageSlot& s = pgcache.slots[slot];
-    int32_t* e = entryof(s.file, s.page);
-    if (e == nullptr || *e != slot) return;
-    *e = -1;
+    DirEntry* e = entryof(s.file, s.page);
+    if (e == nullptr || e->slot != slot) return;
+    *e = DirEntry{-1, nullptr};
     pagesof(s.file)->cached--;
 }
 
@@ -118,7 +128,7 @@ const std::vector<int32_t>& slotsof(uint32_t file) {
     if (const FilePages* f = pagesof(file)) {
         for (size_t c = 0; c < f->chunks.size() && found.size() < f->cached; c++)
             for (uint32_t i = 0; f->chunks[c] && i < kChunk; i++)
-                if (f->chunks[c][i] >= 0) found.push_back(f->chunks[c][i]);
+                if (f->chunks[c][i].slot >= 0) found.push_back(f->chunks[c][i].slot);
     }
     std::sort(found.begin(), found.end(), std::greater<int32_t>());
     return found;
@@ -292,8 +302,6 @@ int32_t pglookup(uint32_t file, uint32_t page) {
     if (pgcache.used == 0) return -1;
     const int32_t found = dirfind(file, page);
     if (found < 0) return -1;
-    // The page's bytes come next: fetch them while the slot is touched.
-    __builtin_prefetch(pgcache.slots[found].block);
     touch(found);
     return found;
 }
