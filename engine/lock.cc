@@ -63,10 +63,8 @@ void fileunlock(FHCB* cb) {
 int32_t recprobe(FHCB* cb) {
     if (!locking(cb)) return 0;
     uint32_t pos = static_cast<uint32_t>(cb->datpos);
-    if (pos == 0 || pos == cb->lockpos) return 0;
-    if (dlock(cb, pos) != 0) return 1;
-    udlock(cb, pos);
-    return 0;
+    if (pos == 0 || pos == cb->lockpos || !oslocking(cb)) return 0;
+    return osprobe(static_cast<int32_t>(cb->datfd), pos, 1);
 }
 
 void oprlock(FHCB* cb) {

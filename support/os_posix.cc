@@ -54,9 +54,10 @@ int32_t abovezero(int fd) {
 int32_t clampcount(uint32_t count) { return count > INT_MAX ? INT_MAX : static_cast<int32_t>(count); }
 
 #ifdef F_OFD_SETLK
-constexpr int kSetLock = F_OFD_SETLK;
+constexpr int kSetLock = F_OFD_SETLK, kGetLock = F_OFD_GETLK;
 #else
-constexpr int kSetLock = F_SETLK;  // process-owned locks where OFD locks are missing
+// process-owned locks where OFD locks are missing
+constexpr int kSetLock = F_SETLK, kGetLock = F_GETLK;
 #endif
 
 int setlock(int32_t h, short type, uint32_t offset, uint32_t length) {
@@ -315,6 +316,24 @@ int32_t osunlock(int32_t h, uint32_t offset, uint32_t length) {
     if (drain(h) < 0) return -1;
     if (length == 0) return 0;
     return setlock(h, F_UNLCK, offset, length) == 0 ? 0 : -1;
+}
+
+int32_t osprobe(int32_t h, uint32_t offset, uint32_t length) {
+    if (drain(h) < 0) return 1;
+    if (osfaultleft[OSF_LOCK] != 0 && osfaulthit(OSF_LOCK, nullptr) < 0) return 1;
+    if (length == 0) return 0;
+    struct flock fl = {};
+    fl.l_type = F_WRLCK;
+    fl.l_whence = SEEK_SET;
+    fl.l_start = static_cast<off_t>(offset);
+    fl.l_len = static_cast<off_t>(length);
+    if (fcntl(h, kGetLock, &fl) != 0) return 1;
+    if (fl.l_type == F_UNLCK) return 0;
+    if (fl.l_type == F_WRLCK) return 1;
+    // Only shared locks stand in the way: they keep out a writable
+    // handle's lock, and oslock takes a shared one on a read-only handle.
+    const int mode = fcntl(h, F_GETFL);
+    return mode < 0 || (mode & O_ACCMODE) != O_RDONLY ? 1 : 0;
 }
 
 int32_t osunlink(const char* path) {

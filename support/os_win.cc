@@ -172,6 +172,13 @@ int32_t osunlock(int32_t h, uint32_t offset, uint32_t length) {
     return UnlockFile(w, offset, 0, length, 0) ? 0 : -1;
 }
 
+int32_t osprobe(int32_t h, uint32_t offset, uint32_t length) {
+    // Windows cannot ask: the test takes the lock and gives it back.
+    if (oslock(h, offset, length) != 0) return 1;
+    osunlock(h, offset, length);
+    return 0;
+}
+
 int32_t osunlink(const char* path) {
     if (path == nullptr || *path == '\0') return -1;
     if (direct()) return DeleteFileA(path) ? 0 : -1;

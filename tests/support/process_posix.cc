@@ -47,6 +47,35 @@ TEST_F(OsProcess, LocksAreRefusedToAnotherProcessAndDieWithIt) {
     osclose(h);
 }
 
+// A probe answers what a lock of the same byte would, from another process
+// and from a read-only handle, whose lock is a shared one.
+TEST_F(OsProcess, AProbeAnswersAsALockWould) {
+    std::string f = path("probe.dat");
+    writefile("probe.dat", std::string(64, ' '));
+    int32_t h = osopen(f.c_str(), kShared, 0);
+    int32_t ro = osopen(f.c_str(), VN_O_BINARY | VN_O_RDONLY, 0);
+    ASSERT_TRUE(h >= 1 && ro >= 1);
+    ASSERT_EQ(oslock(h, 5, 1), 0);
+    ASSERT_EQ(oslock(ro, 9, 1), 0);  // shared
+    auto answers = [&](uint32_t mode, uint32_t at) {
+        return child([&] {
+            int32_t mine = osopen(f.c_str(), mode, 0);
+            if (mine < 1) return 3;
+            const int32_t probed = osprobe(mine, at, 1);
+            const int32_t locked = oslock(mine, at, 1) == 0 ? 0 : 1;
+            return probed != locked ? 2 : probed;
+        });
+    };
+    EXPECT_EQ(answers(kShared, 5), 1);
+    EXPECT_EQ(answers(kShared, 6), 0);
+    EXPECT_EQ(answers(kShared, 9), 1);
+    EXPECT_EQ(answers(VN_O_BINARY | VN_O_RDONLY, 9), 0);
+    EXPECT_EQ(answers(VN_O_BINARY | VN_O_RDONLY, 5), 1);
+    EXPECT_EQ(osprobe(ro, 5, 0), 0);
+    osclose(ro);
+    osclose(h);
+}
+
 TEST_F(OsProcess, DescriptorsAreNeverZeroNorInherited) {
     writefile("z.dat", "z");
     const std::string f = path("z.dat");
