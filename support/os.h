@@ -36,13 +36,20 @@ int32_t osreadat(int32_t h, void* buf, uint32_t count, uint32_t offset);
 int32_t oswriteat(int32_t h, const void* buf, uint32_t count, uint32_t offset);
 // Reads count bytes at offset through a memory map of the file, made on
 // first use and widened as the file grows, without a system call once the
-// bytes are mapped.  Only for a file that no other process writes or cuts
-// short while it is open: bytes another process removed cannot be read
-// from a map.  count, or -1 when the bytes are not all in the file, the
-// file cannot be mapped (or this system maps nothing) or a fault is armed;
-// the caller then reads with osreadat, which reports what is there.
-// osclose drops the handle's map.
+// bytes are mapped.  What other processes write shows in the map as it
+// does to osreadat.  The file is measured only when a read goes past what
+// was last seen, so a read of bytes another process has cut off since
+// fails, and one in the last page left would read zeros: where another
+// process may have cut the file short, osremeasure it first.  count, or -1
+// when the bytes are not all in the file, the file cannot be mapped (or
+// this system maps nothing) or a fault is armed; the caller then reads
+// with osreadat, which reports what is there.  osclose drops the map.
 int32_t osreadmapped(int32_t h, void* buf, uint32_t count, uint32_t offset);
+// Measures the file of h again for osreadmapped, so that bytes another
+// process has cut off since are left to osreadat.  0, or -1 when the file
+// cannot be measured, nothing then being read through its map until it
+// can.  Does nothing on a handle without a map.
+int32_t osremeasure(int32_t h);
 int32_t osflush(int32_t h);  // direct face: nonzero on success; runtime face: 0
 // Writes like oswriteat, but may keep the bytes in memory and write them
 // with the bytes that follow them, for a file that no other process reads

@@ -13,11 +13,14 @@
 #include <string>
 
 #include <fcntl.h>
+#include <setjmp.h>
+#include <signal.h>
 #include <sys/file.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <mutex>
 #include <unordered_map>
@@ -176,6 +179,51 @@ struct FileMap {
 };
 std::unordered_map<int32_t, FileMap> filemaps;
 
+// A read through a map of a file that another process has cut short since
+// faults (SIGBUS) instead of coming up short.  The copy runs under a guard:
+// the fault jumps back to the read, which then fails as a short read
+// would.  A fault outside a guarded copy goes where it went before.
+thread_local sigjmp_buf* volatile mapguard = nullptr;
+struct sigaction priorbus;
+
+void onbus(int sig, siginfo_t* info, void* context) {
+    if (mapguard != nullptr) siglongjmp(*mapguard, 1);
+    if (priorbus.sa_flags & SA_SIGINFO) {
+        if (priorbus.sa_sigaction != nullptr) return priorbus.sa_sigaction(sig, info, context);
+    } else if (priorbus.sa_handler != SIG_DFL && priorbus.sa_handler != SIG_IGN) {
+        return priorbus.sa_handler(sig);
+    }
+    // Put back what was there; the faulting access runs again and meets it.
+    sigaction(SIGBUS, &priorbus, nullptr);
+}
+
+// Copies count bytes from a map: true, or false when the copy faulted.
+// SA_NODEFER leaves SIGBUS unblocked while the handler runs, so the jump
+// out of it needs no saved signal mask.
+bool guardedcopy(void* to, const uint8_t* from, size_t count) {
+    static std::once_flag installed;
+    std::call_once(installed, [] {
+        struct sigaction act = {};
+        act.sa_sigaction = onbus;
+        act.sa_flags = SA_SIGINFO | SA_NODEFER;
+        sigemptyset(&act.sa_mask);
+        sigaction(SIGBUS, &act, &priorbus);
+    });
+    sigjmp_buf here;
+    if (sigsetjmp(here, 0) != 0) {
+        mapguard = nullptr;
+        return false;
+    }
+    // The fences keep the copy between the guard's stores, which the
+    // compiler would otherwise see no reader of.
+    mapguard = &here;
+    std::atomic_signal_fence(std::memory_order_seq_cst);
+    memcpy(to, from, count);
+    std::atomic_signal_fence(std::memory_order_seq_cst);
+    mapguard = nullptr;
+    return true;
+}
+
 void dropmap(int32_t h) {
     auto it = filemaps.find(h);
     if (it == filemaps.end()) return;
@@ -212,8 +260,23 @@ int32_t osreadmapped(int32_t h, void* buf, uint32_t count, uint32_t offset) {
         }
         m.size = size;
     }
-    memcpy(buf, m.addr + offset, count);
-    return static_cast<int32_t>(count);
+    if (guardedcopy(buf, m.addr + offset, count)) return static_cast<int32_t>(count);
+    m.size = 0;  // cut short under the map: measure it again next time
+    return -1;
+}
+
+int32_t osremeasure(int32_t h) {
+    const auto it = filemaps.find(h);
+    if (it == filemaps.end()) return 0;
+    FileMap& m = it->second;
+    struct stat st;
+    if (fstat(h, &st) != 0) {
+        m.size = 0;
+        return -1;
+    }
+    // A file grown past the map is mapped afresh by the read that needs it.
+    m.size = std::min(static_cast<uint64_t>(st.st_size), static_cast<uint64_t>(m.len));
+    return 0;
 }
 
 int32_t osclose(int32_t h) {

@@ -117,6 +117,8 @@ OVERLAPPED at(uint32_t offset) {
 // Windows keeps to ReadFile: every record read is a call.
 int32_t osreadmapped(int32_t, void*, uint32_t, uint32_t) { return -1; }
 
+int32_t osremeasure(int32_t) { return 0; }
+
 int32_t osreadat(int32_t h, void* buf, uint32_t count, uint32_t offset) {
     if (osfaultleft[OSF_READ] != 0 && osfaulthit(OSF_READ, &count) < 0) return -1;
     if (count > INT32_MAX) count = INT32_MAX;

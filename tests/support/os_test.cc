@@ -125,6 +125,40 @@ TEST_F(Os, MappedReadsFollowTheFile) {
     EXPECT_EQ(osclose(c), 0);
 }
 
+// A file cut short under its map fails the read rather than faulting, and
+// once measured again reads no zeros where its bytes were.
+TEST_F(Os, MappedReadsOfBytesCutOffFail) {
+#ifdef _WIN32
+    GTEST_SKIP() << "Windows reads every record with ReadFile";
+#endif
+    const std::string f = path("cut.dat");
+    const std::string block(65536, 'm');
+    writefile("cut.dat", block);
+    const int32_t b = osopen(f.c_str(), kUpdate, 0);
+    char buf[4] = {};
+    ASSERT_EQ(osreadmapped(b, buf, 4, 40000), 4);
+    auto cutto = [&](const char* rest) {  // another handle recreates the file
+        const int32_t c = osopen(f.c_str(), kCreate, 511);
+        ASSERT_EQ(oswriteat(c, rest, 3, 0), 3);
+        osclose(c);
+    };
+    cutto("abc");
+    EXPECT_EQ(osreadmapped(b, buf, 4, 40000), -1);
+    EXPECT_EQ(osreadat(b, buf, 4, 40000), 0);
+    EXPECT_EQ(osreadmapped(b, buf, 4, 1), -1);
+    ASSERT_EQ(osreadmapped(b, buf, 2, 1), 2);
+    EXPECT_EQ(std::string(buf, 2), "bc");
+
+    writefile("cut.dat", block);
+    ASSERT_EQ(osreadmapped(b, buf, 4, 40000), 4);
+    cutto("xyz");
+    ASSERT_EQ(osremeasure(b), 0);
+    EXPECT_EQ(osreadmapped(b, buf, 4, 1), -1);  // not "yz" and two zeros
+    ASSERT_EQ(osreadmapped(b, buf, 3, 0), 3);
+    EXPECT_EQ(std::string(buf, 3), "xyz");
+    EXPECT_EQ(osclose(b), 0);
+}
+
 // Held bytes are on the file before another file is written, and every call
 // on their handle sees them; a held write that fails fails the call that
 // made it, keeps the bytes for the next, and a close that cannot write them
