@@ -64,7 +64,8 @@ void spanput(const IdxState* st, uint8_t* h) {
 }
 
 bool readat(int32_t fd, uint32_t off, void* buf, uint32_t n) {
-    return osreadat(fd, buf, n, off) == static_cast<int32_t>(n);
+    const auto want = static_cast<int32_t>(n);
+    return osreadmapped(fd, buf, n, off) == want || osreadat(fd, buf, n, off) == want;
 }
 
 bool writeat(int32_t fd, uint32_t off, const void* buf, uint32_t n) {
@@ -231,6 +232,9 @@ int32_t hdrread(FHCB* cb, int whole) {
     int32_t fd = static_cast<int32_t>(cb->idxfd);
     uint8_t hdr[IDX_HDRSIZE];
     st->hdrepoch = 0;
+    // Another process may have cut the file short since the last look; a
+    // file that cannot be measured is read without the map.
+    osremeasure(fd);
     if (!whole) {
         if (!readat(fd, IDX_SPANOFF, hdr + IDX_SPANOFF, IDX_SPANSIZE))
             return fail(cb, VN_E_IDXREAD);
