@@ -79,17 +79,30 @@ DirEntry* entryof(uint32_t file, uint32_t page) {
     return &f->chunks[c][page & (kChunk - 1)];
 }
 
-void dirclear() { filepages.clear(); }
+// Chunks of files forgotten, every entry back at -1, kept for the next
+// file: shared use forgets its file after every command.
+std::vector<std::unique_ptr<DirEntry[]>> sparechunks;
+constexpr size_t kSpareChunks = 64;
+
+void dirclear() {
+    filepages.clear();
+    sparechunks.clear();
+}
 
 // Enters an occupied slot: true, or false when there is no memory for it.
 bool diradd(int32_t slot) {
     const PageSlot& s = pgcache.slots[slot];
     try {
+        sparechunks.reserve(kSpareChunks);
         FilePages* f = pagesof(s.file);
         if (f == nullptr) f = &filepages.emplace_back(FilePages{s.file, 0, {}});
         const uint32_t c = s.page >> kChunkBits;
         if (c >= f->chunks.size()) f->chunks.resize(c + 1);
         std::unique_ptr<DirEntry[]>& chunk = f->chunks[c];
+        if (!chunk && !sparechunks.empty()) {
+            chunk = std::move(sparechunks.back());
+            sparechunks.pop_back();
+        }
         if (!chunk) {
             chunk.reset(new DirEntry[kChunk]);
             std::fill_n(chunk.get(), kChunk, DirEntry{-1, nullptr});
@@ -121,23 +134,36 @@ void dirdrop(int32_t slot) {
 }
 
 // The occupied slots of a file, highest first, in a list kept from one
-// flush to the next so that a shared command allocates nothing here.
+// flush to the next so that a shared command allocates nothing here.  The
+// slot table is read when it is the shorter, as after a shared command,
+// the file's directory when that is.
 const std::vector<int32_t>& slotsof(uint32_t file) {
     static std::vector<int32_t> found;
     found.clear();
-    if (const FilePages* f = pagesof(file)) {
-        for (size_t c = 0; c < f->chunks.size() && found.size() < f->cached; c++)
-            for (uint32_t i = 0; f->chunks[c] && i < kChunk; i++)
-                if (f->chunks[c][i].slot >= 0) found.push_back(f->chunks[c][i].slot);
+    const FilePages* f = pagesof(file);
+    if (f == nullptr) return found;
+    if (static_cast<size_t>(pgcache.used) <= f->chunks.size() * kChunk) {
+        for (int32_t i = pgcache.used - 1; i >= 0 && found.size() < f->cached; i--)
+            if (pgcache.slots[i].file == file) found.push_back(i);
+        return found;
     }
+    for (size_t c = 0; c < f->chunks.size() && found.size() < f->cached; c++)
+        for (uint32_t i = 0; f->chunks[c] && i < kChunk; i++)
+            if (f->chunks[c][i].slot >= 0) found.push_back(f->chunks[c][i].slot);
     std::sort(found.begin(), found.end(), std::greater<int32_t>());
     return found;
 }
 
-// Forgets a file none of whose pages is cached any more.
+// Forgets a file none of whose pages is cached any more, keeping a few of
+// its chunks for the next when no entry names a slot.
 void dirforget(uint32_t file) {
     for (size_t i = 0; i < filepages.size(); i++) {
         if (filepages[i].file != file) continue;
+        // The room was reserved before, so that keeping allocates nothing.
+        const size_t room = std::min(kSpareChunks, sparechunks.capacity());
+        for (auto& chunk : filepages[i].chunks)
+            if (chunk && filepages[i].cached == 0 && sparechunks.size() < room)
+                sparechunks.push_back(std::move(chunk));
         filepages.erase(filepages.begin() + static_cast<std::ptrdiff_t>(i));
         return;
     }
