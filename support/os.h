@@ -74,8 +74,9 @@ int32_t oscreat(const char* path, uint32_t perm);
 int32_t oslock(int32_t h, uint32_t offset, uint32_t length);
 int32_t osunlock(int32_t h, uint32_t offset, uint32_t length);
 // Whether oslock of the same bytes would be refused now, without taking
-// the lock: 1 refused, 0 it would succeed (a zero length always does).
-// Another holder's lock is never held up by the test.
+// the lock: 0 it would succeed (a zero length always does), 1 it would be
+// refused or the test itself failed.  Another holder's lock is never held
+// up by the test.
 int32_t osprobe(int32_t h, uint32_t offset, uint32_t length);
 // Holds a whole file against other processes: exclusive keeps out every
 // other hold, shared only exclusive ones.  flock on POSIX, on Windows a
