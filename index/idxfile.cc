@@ -63,11 +63,6 @@ void spanput(const IdxState* st, uint8_t* h) {
     for (int i = 0; i < IDX_MAXINDEX; i++) putle32(h + H_ROOT + 4 * i, st->root[i]);
 }
 
-bool readat(int32_t fd, uint32_t off, void* buf, uint32_t n) {
-    const auto want = static_cast<int32_t>(n);
-    return osreadmapped(fd, buf, n, off) == want || osreadat(fd, buf, n, off) == want;
-}
-
 bool writeat(int32_t fd, uint32_t off, const void* buf, uint32_t n) {
     return oswriteat(fd, buf, n, off) == static_cast<int32_t>(n);
 }
@@ -102,6 +97,11 @@ int32_t fail(FHCB* cb, uint8_t status) {
 }
 
 }  // namespace
+
+bool idxreadat(int32_t fd, uint32_t off, void* buf, uint32_t n) {
+    const auto want = static_cast<int32_t>(n);
+    return osreadmapped(fd, buf, n, off) == want || osreadat(fd, buf, n, off) == want;
+}
 
 uint16_t idxpagesize(unsigned m) {
     return static_cast<uint16_t>(static_cast<uint16_t>(24 * m + 228) & 0xFF80);
@@ -152,9 +152,9 @@ int32_t idxopen(FHCB* cb) {
     int32_t fd = static_cast<int32_t>(cb->idxfd);
     uint8_t hdr[IDX_HDRSIZE];
     cb->index = nullptr;
-    if (!readat(fd, 0, hdr, 8)) return fail(cb, VN_E_IDXREAD);
+    if (!idxreadat(fd, 0, hdr, 8)) return fail(cb, VN_E_IDXREAD);
     uint16_t version = getle16(hdr + H_VERSION);
-    if (!readat(fd, 0, hdr, IDX_HDRSIZE)) return fail(cb, VN_E_IDXREAD);
+    if (!idxreadat(fd, 0, hdr, IDX_HDRSIZE)) return fail(cb, VN_E_IDXREAD);
     if (version == IDX_OLDVERSION) return fail(cb, VN_E_IDXOLD);
     if (version != IDX_VERSION) return fail(cb, VN_E_IDXVERSION);
 
@@ -236,13 +236,13 @@ int32_t hdrread(FHCB* cb, int whole) {
     // file that cannot be measured is read without the map.
     osremeasure(fd);
     if (!whole) {
-        if (!readat(fd, IDX_SPANOFF, hdr + IDX_SPANOFF, IDX_SPANSIZE))
+        if (!idxreadat(fd, IDX_SPANOFF, hdr + IDX_SPANOFF, IDX_SPANSIZE))
             return fail(cb, VN_E_IDXREAD);
         spanget(st, hdr);
         if (st->lockepoch == idxlockepoch) st->hdrepoch = idxlockepoch;
         return 0;
     }
-    if (!readat(fd, 0, hdr, IDX_HDRSIZE)) return fail(cb, VN_E_IDXREAD);
+    if (!idxreadat(fd, 0, hdr, IDX_HDRSIZE)) return fail(cb, VN_E_IDXREAD);
     st->version = getle16(hdr + H_VERSION);
     spanget(st, hdr);
     // The geometry was checked at open; a file whose geometry changed

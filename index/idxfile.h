@@ -63,6 +63,10 @@ extern uint32_t idxlockepoch;
 // Ends the present epoch: every span read under a lock must be read again.
 void idxlockends();
 
+// Reads n bytes at off of an index file: through the file's map when it
+// can, else with a plain read.  True when all n came.
+bool idxreadat(int32_t fd, uint32_t off, void* buf, uint32_t n);
+
 // Page size for a largest key length m: (24m + 228) & 0xFF80 in 16 bits.
 uint16_t idxpagesize(unsigned m);
 // Entries per page for key length k in pages of p bytes, kept in 8 bits.

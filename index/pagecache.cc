@@ -403,9 +403,7 @@ int32_t readfromfile(FHCB* cb, int index, uint32_t page) {
     for (int attempt = 0; attempt < READTRIES && !ok; attempt++) {
         int32_t fd = static_cast<int32_t>(cb->idxfd);
         pgdiskreads++;
-        const auto at = static_cast<uint32_t>(off);
-        ok = osreadmapped(fd, img, size, at) == static_cast<int32_t>(size) ||
-             osreadat(fd, img, size, at) == static_cast<int32_t>(size);
+        ok = idxreadat(fd, static_cast<uint32_t>(off), img, size);
         if (ok) break;
         if (attempt == 0) {
             // Another process may hold a stale view: take a fresh handle.
