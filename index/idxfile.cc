@@ -100,7 +100,16 @@ int32_t fail(FHCB* cb, uint8_t status) {
 
 bool idxreadat(int32_t fd, uint32_t off, void* buf, uint32_t n) {
     const auto want = static_cast<int32_t>(n);
-    return osreadmapped(fd, buf, n, off) == want || osreadat(fd, buf, n, off) == want;
+    if (osreadmapped(fd, buf, n, off) == want) {
+        // The file never shrinks, so the map's last measure still holds,
+        // unless another process created the file afresh: then the pages
+        // past its new end read as zeros through the map.  Zeros are
+        // measured again before they are taken.
+        const auto* b = static_cast<const uint8_t*>(buf);
+        if (n == 0 || b[0] != 0 || memcmp(b, b + 1, n - 1) != 0) return true;
+        if (osremeasure(fd) == 0 && osreadmapped(fd, buf, n, off) == want) return true;
+    }
+    return osreadat(fd, buf, n, off) == want;
 }
 
 uint16_t idxpagesize(unsigned m) {
@@ -232,9 +241,6 @@ int32_t hdrread(FHCB* cb, int whole) {
     int32_t fd = static_cast<int32_t>(cb->idxfd);
     uint8_t hdr[IDX_HDRSIZE];
     st->hdrepoch = 0;
-    // Another process may have cut the file short since the last look; a
-    // file that cannot be measured is read without the map.
-    osremeasure(fd);
     if (!whole) {
         if (!idxreadat(fd, IDX_SPANOFF, hdr + IDX_SPANOFF, IDX_SPANSIZE))
             return fail(cb, VN_E_IDXREAD);

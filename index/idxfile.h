@@ -64,7 +64,10 @@ extern uint32_t idxlockepoch;
 void idxlockends();
 
 // Reads n bytes at off of an index file: through the file's map when it
-// can, else with a plain read.  True when all n came.
+// can, else with a plain read.  Bytes that come through the map all zero
+// are read again after the file is measured, so that a file another
+// process created afresh reads as short as a plain read finds it.  True
+// when all n came.
 bool idxreadat(int32_t fd, uint32_t off, void* buf, uint32_t n);
 
 // Page size for a largest key length m: (24m + 228) & 0xFF80 in 16 bits.
