@@ -25,12 +25,18 @@ bool ishex(const char* s, int n) {
     return true;
 }
 
-// An unshared file, which no other process writes, is read through a map.
+// Reads through the file's map.  A shared file may have been cut short by
+// another process since the map last measured it; bytes past its end then
+// read as zeros, the last byte among them, so a read that ends in a zero
+// is measured again before it is taken.
 int32_t readat(FHCB* cb, int32_t pos, void* buf, int32_t len) {
     if (pos < 0) return -1;
     const int32_t fd = static_cast<int32_t>(cb->datfd);
     const uint32_t n = static_cast<uint32_t>(len), at = static_cast<uint32_t>(pos);
-    if (!isshared(cb) && len > 0 && osreadmapped(fd, buf, n, at) == len) return len;
+    if (len > 0 && osreadmapped(fd, buf, n, at) == len) {
+        if (!isshared(cb) || static_cast<const char*>(buf)[n - 1] != 0) return len;
+        if (osremeasure(fd) == 0 && osreadmapped(fd, buf, n, at) == len) return len;
+    }
     return osreadat(fd, buf, n, at);
 }
 

@@ -1,6 +1,8 @@
 // record_damage_test.cc - damaged data files: a truncated last record and
 // variable-length records whose length field lies.  Nothing may crash or
 // read out of bounds; each case ends in a clear status.
+#include <filesystem>
+
 #include "engine/fid.h"
 #include "common/engine.h"
 
@@ -26,12 +28,13 @@ protected:
     }
 };
 
+// Cut after the first read, so that the cut comes under the file's map.
 TEST_F(Damage, TruncatedLastRecordIsPaddedWith1A) {
     const std::string dat = two(0);
-    writefile(dat, readfile(dat).substr(0, 32 * 3 - 12));
     File f(dat);
     first(f);
     ASSERT_EQ(f.read(), 0);
+    std::filesystem::resize_file(dat, 32 * 3 - 12);
     ASSERT_EQ(f.read(), 0) << int(f.cb.status);
     EXPECT_EQ(f.rec().substr(0, 10), "B2        ");
     EXPECT_EQ(std::string(f.buf.data() + 20, 12), std::string(12, '\x1A'));
