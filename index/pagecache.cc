@@ -422,10 +422,11 @@ int32_t readfromfile(FHCB* cb, int index, uint32_t page) {
 
 }  // namespace
 
-const uint8_t* pgview(FHCB* cb, int index, uint32_t page, void** pin) {
-    *pin = nullptr;
-    const int32_t slot = pgcache.slots ? pglookup(cb->idxfd, page) : -1;
-    if (slot < 0) return readfromfile(cb, index, page) < 0 ? nullptr : cb->index->cursor[index].img;
+namespace {
+
+// The block of an occupied slot, locked, with *pin set to it; null with
+// cacheerror 30 when it cannot be locked.
+const uint8_t* lockslot(int32_t slot, void** pin) {
     void* block = pgcache.slots[slot].block;
     const auto* view = static_cast<const uint8_t*>(globalhlock(block));
     if (!view) {
@@ -436,7 +437,27 @@ const uint8_t* pgview(FHCB* cb, int index, uint32_t page, void** pin) {
     return view;
 }
 
+}  // namespace
+
+const uint8_t* pgview(FHCB* cb, int index, uint32_t page, void** pin) {
+    *pin = nullptr;
+    const int32_t slot = pgcache.slots ? pglookup(cb->idxfd, page) : -1;
+    if (slot < 0) return readfromfile(cb, index, page) < 0 ? nullptr : cb->index->cursor[index].img;
+    return lockslot(slot, pin);
+}
+
 void pgunpin(void* pin) { globalhunlock(pin); }
+
+int32_t pgpeek(FHCB* cb, uint32_t page, void* to, uint32_t n) {
+    const int32_t slot = pgcache.slots ? pglookup(cb->idxfd, page) : -1;
+    if (slot < 0) return 0;
+    void* pin = nullptr;
+    const uint8_t* view = lockslot(slot, &pin);
+    if (!view) return -1;
+    memcpy(to, view, n);
+    pgunpin(pin);
+    return 1;
+}
 
 int32_t pgread(FHCB* cb, int index, uint32_t page) {
     void* pin = nullptr;

@@ -96,6 +96,10 @@ int32_t pgread(FHCB* cb, int index, uint32_t page);
 // null.  Null on failure, as pgread.
 const uint8_t* pgview(FHCB* cb, int index, uint32_t page, void** pin);
 void pgunpin(void* pin);
+// Copies the first n bytes of page into to when the page is cached: 1; 0
+// when it is not, nothing being read; -1 when its block cannot be locked
+// (cacheerror 30).  A lookup, as pglookup's.
+int32_t pgpeek(FHCB* cb, uint32_t page, void* to, uint32_t n);
 // Stores the image of cursor index as page: dirty in the cache, or
 // straight to the file when the cache cannot take it.  0, or -1 (24).
 int32_t pgwrite(FHCB* cb, int index, uint32_t page);

@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "index/btint.h"
+#include "index/definition.h"
 #include "index/idxfile.h"
 #include "index/idxpage.h"
 #include "index/pagecache.h"
@@ -22,6 +23,27 @@ unsigned spacecount(const IdxState* st, const uint8_t* img) {
     return n < spacecap(st) ? n : spacecap(st);
 }
 
+// The next link and count of list page into head: 1 when the image of
+// index 0 now holds the whole page, 0 when head alone was read, -1 on
+// failure.  Every page of the list ahead of the first with room is full,
+// so a shared walk, whose cache starts empty, reads only the first bytes
+// of a page not in the cache, sparing the copy and the slot of the rest.
+// Unshared, or when that read fails, the page is read whole.
+int32_t listhead(FHCB* cb, uint32_t page, uint8_t* head) {
+    IdxState* st = cb->index;
+    if (isshared(cb)) {
+        const int32_t cached = pgpeek(cb, page, head, SP_ENTRIES);
+        if (cached != 0) return cached < 0 ? -1 : 0;
+        const uint64_t off = uint64_t{page} * st->pagesize;
+        if (off + SP_ENTRIES <= UINT32_MAX &&
+            idxreadat(static_cast<int32_t>(cb->idxfd), static_cast<uint32_t>(off), head, SP_ENTRIES))
+            return 0;
+    }
+    if (pgread(cb, 0, page) < 0) return -1;
+    memcpy(head, st->cursor[0].img, SP_ENTRIES);
+    return 1;
+}
+
 int32_t addentry(FHCB* cb, uint32_t pos, uint16_t len) {
     IdxState* st = cb->index;
     IdxCursor& c = st->cursor[0];
@@ -32,15 +54,22 @@ int32_t addentry(FHCB* cb, uint32_t pos, uint16_t len) {
     uint32_t page = st->spacelist;
     for (uint32_t walked = 0; page && page < st->nextpage; walked++) {
         if (walked == st->nextpage) return btcorrupt(cb);
-        if (pgread(cb, 0, page) < 0) return -1;
-        unsigned n = getle16(img + SP_COUNT);
-        if (n < spacecap(st)) {
+        uint8_t head[SP_ENTRIES];
+        const int32_t whole = listhead(cb, page, head);
+        if (whole < 0) return -1;
+        if (getle16(head + SP_COUNT) < spacecap(st)) {
+            if (whole == 0 && pgread(cb, 0, page) < 0) return -1;
+            const unsigned n = getle16(img + SP_COUNT);
+            if (n >= spacecap(st)) {
+                page = getle32(img + SP_NEXT);
+                continue;
+            }
             putle32(entry(img, n), pos);
             putle16(entry(img, n) + 4, len);
             putle16(img + SP_COUNT, static_cast<uint16_t>(n + 1));
             return pgwrite(cb, 0, page);
         }
-        page = getle32(img + SP_NEXT);
+        page = getle32(head + SP_NEXT);
     }
     page = pagenew(cb, 0);
     if (page == 0) return -1;

@@ -47,4 +47,30 @@ TEST_F(SpaceList, SharedModeWritesTheHeaderBeforeANewListPage) {
     EXPECT_EQ(b.substr(256 + 4), std::string(252, '\0'));
 }
 
+// A shared walk reads only the heads of full pages, from the cache when a
+// page waits there dirty and from the file otherwise; the list it leaves
+// must be the one an unshared walk leaves, byte for byte.
+TEST_F(SpaceList, SharedWalksLeaveTheListAnUnsharedOneLeaves) {
+    IdxFile a(path("a.idx"), {{{5, 0}}}, VN_FF_VARLEN), b(path("b.idx"), {{{5, 0}}}, VN_FF_VARLEN);
+    ASSERT_EQ(a.make(), 0);
+    ASSERT_EQ(b.make(), 0);
+    b.shared(true);
+    for (uint32_t i = 1; i <= 400; i++) {
+        const auto len = static_cast<uint16_t>(i % 5);
+        // Takes give pages behind the head room again.
+        if (i % 7 == 0) {
+            ASSERT_EQ(spacetake(&b.cb, len), spacetake(&a.cb, len)) << i;
+        }
+        for (IdxFile* f : {&a, &b}) {
+            ASSERT_EQ(spaceadd(&f->cb, i, len), 0) << i;
+        }
+        if (i % 3 == 0) {
+            ASSERT_EQ(pgflush(&b.cb), 0);
+        }
+    }
+    ASSERT_EQ(a.close(), 0);
+    ASSERT_EQ(b.close(), 0);
+    EXPECT_EQ(readfile(a.path), readfile(b.path));
+}
+
 }  // namespace
