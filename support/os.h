@@ -40,7 +40,8 @@ int32_t oswriteat(int32_t h, const void* buf, uint32_t count, uint32_t offset);
 // does to osreadat.  The file is measured only when a read goes past what
 // was last seen, so a read of bytes another process has cut off since
 // fails, and one in the last page left would read zeros: where another
-// process may have cut the file short, osremeasure it first.  count, or -1
+// process may have cut the file short, osremeasure it before the read, or
+// after one whose zeros may lie past such a cut.  count, or -1
 // when the bytes are not all in the file, the file cannot be mapped (or
 // this system maps nothing) or a fault is armed; the caller then reads
 // with osreadat, which reports what is there.  osclose drops the map.
