@@ -1,6 +1,7 @@
 // pagecache.cc - the library-wide write-back cache of index pages: slots
 // found through a directory of each file's pages, aged by a lookup clock, the
-// oldest page evicted when the table is full, and per-file flushes.
+// oldest page (in a large table, one a clock hand finds unused) evicted
+// when the table is full, and per-file flushes.
 #include "index/pagecache.h"
 
 #include <algorithm>
@@ -182,67 +183,54 @@ bool grow() {
     return true;
 }
 
-// The occupied slots in order of last use, newest first, so that the
-// oldest page is found without a scan; and how many slots are occupied,
-// so that a free slot below used is looked for only when there is one.
-int32_t newest = -1, oldest = -1, occupied = 0;
+// How many slots are occupied, so that a free slot below used is looked
+// for only when there is one; and where the clock hand of a large table
+// stands.
+int32_t occupied = 0, hand = 0;
 
-void unlink(int32_t slot) {
-    PageSlot& s = pgcache.slots[slot];
-    (s.newer >= 0 ? pgcache.slots[s.newer].older : newest) = s.older;
-    (s.older >= 0 ? pgcache.slots[s.older].newer : oldest) = s.newer;
-    s.newer = s.older = -1;
-}
-
-void linknewest(int32_t slot) {
-    PageSlot& s = pgcache.slots[slot];
-    s.newer = -1;
-    s.older = newest;
-    (newest >= 0 ? pgcache.slots[newest].newer : oldest) = slot;
-    newest = slot;
-}
-
-// Marks an occupied slot used now.
+// Marks an occupied slot used now.  Only the slot itself is written: a
+// large index touches pages all over its table, and any list of them in
+// order of use would cost a visit to two more slots on every lookup.
 void touch(int32_t slot) {
-    pgcache.slots[slot].age.stamp = pgclock;
-    if (slot != newest) {
-        unlink(slot);
-        linknewest(slot);
-    }
+    PageSlot& s = pgcache.slots[slot];
+    s.age.stamp = pgclock;
+    s.recent = 1;
 }
 
-// Adds a slot just filled with a page to the table and the order of use:
-// true, or false, the slot left as it was, when there is no memory for it.
+// Adds a slot just filled with a page to the table: true, or false, the
+// slot left as it was, when there is no memory for it.
 bool occupy(int32_t slot) {
     if (!diradd(slot)) return false;
-    pgcache.slots[slot].newer = pgcache.slots[slot].older = -1;
-    linknewest(slot);
+    pgcache.slots[slot].recent = 1;
     occupied++;
     return true;
 }
 
-// Takes an occupied slot out of the table and the order of use.
+// Takes an occupied slot out of the table.
 void vacate(int32_t slot) {
     dirdrop(slot);
-    unlink(slot);
     occupied--;
 }
 
-// The slot of greatest age (the later one on a tie), or -1 when none is
-// occupied.  In the table of PGCACHE_SLOTS, ages read modulo 2^16, so a
-// page unused for that many lookups looks young again; the order of use
-// answers directly unless the oldest page is that old or shares its stamp,
-// and a scan of the ages otherwise.  A larger table, whose oldest page is
-// often that old, takes the least recently used page without a scan:
+// The page to evict, or -1 when no slot is occupied.  The table of
+// PGCACHE_SLOTS gives up the slot of greatest age (the later one on a tie),
+// its ages read modulo 2^16, so that a page unused for that many lookups
+// looks young again.  A larger table sweeps its clock hand on to the first
+// page not used since the hand last passed, clearing the marks it passes:
 // which page goes first changes when pages reach the file, not what the
 // file holds after a flush.
 int32_t victim() {
-    if (oldest < 0) return -1;
-    const PageSlot& o = pgcache.slots[oldest];
-    const bool plain = pgcache.capacity > PGCACHE_SLOTS ||
-                       (pgclock - o.age.stamp < AGEWRAP &&
-                        (o.newer < 0 || pgcache.slots[o.newer].age.stamp != o.age.stamp));
-    if (plain) return oldest;
+    if (occupied == 0) return -1;
+    if (pgcache.capacity > PGCACHE_SLOTS) {
+        // Every occupied slot lies below used; the second pass finds one.
+        for (;;) {
+            if (hand >= pgcache.used) hand = 0;
+            PageSlot& s = pgcache.slots[hand++];
+            if (s.file == 0) continue;
+            if (!s.recent) return hand - 1;
+            s.recent = 0;
+        }
+    }
     int32_t found = -1;
     uint16_t greatest = 0;
     for (int32_t i = 0; i < pgcache.used; i++) {
@@ -305,16 +293,14 @@ int32_t pgcacheinit() {
         return -1;
     }
     pgcache.used = 0;
-    newest = oldest = -1;
-    occupied = 0;
+    occupied = hand = 0;
     dirclear();
     return 0;
 }
 
 void pgcachefree() {
     pgcache.used = 0;
-    newest = oldest = -1;
-    occupied = 0;
+    occupied = hand = 0;
     dirclear();
     globalsettle();
     if (pgcache.slots) globalmfree(pgcache.slots);
@@ -353,7 +339,7 @@ int32_t pgput(FHCB* cb, int index, uint32_t page, int look) {
         PageSlot* s = &pgcache.slots[slot];
         if (!s->block) s->block = takeblock(size);
         if (!s->block) {
-            // No memory for a new block: fall back on the oldest page's.
+            // No memory for a new block: fall back on the victim's.
             memset(s, 0, sizeof *s);
             const int32_t old = victim();
             if (!fresh || old < 0) return -1;

@@ -44,8 +44,7 @@ struct PageSlot {
     uint16_t size;   // page size of that file
     SlotAge age;     // lookups since the page was last used
     uint8_t dirty;   // the copy differs from the disk
-    int32_t newer;   // occupied slots in order of last use: the next newer
-    int32_t older;   // and older slot, -1 at either end
+    uint8_t recent;  // used since the clock hand last passed (large tables)
 };
 
 struct PageCache {
