@@ -96,6 +96,7 @@ bool diradd(int32_t slot) {
     try {
         sparechunks.reserve(kSpareChunks);
         FilePages* f = pagesof(s.file);
+        if (f == nullptr && (f = pagesof(0)) != nullptr) f->file = s.file;  // a forgotten file's entry
         if (f == nullptr) f = &filepages.emplace_back(FilePages{s.file, 0, {}});
         const uint32_t c = s.page >> kChunkBits;
         if (c >= f->chunks.size()) f->chunks.resize(c + 1);
@@ -156,18 +157,18 @@ const std::vector<int32_t>& slotsof(uint32_t file) {
 }
 
 // Forgets a file none of whose pages is cached any more, keeping a few of
-// its chunks for the next when no entry names a slot.
+// its chunks, and its entry with the room of its chunk list, for the next
+// file: shared use forgets its file after every command.
 void dirforget(uint32_t file) {
-    for (size_t i = 0; i < filepages.size(); i++) {
-        if (filepages[i].file != file) continue;
-        // The room was reserved before, so that keeping allocates nothing.
-        const size_t room = std::min(kSpareChunks, sparechunks.capacity());
-        for (auto& chunk : filepages[i].chunks)
-            if (chunk && filepages[i].cached == 0 && sparechunks.size() < room)
-                sparechunks.push_back(std::move(chunk));
-        filepages.erase(filepages.begin() + static_cast<std::ptrdiff_t>(i));
-        return;
-    }
+    FilePages* f = pagesof(file);
+    if (f == nullptr) return;
+    // The room was reserved before, so that keeping allocates nothing.
+    const size_t room = std::min(kSpareChunks, sparechunks.capacity());
+    for (auto& chunk : f->chunks)
+        if (chunk && f->cached == 0 && sparechunks.size() < room) sparechunks.push_back(std::move(chunk));
+    f->chunks.clear();
+    f->file = 0;
+    f->cached = 0;
 }
 
 // Doubles the slot table's room, up to the capacity: true, or false when
@@ -261,6 +262,23 @@ void dropslot(int32_t slot) {
     memset(&s, 0, sizeof s);
 }
 
+// Slots below this many keep their blocks when a flush frees them, so that
+// shared use, which flushes after every command, does not allocate and
+// free the blocks of the few pages each command reads.
+constexpr int32_t kKeptBlocks = 64;
+
+// Marks a slot free after its page was flushed; a low slot keeps its block
+// (and the block's size) for the next page of that size.
+void emptyslot(int32_t slot) {
+    if (slot >= kKeptBlocks) return dropslot(slot);
+    PageSlot& s = pgcache.slots[slot];
+    if (s.file != 0) vacate(slot);
+    PageSlot kept = {};
+    kept.block = s.block;
+    kept.size = s.block ? s.size : 0;
+    s = kept;
+}
+
 // Empties an occupied slot for a page of size bytes, writing it back when
 // dirty; its block stays only when it has that size.  0, or -1.
 int32_t evict(int slot, uint16_t size) {
@@ -299,6 +317,8 @@ int32_t pgcacheinit() {
 }
 
 void pgcachefree() {
+    for (int32_t i = 0; pgcache.slots && i < room; i++)
+        if (pgcache.slots[i].block) dropblock(pgcache.slots[i]);
     pgcache.used = 0;
     occupied = hand = 0;
     dirclear();
@@ -337,6 +357,7 @@ int32_t pgput(FHCB* cb, int index, uint32_t page, int look) {
             if (evict(slot, size) < 0) return -1;
         }
         PageSlot* s = &pgcache.slots[slot];
+        if (s->block && s->size != size) dropblock(*s);
         if (!s->block) s->block = takeblock(size);
         if (!s->block) {
             // No memory for a new block: fall back on the victim's.
@@ -482,7 +503,7 @@ int32_t pgflush(FHCB* cb) {
                 cacheerror = VN_E_IDXWRITE;
                 r = -1;
             }
-            dropslot(i);
+            emptyslot(i);
         }
         dirforget(file);
         while (pgcache.used > 0 && pgcache.slots[pgcache.used - 1].file == 0) pgcache.used--;

@@ -76,7 +76,8 @@ void pgsetcapacity(int32_t slots);
 
 // Starts the cache with its capacity of free slots.  0, or -1 (cacheerror 9).
 int32_t pgcacheinit();
-// Drops the slot table; every file must have been flushed before.
+// Drops the slot table and the blocks its free slots kept; every file must
+// have been flushed before.
 void pgcachefree();
 // Slot of (file, page), or -1, found through the directory of its file.
 // Ages every other occupied slot by one and makes the found one's age 0.
