@@ -23,7 +23,7 @@ namespace {
 // Reopens an index file after a failed page read; see pgsetreopen.
 PgReopenFn pgreopen = osopen;
 
-enum { READTRIES = 100, RETRYWAIT = 50, AGEWRAP = 1 << 16 };
+enum { READTRIES = 100, RETRYWAIT = 50 };
 
 int32_t nextcapacity = PGCACHE_DEFAULT_SLOTS;
 uint32_t blockbytes = 0;  // the bytes of the slots' blocks
