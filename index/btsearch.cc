@@ -11,6 +11,7 @@
 #include "index/idxfile.h"
 #include "index/idxpage.h"
 #include "index/pagecache.h"
+#include "support/os.h"
 
 namespace {
 
@@ -25,6 +26,7 @@ struct Search {
     bool next;   // modes 2, 4, 19: the first greater
     bool prev;   // modes 3, 5, 18: the last less
     bool exact;  // modes 1, 4, 5 accept an equal key
+    bool inplace;  // shared: pages are read where the file's map shows them
 };
 
 int32_t corrupt(FHCB* cb, IdxCursor* c) {
@@ -190,6 +192,61 @@ void keepcopy(IdxCursor* c, const uint8_t* img, void* pin, uint16_t size) {
     pgunpin(pin);
 }
 
+// The slot of an inner page img with count entries to go down from.
+int childslot(const Search& s, const uint8_t* img, int count) {
+    int cmp;
+    int i = scan(s, img, count >= 2 ? count - 2 : 0, &cmp);
+    return i < 0 ? 0 : cmp > 0 ? (i + 1 < count ? i + 1 : count - 1) : i;
+}
+
+struct MapDescent {
+    const Search* s;
+    uint32_t page;
+    bool leaf;
+};
+
+// Goes down from d->page through pages the index file's map shows, each
+// inner page onto the cursor's path, to a leaf, which it copies into the
+// cursor's image.  It stops at a page the map does not show as one of
+// this index, for viewpage to read: a cached page, a page outside the
+// file, a damaged page, or one that another process is rewriting.  Runs
+// under osmapguard, which may leave it at any read of the map.
+void descendmapped(void* arg) {
+    auto* d = static_cast<MapDescent*>(arg);
+    const Search& s = *d->s;
+    IdxCursor* c = s.c;
+    const IdxState* st = s.cb->index;
+    while (d->page != 0 && d->page < st->nextpage && c->depth < IDX_MAXDEPTH) {
+        const uint8_t* view = pgmapped(s.cb, d->page);
+        if (view == nullptr) return;
+        // The count is read once, as the bound of all that follows.
+        const int count = *static_cast<const volatile uint8_t*>(view + PG_COUNT);
+        if (view[PG_OWNER] != s.index || count == 0 || count > c->cap) return;
+        if (pgisleaf(view)) {
+            memcpy(c->img, view, st->pagesize);
+            if (!pgisleaf(c->img) || !pageofindex(c->img, c, s.index)) return;
+            c->page = d->page;
+            c->atend = 0;
+            d->leaf = true;
+            return;
+        }
+        const int slot = childslot(s, view, count);
+        const uint32_t child = pgptr(view, slot);
+        c->path[c->depth++] = {d->page, static_cast<uint8_t>(slot), static_cast<uint8_t>(count)};
+        d->page = child;
+    }
+}
+
+// Shared: the search goes down from *page in place, as descendmapped; true
+// when it reached a leaf, now the cursor's, else *page is the page where
+// it stopped.
+bool descendinplace(const Search& s, uint32_t* page) {
+    MapDescent d = {&s, *page, false};
+    const bool whole = osmapguard(static_cast<int32_t>(s.cb->idxfd), descendmapped, &d);
+    *page = d.page;
+    return whole && d.leaf;
+}
+
 }  // namespace
 
 int32_t btreadpage(FHCB* cb, int index, uint32_t page) {
@@ -205,7 +262,7 @@ int32_t btfind(FHCB* cb, int index, int mode, bool resume) {
     Search s = {cb, index, &st->cursor[index], st->keylen[index], keyflatlen(cb, index),
                 mode == SRCH_NEXT || mode == SRCH_GE || mode == SRCH_STEP,
                 mode == SRCH_PREV || mode == SRCH_LE || mode == SRCH_STEPBACK,
-                mode == SRCH_EQUAL || mode == SRCH_GE || mode == SRCH_LE};
+                mode == SRCH_EQUAL || mode == SRCH_GE || mode == SRCH_LE, isshared(cb)};
     IdxCursor* c = s.c;
     if (resume) {
         int32_t r = leafanswer(s, true);
@@ -218,15 +275,18 @@ int32_t btfind(FHCB* cb, int index, int mode, bool resume) {
     // A search passes each page of the file at most twice; more is a loop.
     for (uint64_t passed = 0;; passed++) {
         if (passed > 2 * uint64_t{st->nextpage} + IDX_MAXDEPTH) return corrupt(cb, c);
-        // An inner page is searched where the cache keeps it; the cursor
-        // takes a copy of the leaf only.
+        // An inner page is searched where the map or the cache shows it;
+        // the cursor takes a copy of the leaf only.
         void* pin = nullptr;
-        const uint8_t* img = viewpage(cb, index, page, &pin);
-        if (img == nullptr) return -1;
-        if (pgisleaf(img)) {
-            keepcopy(c, img, pin, st->pagesize);
-            img = c->img;
-            pin = nullptr;
+        const uint8_t* img = c->img;
+        if (!s.inplace || !descendinplace(s, &page)) {
+            img = viewpage(cb, index, page, &pin);
+            if (img == nullptr) return -1;
+            if (pgisleaf(img)) {
+                keepcopy(c, img, pin, st->pagesize);
+                img = c->img;
+                pin = nullptr;
+            }
         }
         int count = img[PG_COUNT];
         if (pgisleaf(img)) {
@@ -239,8 +299,19 @@ int32_t btfind(FHCB* cb, int index, int mode, bool resume) {
             }
             // Step to the neighbouring child of that ancestor and go down.
             IdxPath& e = c->path[d];
+            const uint32_t below = d + 1 < c->depth ? c->path[d + 1].page : c->page;
             c->depth = static_cast<uint8_t>(d + 1);
             if (btreadpage(cb, index, e.page) < 0) return -1;
+            if (s.inplace && pgptr(c->img, e.slot) != below) {
+                // Another process changed the ancestor since the search
+                // read it in place: search again through the cache, which
+                // shows each page as first read for the rest of the command.
+                s.inplace = false;
+                c->depth = 0;
+                c->slot = 0;
+                page = st->root[index];
+                continue;
+            }
             int slot = r == CLIMBNEXT ? e.slot + 1 : e.slot - 1;
             if (slot >= c->img[PG_COUNT]) return corrupt(cb, c);
             e.slot = static_cast<uint8_t>(slot);
@@ -248,9 +319,7 @@ int32_t btfind(FHCB* cb, int index, int mode, bool resume) {
             page = pgptr(c->img, slot);
             continue;
         }
-        int cmp;
-        int i = scan(s, img, count >= 2 ? count - 2 : 0, &cmp);
-        int slot = i < 0 ? 0 : cmp > 0 ? (i + 1 < count ? i + 1 : count - 1) : i;
+        int slot = childslot(s, img, count);
         const uint32_t child = pgptr(img, slot);
         if (pin != nullptr) pgunpin(pin);
         if (c->depth >= IDX_MAXDEPTH) return corrupt(cb, c);

@@ -455,6 +455,12 @@ const uint8_t* pgview(FHCB* cb, int index, uint32_t page, void** pin) {
 
 void pgunpin(void* pin) { globalhunlock(pin); }
 
+const uint8_t* pgmapped(FHCB* cb, uint32_t page) {
+    if (pgcache.slots && pglookup(cb->idxfd, page) >= 0) return nullptr;
+    const uint32_t size = cb->index->pagesize;
+    return osmapview(static_cast<int32_t>(cb->idxfd), size, static_cast<uint32_t>(pageoffset(page, size)));
+}
+
 int32_t pgpeek(FHCB* cb, uint32_t page, void* to, uint32_t n) {
     const int32_t slot = pgcache.slots ? pglookup(cb->idxfd, page) : -1;
     if (slot < 0) return 0;

@@ -96,6 +96,12 @@ int32_t pgread(FHCB* cb, int index, uint32_t page);
 // null.  Null on failure, as pgread.
 const uint8_t* pgview(FHCB* cb, int index, uint32_t page, void** pin);
 void pgunpin(void* pin);
+// Page as the index file's map shows it, for a page the cache holds no
+// copy of: read it only inside osmapguard on cb->idxfd, and expect it to
+// change under the reader while another process writes the file.  Null
+// when the cache holds the page or the map cannot show it; the page is
+// then read with pgview.  Nothing is cached.
+const uint8_t* pgmapped(FHCB* cb, uint32_t page);
 // Copies the first n bytes of page into to when the page is cached: 1; 0
 // when it is not, nothing being read; -1 when its block cannot be locked
 // (cacheerror 30).  A lookup, as pglookup's.

@@ -46,6 +46,17 @@ int32_t oswriteat(int32_t h, const void* buf, uint32_t count, uint32_t offset);
 // this system maps nothing) or a fault is armed; the caller then reads
 // with osreadat, which reports what is there.  osclose drops the map.
 int32_t osreadmapped(int32_t h, void* buf, uint32_t count, uint32_t offset);
+// The count bytes at offset that osreadmapped would copy, shown in place:
+// null where it would fail.  What other processes write shows in them at
+// once, and reading them faults if another process cuts the file short
+// under the map, so read them only inside osmapguard on the same handle,
+// and no longer than it runs.
+const uint8_t* osmapview(int32_t h, uint32_t count, uint32_t offset);
+// Runs fn(arg), which reads views of h's map: true, or false when a view
+// faulted because the file had been cut short, fn being left where it
+// was; the file is then measured again before its next read through the
+// map.  fn must hold nothing that would need releasing if it is left.
+bool osmapguard(int32_t h, void (*fn)(void*), void* arg);
 // Measures the file of h again for osreadmapped, so that bytes another
 // process has cut off since are left to osreadat.  0, or -1 when the file
 // cannot be measured, nothing then being read through its map until it

@@ -197,10 +197,11 @@ void onbus(int sig, siginfo_t* info, void* context) {
     sigaction(SIGBUS, &priorbus, nullptr);
 }
 
-// Copies count bytes from a map: true, or false when the copy faulted.
-// SA_NODEFER leaves SIGBUS unblocked while the handler runs, so the jump
-// out of it needs no saved signal mask.
-bool guardedcopy(void* to, const uint8_t* from, size_t count) {
+// Runs fn(arg) under the guard: true, or false when it touched a map where
+// the file had been cut short and was abandoned there.  SA_NODEFER leaves
+// SIGBUS unblocked while the handler runs, so the jump out of it needs no
+// saved signal mask.
+bool runguarded(void (*fn)(void*), void* arg) {
     static std::once_flag installed;
     std::call_once(installed, [] {
         struct sigaction act = {};
@@ -214,14 +215,29 @@ bool guardedcopy(void* to, const uint8_t* from, size_t count) {
         mapguard = nullptr;
         return false;
     }
-    // The fences keep the copy between the guard's stores, which the
+    // The fences keep the work between the guard's stores, which the
     // compiler would otherwise see no reader of.
     mapguard = &here;
     std::atomic_signal_fence(std::memory_order_seq_cst);
-    memcpy(to, from, count);
+    fn(arg);
     std::atomic_signal_fence(std::memory_order_seq_cst);
     mapguard = nullptr;
     return true;
+}
+
+// Copies count bytes from a map: true, or false when the copy faulted.
+bool guardedcopy(void* to, const uint8_t* from, size_t count) {
+    struct Copy {
+        void* to;
+        const uint8_t* from;
+        size_t count;
+    } copy = {to, from, count};
+    return runguarded(
+        [](void* arg) {
+            const auto* c = static_cast<const Copy*>(arg);
+            memcpy(c->to, c->from, c->count);
+        },
+        &copy);
 }
 
 void dropmap(int32_t h) {
@@ -231,18 +247,18 @@ void dropmap(int32_t h) {
     filemaps.erase(it);
 }
 
-}  // namespace
-
-int32_t osreadmapped(int32_t h, void* buf, uint32_t count, uint32_t offset) {
-    if (drain(h) < 0) return -1;
-    if (osfaultleft[OSF_READ] != 0 || h < 1) return -1;
+// Where the count bytes at offset of the file of h lie in its map, the map
+// made or widened when the file has grown past it: null when the bytes are
+// not all in the file, the file cannot be mapped or a read fault is armed.
+const uint8_t* mapped(int32_t h, uint32_t count, uint32_t offset) {
+    if (osfaultleft[OSF_READ] != 0 || h < 1) return nullptr;
     FileMap& m = filemaps[h];
     const uint64_t end = uint64_t{offset} + count;
     if (end > m.size) {
         struct stat st;
-        if (m.failed || fstat(h, &st) != 0 || !S_ISREG(st.st_mode)) return -1;
+        if (m.failed || fstat(h, &st) != 0 || !S_ISREG(st.st_mode)) return nullptr;
         const uint64_t size = static_cast<uint64_t>(st.st_size);
-        if (end > size) return -1;
+        if (end > size) return nullptr;
         if (size > m.len) {
             // Room for the file to grow by half again before the next map.
             const uint64_t page = static_cast<uint64_t>(sysconf(_SC_PAGESIZE));
@@ -253,16 +269,42 @@ int32_t osreadmapped(int32_t h, void* buf, uint32_t count, uint32_t offset) {
             void* a = len > SIZE_MAX ? MAP_FAILED : mmap(nullptr, static_cast<size_t>(len), PROT_READ, MAP_SHARED, h, 0);
             if (a == MAP_FAILED) {
                 m.failed = true;
-                return -1;
+                return nullptr;
             }
             m.addr = static_cast<uint8_t*>(a);
             m.len = static_cast<size_t>(len);
         }
         m.size = size;
     }
-    if (guardedcopy(buf, m.addr + offset, count)) return static_cast<int32_t>(count);
-    m.size = 0;  // cut short under the map: measure it again next time
+    return m.addr + offset;
+}
+
+// A fault in h's map: measure the file again before the next read of it.
+void cutshort(int32_t h) {
+    const auto it = filemaps.find(h);
+    if (it != filemaps.end()) it->second.size = 0;
+}
+
+}  // namespace
+
+int32_t osreadmapped(int32_t h, void* buf, uint32_t count, uint32_t offset) {
+    if (drain(h) < 0) return -1;
+    const uint8_t* from = mapped(h, count, offset);
+    if (from == nullptr) return -1;
+    if (guardedcopy(buf, from, count)) return static_cast<int32_t>(count);
+    cutshort(h);
     return -1;
+}
+
+const uint8_t* osmapview(int32_t h, uint32_t count, uint32_t offset) {
+    if (drain(h) < 0) return nullptr;
+    return mapped(h, count, offset);
+}
+
+bool osmapguard(int32_t h, void (*fn)(void*), void* arg) {
+    if (runguarded(fn, arg)) return true;
+    cutshort(h);
+    return false;
 }
 
 int32_t osremeasure(int32_t h) {

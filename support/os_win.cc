@@ -117,6 +117,13 @@ OVERLAPPED at(uint32_t offset) {
 // Windows keeps to ReadFile: every record read is a call.
 int32_t osreadmapped(int32_t, void*, uint32_t, uint32_t) { return -1; }
 
+const uint8_t* osmapview(int32_t, uint32_t, uint32_t) { return nullptr; }
+
+bool osmapguard(int32_t, void (*fn)(void*), void* arg) {
+    fn(arg);
+    return true;
+}
+
 int32_t osremeasure(int32_t) { return 0; }
 
 int32_t osreadat(int32_t h, void* buf, uint32_t count, uint32_t offset) {

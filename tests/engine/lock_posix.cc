@@ -4,6 +4,7 @@
 // writes, rewrites, deletes and reads leave what a replay gives.
 #include <cstdio>
 #include <cstdlib>
+#include <unistd.h>
 #include <map>
 #include <random>
 #include <string>
@@ -171,4 +172,40 @@ TEST_F(EngineTest, FourProcessesMixingOperationsMatchAReplay) {
         ASSERT_EQ(b.posn(""), 0);
         EXPECT_EQ(vntest::scan(b).size(), replay.size()) << "entries of key " << key;
     }
+}
+
+// Another process cuts the index file short and puts it back, over and
+// over, while this one searches it in shared use: each search finds its
+// record or fails with a status, and none faults.
+TEST_F(EngineTest, SearchesSurviveAnIndexCutShortUnderThem) {
+    const std::string dat = define("cut", vntest::people()), idx = tmp.path("cut.idx");
+    auto id = [](int i) { return vntest::cat("C", 10000 + i, "    "); };
+    {
+        File f(dat);
+        ASSERT_EQ(f.create(), 0);
+        for (int i = 0; i < 3000; i++) ASSERT_EQ(f.add(id(i), "kept"), 0);
+        ASSERT_EQ(f.close(), 0);
+    }
+    const std::string whole = vntest::readfile(idx);
+    File r(dat);
+    ASSERT_EQ(r.open(), 0);
+    r.cb.mflags |= VN_MF_STAY;
+    pid_t cutter = vntest::spawn([&] {
+        for (int round = 0; round < 300; round++) {
+            if (truncate(idx.c_str(), static_cast<off_t>(whole.size() / 3)) != 0) return 1;
+            vntest::writefile(idx, whole);
+        }
+        return 0;
+    });
+    int found = 0, failed = 0;
+    for (int n = 0; n < 20000; n++) {
+        const std::string got = r.lookup(id(n % 3000));
+        if (got.substr(0, 10) == id(n % 3000))
+            found++;
+        else
+            failed++;
+    }
+    EXPECT_EQ(vntest::waitexit(cutter), 0);
+    EXPECT_GT(found, 0);
+    EXPECT_EQ(r.lookup(id(1234)).substr(0, 10), id(1234)) << failed << " searches failed";
 }

@@ -125,8 +125,9 @@ TEST_F(Os, MappedReadsFollowTheFile) {
     EXPECT_EQ(osclose(c), 0);
 }
 
-// A file cut short under its map fails the read rather than faulting, and
-// once measured again reads no zeros where its bytes were.
+// A file cut short under its map fails the read, or the guarded reading
+// of a view, rather than faulting, and once measured again reads no zeros
+// where its bytes were.
 TEST_F(Os, MappedReadsOfBytesCutOffFail) {
 #ifdef _WIN32
     GTEST_SKIP() << "Windows reads every record with ReadFile";
@@ -156,6 +157,31 @@ TEST_F(Os, MappedReadsOfBytesCutOffFail) {
     EXPECT_EQ(osreadmapped(b, buf, 4, 1), -1);  // not "yz" and two zeros
     ASSERT_EQ(osreadmapped(b, buf, 3, 0), 3);
     EXPECT_EQ(std::string(buf, 3), "xyz");
+
+    // A view read under the guard sees writes at once; once the file is
+    // cut short under it, the guard reports the fault and the next read
+    // measures the file again.
+    writefile("cut.dat", block);
+    const uint8_t* view = osmapview(b, 4, 40000);
+    ASSERT_NE(view, nullptr);
+    struct Peek {
+        const uint8_t* view;
+        char got;
+    } peek = {view, 0};
+    auto look = [](void* arg) {
+        auto* p = static_cast<Peek*>(arg);
+        p->got = static_cast<char>(*static_cast<const volatile uint8_t*>(p->view));
+    };
+    ASSERT_TRUE(osmapguard(b, look, &peek));
+    EXPECT_EQ(peek.got, 'm');
+    const int32_t w = osopen(f.c_str(), kUpdate, 0);
+    ASSERT_EQ(oswriteat(w, "V", 1, 40000), 1);
+    ASSERT_TRUE(osmapguard(b, look, &peek));
+    EXPECT_EQ(peek.got, 'V');
+    osclose(w);
+    cutto("pqr");
+    EXPECT_FALSE(osmapguard(b, look, &peek));
+    EXPECT_EQ(osreadmapped(b, buf, 4, 1), -1);  // not "qr" and two zeros
     EXPECT_EQ(osclose(b), 0);
 }
 
