@@ -116,17 +116,19 @@ int32_t storedlen(FHCB* cb, int32_t pos) {
 int32_t readrec(FHCB* cb, char* buf) {
     const int32_t rl = cb->reclen;
     const bool var = (cb->fflags & VN_FF_VARLEN) && cb->nitems > 0;
-    // Another process holding the record's lock owns its first byte: read
-    // from the second on and take the record as active.
-    const int32_t skip = (locking(cb) && recprobe(cb)) ? 1 : 0;
     char* dst = var ? raw : buf;
-    const int32_t n = readat(cb, cb->datpos + skip, dst + skip, rl - skip);
-    if (n < 1) {
+    const int32_t got = readat(cb, cb->datpos, dst, rl);
+    // Another process holding the record's lock owns its first byte: the
+    // record is read from its second byte on and taken as active.  A record
+    // that starts with a blank and has more after it reads the same either
+    // way, so only the others ask whether the lock is held.
+    const bool plain = got >= 2 && dst[0] == ' ' && (!var || got < 5 || !ishex(dst + 1, 4) || fromhex(dst + 1, 4) >= 2);
+    const int32_t skip = !plain && locking(cb) && recprobe(cb) ? 1 : 0;
+    if (got - skip < 1) {
         cb->status = VN_E_DATREAD;
         return -1;
     }
     if (skip) dst[0] = ' ';
-    const int32_t got = n + skip;
     int32_t stored = rl;
     int32_t len = rl;
     if (var) {
