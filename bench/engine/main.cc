@@ -4,8 +4,7 @@
 //   engine_bench [N]                 N records (default 1,000,000) through
 //       every store; two tables, unshared and shared, of seconds per step
 //       and velnor's time over each peer's (below 1: velnor was faster),
-//       a goal line per table, and what one record-lock question to the
-//       kernel costs beside LMDB's shared reads
+//       and a goal line per table
 //   engine_bench N STORE             one store in this process, for
 //       profiling; prints one line, which is also how a child reports
 //   engine_bench --scaling [A,B,C]   every store at each count (default
@@ -13,7 +12,6 @@
 //       that grew from the first count to the last, and a goal line
 // --cpu, anywhere, times each step by the process's CPU time instead of the
 // wall clock, which other programs on a busy machine disturb less.
-#include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <time.h>
@@ -186,29 +184,6 @@ void goals(const char* title, const Store* s, const Result* r) {
     goalline(title, s, v, false);
 }
 
-// CPU microseconds of one question to the kernel whether another process
-// locks a byte of a file, the least that a shared read of a record costs.
-double lockquery() {
-    char name[] = "/tmp/velnor-bench-lock-XXXXXX";
-    const int fd = mkstemp(name);
-    if (fd < 0) return -1;
-    unlink(name);
-    const int rounds = 200000;
-    timespec a{}, b{};
-    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &a);
-    for (int i = 0; i < rounds; i++) {
-        struct flock l = {};
-        l.l_type = F_WRLCK;
-        l.l_whence = SEEK_SET;
-        l.l_start = i % 4096;
-        l.l_len = 1;
-        fcntl(fd, F_OFD_GETLK, &l);
-    }
-    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &b);
-    close(fd);
-    return ((b.tv_sec - a.tv_sec) * 1e9 + static_cast<double>(b.tv_nsec - a.tv_nsec)) / rounds / 1e3;
-}
-
 int compare(size_t n) {
     Result r[kStoreCount];
     for (size_t i = 0; i < kStoreCount; i++) r[i] = runchild(n, kStores[i]);
@@ -220,13 +195,6 @@ int compare(size_t n) {
     std::printf("\ngoal: faster than every peer on every step (met, or the time over the peer it trails most)\n");
     goals("unshared", kStores, r);
     goals("shared", kStores + 4, r + 4);
-    // Why shared lookups and steps cannot come under LMDB's: each must ask
-    // the kernel for the record's lock, which LMDB's readers never do.
-    const Timing& lm = r[7].t;
-    if (lm.lookup > 0 && lm.scan > 0)
-        std::printf("a shared read-write lookup or step asks the kernel whether another process locks its record:\n"
-                    "one such call takes %.2f CPU us here; lmdb-txn takes %.2f us a lookup and %.2f us a step in all\n",
-                    lockquery(), lm.lookup / static_cast<double>(n) * 1e6, lm.scan / static_cast<double>(n) * 1e6);
     return 0;
 }
 
