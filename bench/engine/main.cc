@@ -15,7 +15,6 @@
 // wall clock, which other programs on a busy machine disturb less.
 #include <sys/resource.h>
 #include <sys/wait.h>
-#include <time.h>
 #include <unistd.h>
 
 #include <array>

@@ -3,9 +3,10 @@
 // one process makes another's write give up, four processes mixing
 // writes, rewrites, deletes and reads leave what a replay gives, and
 // searches outlast an index file that another process cuts short.
+#include <unistd.h>
+
 #include <cstdio>
 #include <cstdlib>
-#include <unistd.h>
 #include <map>
 #include <random>
 #include <string>
