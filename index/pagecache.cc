@@ -456,9 +456,13 @@ const uint8_t* pgview(FHCB* cb, int index, uint32_t page, void** pin) {
 void pgunpin(void* pin) { globalhunlock(pin); }
 
 const uint8_t* pgmapped(FHCB* cb, uint32_t page) {
-    if (pgcache.slots && pglookup(cb->idxfd, page) >= 0) return nullptr;
+    // The map first: where nothing is mapped, the caller's pgview is the
+    // only lookup in the cache.
     const uint32_t size = cb->index->pagesize;
-    return osmapview(static_cast<int32_t>(cb->idxfd), size, static_cast<uint32_t>(pageoffset(page, size)));
+    const uint8_t* view =
+        osmapview(static_cast<int32_t>(cb->idxfd), size, static_cast<uint32_t>(pageoffset(page, size)));
+    if (view == nullptr || (pgcache.slots && pglookup(cb->idxfd, page) >= 0)) return nullptr;
+    return view;
 }
 
 int32_t pgpeek(FHCB* cb, uint32_t page, void* to, uint32_t n) {
