@@ -1,5 +1,4 @@
-// geometry_test.cc - the bytes of the index file: page size and capacity
-// rules, a new file's header page, where full pages split, and what an
+// geometry_test.cc - the bytes of the index file: a new file's header page, where full pages split, and what an
 // emptied tree leaves behind.
 #include "idxfixture.h"
 
@@ -13,15 +12,6 @@ void del(IdxFile& f, int index, const std::string& key, uint32_t pos) {
 }
 
 class Geometry : public IndexTest {};
-
-TEST(PageGeometry, SizeAndCapacityFollowTheLongestKey) {
-    const struct { unsigned m; uint16_t p; } sizes[] = {
-        {5, 256}, {10, 384}, {20, 640}, {40, 1152}, {100, 2560}, {0, 128}, {255, 6272}};
-    for (auto s : sizes) EXPECT_EQ(idxpagesize(s.m), s.p) << "m=" << s.m;
-    const struct { uint16_t p; unsigned k; uint8_t cap; } caps[] = {
-        {256, 5, 28}, {640, 20, 26}, {640, 5, 70}, {2560, 5, 28}, {2560, 100, 24}, {384, 10, 27}};
-    for (auto c : caps) EXPECT_EQ(idxcapacity(c.p, c.k), c.cap) << "P=" << c.p << " k=" << c.k;
-}
 
 TEST_F(Geometry, NewFileIsOneHeaderPage) {
     IdxFile f(path("a.idx"), {{{10, 0}}, {{20, SEG_CASE}}}, VN_FF_RECNO);

@@ -1,7 +1,6 @@
 // hostile_test.cc - index files that are damaged, truncated or made for
-// another definition: each is refused with its status, and no search,
-// insert or delete on a damaged tree reads or writes out of bounds.
-#include <random>
+// another definition: each is refused with its status, and searches
+// end on damaged and looping pages (random damage is the fuzz target's).
 
 #include "idxfixture.h"
 
@@ -116,37 +115,6 @@ TEST_F(Hostile, PagesThatLoopStopAtTheDepthLimit) {
     ASSERT_EQ(f.open(), 0);
     EXPECT_EQ(f.search(1, std::string(24, '5'), SRCH_GE), -1);
     EXPECT_EQ(f.cb.status, VN_E_IDXCORRUPT);
-}
-
-TEST_F(Hostile, ScrambledPagesNeverBreakBounds) {
-    const std::string good = build();
-    const size_t P = le16(good, 94);
-    std::mt19937 rng(5);
-    for (int round = 0; round < 40; round++) {
-        std::string bad = good;
-        for (int n = 0; n < 60; n++) {
-            size_t off = P + rng() % (bad.size() - P);
-            bad[off] = static_cast<char>(rng() % 4 ? rng() : (rng() % 2 ? 0 : 0xFF));
-        }
-        if (round % 4 == 0) bad.replace(12, 8, u32(rng() % 40) + u32(rng() % 40));  // chains
-        vntest::writefile(path("s.idx"), bad);
-        IdxFile f(path("s.idx"), defs);
-        ASSERT_EQ(f.open(), 0);
-        for (int op = 0; op < 60; op++) {
-            int index = static_cast<int>(rng() % 2);
-            const std::string k = numkey(int(rng() % 10), 18) + numkey(int(rng() % 1000), 6);
-            f.setkey(index ? k : k.substr(18));
-            f.cb.status = 0;
-            switch (rng() % 5) {
-                case 0: idxinsert(&f.cb, index, op + 1); break;
-                case 1: idxdelete(&f.cb, index, rng() % 300 + 1); break;
-                case 2: spaceadd(&f.cb, op + 1, 40); break;
-                case 3: spacetake(&f.cb, 40); break;
-                default: idxsearch(&f.cb, index, static_cast<int>(rng() % 5) + 1); break;
-            }
-        }
-        f.close();
-    }
 }
 
 }  // namespace

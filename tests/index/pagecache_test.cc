@@ -1,6 +1,6 @@
 // pagecache_test.cc - the page cache where the model test does not go: a
 // write that cannot reach its file, the read retry on a page that is not
-// (yet) in the file, and two handles on one file in shared mode.
+// (yet) in the file, and a walk beside another handle's changes.
 #include <cstring>
 #include <filesystem>
 #include <random>
@@ -82,26 +82,6 @@ TEST_F(PageCacheTest, AShortReadIsRetriedAHundredTimesWithOneReopen) {
     char magic[4];
     EXPECT_EQ(osread(static_cast<int32_t>(f.cb.idxfd), magic, 4), 4);
     EXPECT_EQ(std::string(magic, 3), "TKF");
-}
-
-TEST_F(PageCacheTest, TwoHandlesInSharedModeSeeEachOthersChanges) {
-    IdxFile a(path("s.idx"), {{{5, 0}}}), b(path("s.idx"), {{{5, 0}}});
-    ASSERT_TRUE(shareboth(a, b));
-    for (int i = 0; i < 400; i++) {
-        IdxFile& w = i % 3 ? a : b;
-        IdxFile& r = i % 3 ? b : a;
-        const std::string k = numkey((i * 37) % 1000);
-        ASSERT_EQ(w.insert(0, k, i + 1), 0) << i;
-        // Each command of the reader starts without cached pages.
-        ASSERT_EQ(pgflush(&r.cb), 0);
-        ASSERT_EQ(r.search(0, k, SRCH_EQUAL), i + 1) << i;
-        if (i % 4 == 0) {
-            ASSERT_EQ(r.remove(0, k, i + 1), 0) << i;
-            ASSERT_EQ(pgflush(&w.cb), 0);
-            EXPECT_EQ(w.search(0, k, SRCH_EQUAL), 0) << i;
-        }
-    }
-    EXPECT_EQ(checkstructure(a).entries[0], 300u);
 }
 
 }  // namespace

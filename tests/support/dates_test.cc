@@ -16,13 +16,6 @@ struct FormGuard {
     ~FormGuard() { set_dateform(old); }
 };
 
-// The date convdate writes for text ("" when it is no date).
-std::string conv(const char* text) {
-    char out[32];
-    convdate(text, out);
-    return out;
-}
-
 }  // namespace
 
 // Anchors for the round trip below, and dates that do not exist.
@@ -51,21 +44,6 @@ TEST(Dates, DayNumbersRoundTripOverTheWholeRange) {
                 ASSERT_EQ(yy * 10000 + mm * 100 + dd, y * 10000 + m * 100 + d);
             }
     EXPECT_EQ(prev, jdpack(9999, 12, 31));
-}
-
-TEST(Dates, NamesAndOddInput) {
-    FormGuard g(2);
-    for (const char* text : {"5 january 2000", "Jan 5, 2000", "WEDNESDAY, JANUARY 05, 2000"})
-        EXPECT_EQ(conv(text), "2000-01-05") << text;
-    EXPECT_EQ(conv("2000 Feb 29"), "2000-02-29");
-    EXPECT_EQ(conv("1999-2-29"), "");
-    // "ja" is too short to be a month's name.
-    for (const char* bad : {"1999-2-29", "ja 5 2000", "5 foo 2000", "1 2", "1 2 3 4", "", "99999999999999/1/1"})
-        EXPECT_EQ(convdate(bad, nullptr), -1) << bad;
-    EXPECT_EQ(convdate(nullptr, nullptr), -1);
-    EXPECT_EQ(convdate("49/1/1", nullptr), jdpack(2049, 1, 1));
-    EXPECT_EQ(convdate("50/1/1", nullptr), jdpack(1950, 1, 1));
-    EXPECT_EQ(convdate("0049-1-1", nullptr), jdpack(49, 1, 1));
 }
 
 TEST(Dates, EveryFormReadsBackWhatItWrites) {

@@ -1,6 +1,6 @@
 // fastio_test.cc - the buffered streams on real files: random writes, reads
-// and seeks against a string, lines against the reading rules, coded
-// records, failed opens and bad stream numbers.
+// and seeks against a string, lines against the reading rules, and coded
+// records.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -114,36 +114,6 @@ TEST_F(FastIo, CodedRecordsArePaddedAndCutNotOverrun) {
     char last[16];
     EXPECT_EQ(fastagets(s, last, 8), nullptr);  // "tail" has no NUL
     fastclose(s);
-}
-
-TEST_F(FastIo, FailedOpens) {
-    EXPECT_EQ(fastopen(path("missing").c_str(), kRead, 0), -1);
-    EXPECT_EQ(fastopen("", kRead, 0), -1);
-    EXPECT_EQ(fastopen(nullptr, kRead, 0), -1);
-    EXPECT_EQ(fastopen(path("no/such/dir/file").c_str(), kCreate, 511), -1);
-    EXPECT_EQ(fastopen((path("") + std::string(300, 'n')).c_str(), kCreate, 511), -1);
-    // Every slot is still free.
-    int32_t s = fastopen(path("ok").c_str(), kCreate, 511);
-    EXPECT_EQ(s, 0);
-    fastclose(s);
-}
-
-TEST_F(FastIo, BadStreamNumbersFailQuietly) {
-    char buf[16] = "";
-    for (int32_t bad : {-1, 5, 1000, 3}) {  // 3 is in range but closed
-        EXPECT_EQ(fastclose(bad), 1);
-        EXPECT_EQ(fastflush(bad), 1);
-        EXPECT_EQ(fastread(bad, buf, 4), 0);
-        EXPECT_EQ(fastwrite(bad, "ab", 2), -1);
-        EXPECT_EQ(fastgets(bad, buf, 4), nullptr);
-        EXPECT_EQ(fastagets(bad, buf, 4), nullptr);
-        EXPECT_EQ(fastgetc(bad), -1);
-        EXPECT_EQ(fastputc(bad, 'a'), -1);
-        EXPECT_EQ(fastputs(bad, "a"), nullptr);
-        EXPECT_EQ(fastseek(bad, 0, 0), -1);
-        EXPECT_EQ(fasttell(bad), -1);
-        EXPECT_EQ(fastrewind(bad), -1);
-    }
 }
 
 TEST_F(FastIo, GetsAgreesWithTheRulesOnRandomText) {
