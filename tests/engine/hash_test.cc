@@ -203,9 +203,14 @@ TEST_F(Hash, FullTableIsReportedFull) {
     EXPECT_EQ(+cb.status, VN_E_HSHFULL);
 }
 
-TEST_F(Hash, ShortRecordIsAReadError) {
+// The key's first slot holds the record's position; a record cut short
+// under it fails the read.
+TEST_F(Hash, SlotHoldsThePositionAndAShortRecordIsAReadError) {
     const FHCB& cb = make(100);
     ASSERT_EQ(write("K1", "first"), 0);
+    uint32_t h, d;
+    hshkey("K1      ", cb.hashrecs, hshclass(cb.hashstate), &h, &d);
+    EXPECT_EQ(le32(readfile(hshname), 16 + 4 * h), static_cast<uint32_t>(cb.reclen));
     std::filesystem::resize_file(f->cb.datname, cb.reclen + 5u);
     EXPECT_EQ(find("K1"), -1);
     EXPECT_EQ(+cb.status, VN_E_DATREAD);

@@ -25,6 +25,8 @@ TEST_P(KeywordBytes, FreedNodesAreReusedInOrder) {
     ASSERT_EQ(ix.add("berry", 7), 0);   // node 32
     ASSERT_EQ(ix.add("apple", 7), 0);   // already there
     EXPECT_EQ(readfile("kw.pst"), kHeader + node(7, 24) + node(8, 0) + node(7, 0));
+    // The keyword record: the folded word, then its chain's head, 16, in base 95.
+    EXPECT_EQ(readfile("kw.dat").substr(37, 37), " apple" + std::string(25, ' ') + "    0\n");
     ASSERT_EQ(fhhypdelete(&ix.cb, 7), 0);  // frees 16, then 32
     EXPECT_EQ(readfile("kw.pst"), kHeader.substr(0, 8) + le32(32) + le32(0) +
                                       node(~0u, 0) + node(8, 0) + node(~0u, 16));
