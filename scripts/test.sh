@@ -137,11 +137,13 @@ for step in $steps; do
 done
 
 note "summary ($((SECONDS - start)) s)"
-# Tests against code, in non-blank, non-comment lines of C++ sources.
-counted() { xargs -r cat | grep -cvE '^\s*(//.*)?$'; }
-sources=$(git ls-files '*.cc' '*.h' 2>/dev/null)
-test_lines=$(grep -E '^tests/' <<<"$sources" | counted)
-code_lines=$(grep -vE '^tests/' <<<"$sources" | counted)
+# Tests against code: tracked C and C++ sources, counting lines that are
+# neither blank nor only a comment.  Tests are tests/ and fuzz/; code is
+# every other source outside bench/, scripts/, docs/ and cmake/.
+sloc() { xargs -r cat 2>/dev/null | sed -e 's://.*$::' | grep -cvE '^\s*(\*.*|/\*.*)?$'; }
+sources=$(git ls-files 2>/dev/null | grep -E '\.(c|cc|cpp|h|hpp)$')
+test_lines=$(grep -E '^(tests|fuzz)/' <<<"$sources" | sloc)
+code_lines=$(grep -vE '^(tests|fuzz|bench|scripts|docs|cmake)/' <<<"$sources" | sloc)
 [ "${code_lines:-0}" -gt 0 ] &&
   echo "tests are $((100 * test_lines / code_lines))% of the code ($test_lines test lines, $code_lines code lines)"
 for f in "${failures[@]}"; do echo "failed: $f"; done
