@@ -10,7 +10,8 @@
 #                                         engine, unshared and shared
 # Installs whatever is missing first.  Each benchmark prints its own figures
 # and velnor's ratio to its peers (the engine runs each store in a process
-# of its own).
+# of its own).  The run's output also goes into bench/RESULTS.md, between
+# its "latest run" markers; the diary below them is left alone.
 set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
 cd "$root"
@@ -68,6 +69,7 @@ END {
 }
 AWK
 
+main() {
 case ${1:-all} in
   all)
     run index
@@ -95,3 +97,32 @@ case ${1:-all} in
     exit 2
     ;;
 esac
+}
+
+# record FILE COMMAND...: puts the run's output between the markers of
+# bench/RESULTS.md, with when, where and how it was made.
+record() {
+  local out=$1 results=$root/bench/RESULTS.md
+  shift
+  [ -f "$results" ] || return 0
+  {
+    echo "<!-- bench.sh: latest run -->"
+    echo "\`bash scripts/bench.sh $*\` on $(date -u '+%Y-%m-%d %H:%M UTC'), $(nproc) cores, commit $(git rev-parse --short HEAD 2>/dev/null || echo unknown):"
+    echo
+    echo '```text'
+    cat "$out"
+    echo '```'
+    echo "<!-- bench.sh: end -->"
+  } >"$work/latest"
+  awk -v latest="$work/latest" '
+    /<!-- bench.sh: latest run -->/ { while ((getline line < latest) > 0) print line; skip = 1; next }
+    /<!-- bench.sh: end -->/ { skip = 0; next }
+    !skip' "$results" >"$work/results" && cp "$work/results" "$results"
+}
+
+set +e
+main "$@" 2>&1 | tee "$work/output"
+status=${PIPESTATUS[0]}
+set -e
+[ "$status" -eq 0 ] && record "$work/output" "$@"
+exit "$status"
