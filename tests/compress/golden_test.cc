@@ -59,8 +59,8 @@ uint64_t fnv(const Bytes& b) {
     return h;
 }
 
-// The first four rows code as a plain dictionary coder would; the others
-// differ from one, at each width.
+// The first three rows code as a plain dictionary coder would; the others
+// differ from one, at the widest, a middle and the narrowest width.
 TEST_F(Golden, StreamsKeepTheirFingerprints) {
     const Bytes sp = sparse(300000, 8, 40);
     const struct {
@@ -70,15 +70,10 @@ TEST_F(Golden, StreamsKeepTheirFingerprints) {
         uint64_t sum;
     } rows[] = {
         {"records", records(300000, 1, false), 15, 0x8b707ceb2b41a1e7},
-        {"records, zeros first", records(200000, 2, true), 15, 0x8fd2f00f3cd00d87},
         {"small records, zeros first", records(900, 3, true), 10, 0xb9d81eb6ba617746},
         {"sparse", sparse(150000, 4, 3), 15, 0x0952f80b4be55a5c},
         {"slot 0 taken, records", lead(records(300000, 6, true), 0, 0x80), 15, 0x6e020535b2dbdd94},
-        {"slot 0 taken, 14 bits", lead(sp, 600, 0x10), 14, 0x671602ce57270fbd},
-        {"slot 0 taken, 13 bits", lead(sp, 650, 0x10), 13, 0x1c5fd396b6f59f79},
         {"slot 0 taken, 12 bits", lead(sp, 800, 0x10), 12, 0xec43d9d8d9537ac6},
-        {"slot 0 taken, 11 bits", lead(sp, 1000, 0x40), 11, 0x1a0eb2b8b65ad893},
-        {"slot 0 taken, 10 bits", lead(sp, 1100, 0x10), 10, 0xe4ae923e956f15f9},
         {"slot 0 taken, 9 bits", lead(sp, 1300, 0x10), 9, 0x7f021fa1bbbbc1b3},
     };
     for (const auto& r : rows) {

@@ -1,6 +1,5 @@
-// handles_test.cc - the open-file list: what parking an unshared file
-// writes, and files that cannot be reopened staying parked or leaving the
-// list on close.
+// handles_test.cc - the open-file list where the model test does not go:
+// files that cannot be reopened stay parked, or leave the list on close.
 #include <cstdio>
 #include <cstring>
 
@@ -19,30 +18,6 @@ protected:
 };
 
 }  // namespace
-
-TEST_F(HandlesTest, UnsharedParkingWritesTheHeaderButVfhlimboDoesNot) {
-    std::string dat = makefile("u", true);
-    File a(dat);
-    ASSERT_EQ(a.op(VN_OP_OPEN), 0);
-    a.net("SINGLE");
-    ASSERT_EQ(a.write("u1"), 0);
-    ASSERT_EQ(a.write("u2"), 0);
-    EXPECT_EQ(vntest::readfile(dat).substr(0, 9), " 00000001");  // kept in the block
-    ASSERT_EQ(vfhlimbo(&a.cb), 0);
-    EXPECT_EQ(mode(a), OF_LIMBO);
-    EXPECT_EQ(vntest::readfile(dat).substr(0, 9), " 00000001");
-    EXPECT_TRUE(a.cb.state & VN_ST_DIRTY);
-    EXPECT_EQ(vfhlimbo(&a.cb), 0);  // already parked: nothing more to do
-    ASSERT_EQ(a.write("u3"), 0);
-    ASSERT_EQ(closelru(0), 0);
-    EXPECT_EQ(vntest::readfile(dat).substr(0, 9), " 00000004");
-    EXPECT_FALSE(a.cb.state & VN_ST_DIRTY);
-    EXPECT_EQ(a.lookup("u3").substr(0, 2), "u3");
-    ASSERT_EQ(a.op(VN_OP_CLOSE), 0);
-    ASSERT_EQ(a.op(VN_OP_OPEN), 0);
-    EXPECT_EQ(+a.cb.nrecs, 4u);
-    EXPECT_EQ(a.lookup("u1").substr(0, 2), "u1");
-}
 
 TEST_F(HandlesTest, ReopenFailureLeavesFileInLimbo) {
     std::string dat = makefile("r", true);
