@@ -38,7 +38,9 @@ TEST_F(SpaceList, SharedModeWritesTheHeaderBeforeANewListPage) {
     ASSERT_EQ(pgflush(&f.cb), 0);
     b = readfile(f.path);
     ASSERT_EQ(b.size(), 512u);
+    EXPECT_EQ(le16(b, 256 + 4), 1u);  // one entry: position 77, length 40
     EXPECT_EQ(le32(b, 256 + 6), 77u);
+    EXPECT_EQ(le16(b, 256 + 10), 40u);
     // Emptying it frees it and writes the header at once.
     EXPECT_EQ(spacetake(&f.cb, 40), 77u);
     b = readfile(f.path);
