@@ -5,7 +5,7 @@
 
 #include <cstdint>
 
-#include "index/definition.h"
+#include "definition/definition.h"
 #include "velnor.h"
 
 struct OpenFile;

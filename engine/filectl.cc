@@ -1,7 +1,7 @@
 // filectl.cc - operations 3 (close), 9 (secure), 11 (position at the end)
 // and 19 (set the active key).
 #include "engine/engine.h"
-#include "engine/fid.h"
+#include "definition/fid.h"
 #include "engine/fileutil.h"
 #include "engine/handles.h"
 #include "engine/lock.h"

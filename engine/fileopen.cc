@@ -5,10 +5,10 @@
 #include <cstring>
 
 #include "engine/engine.h"
-#include "engine/fid.h"
+#include "definition/fid.h"
 #include "engine/fileutil.h"
 #include "engine/handles.h"
-#include "engine/keys.h"
+#include "definition/keys.h"
 #include "engine/lock.h"
 #include "index/hash.h"
 #include "index/idxfile.h"

@@ -4,8 +4,8 @@
 
 #include <cstring>
 
-#include "engine/fid.h"
-#include "engine/keys.h"
+#include "definition/fid.h"
+#include "definition/keys.h"
 
 namespace {
 constexpr size_t kNameField = 261;

@@ -5,7 +5,7 @@
 #include "engine/handles.h"
 
 #include "engine/engine.h"
-#include "engine/keys.h"
+#include "definition/keys.h"
 #include "index/hash.h"
 #include "index/idxfile.h"
 #include "index/pagecache.h"

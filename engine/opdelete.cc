@@ -2,9 +2,9 @@
 // then move on from it.
 #include "engine/engine.h"
 #include "engine/handles.h"
-#include "engine/hashrec.h"
+#include "record/hashrec.h"
 #include "engine/lock.h"
-#include "engine/record.h"
+#include "record/record.h"
 #include "index/btree.h"
 #include "index/hash.h"
 #include "index/idxfile.h"

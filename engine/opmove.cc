@@ -4,10 +4,10 @@
 #include <cstring>
 
 #include "engine/engine.h"
-#include "engine/fid.h"
+#include "definition/fid.h"
 #include "engine/handles.h"
-#include "engine/hashrec.h"
-#include "engine/record.h"
+#include "record/hashrec.h"
+#include "record/record.h"
 #include "index/btree.h"
 #include "index/hash.h"
 #include "index/idxfile.h"

@@ -2,7 +2,7 @@
 // key, move to the next record and report a deleted record with 'm'.
 #include "engine/engine.h"
 #include "engine/handles.h"
-#include "engine/record.h"
+#include "record/record.h"
 #include "index/idxfile.h"
 
 void opread(FHCB* cb) {

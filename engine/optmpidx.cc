@@ -4,10 +4,10 @@
 #include <cstring>
 
 #include "engine/engine.h"
-#include "engine/fid.h"
+#include "definition/fid.h"
 #include "engine/fileutil.h"
 #include "engine/handles.h"
-#include "engine/record.h"
+#include "record/record.h"
 #include "index/idxfile.h"
 #include "support/os.h"
 

@@ -9,11 +9,11 @@
 #include <cstring>
 
 #include "engine/engine.h"
-#include "engine/fid.h"
+#include "definition/fid.h"
 #include "engine/handles.h"
-#include "engine/hashrec.h"
+#include "record/hashrec.h"
 #include "engine/lock.h"
-#include "engine/record.h"
+#include "record/record.h"
 #include "index/btree.h"
 #include "index/hash.h"
 #include "index/idxfile.h"

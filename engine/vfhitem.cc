@@ -3,7 +3,7 @@
 // address of an item, and copying items between two files by name.
 #include <cstring>
 
-#include "engine/fid.h"
+#include "definition/fid.h"
 
 namespace {
 

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "engine/fid.h"
+#include "definition/fid.h"
 #include "fuzz/fuzz.h"
 
 namespace {

@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "engine/fid.h"
-#include "engine/thread.h"
+#include "definition/fid.h"
+#include "record/thread.h"
 #include "fuzz/fuzz.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {

@@ -6,7 +6,7 @@
 
 #include "index/btint.h"
 #include "index/btree.h"
-#include "index/definition.h"
+#include "definition/definition.h"
 #include "index/idxfile.h"
 #include "index/idxpage.h"
 #include "index/pagecache.h"

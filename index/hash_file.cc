@@ -4,7 +4,7 @@
 // table points at are the engine's business.
 #include <cstring>
 
-#include "index/definition.h"
+#include "definition/definition.h"
 #include "index/hash.h"
 #include "index/idxfile.h"
 #include "index/lebytes.h"

@@ -4,7 +4,7 @@
 
 #include <cstring>
 
-#include "index/definition.h"
+#include "definition/definition.h"
 #include "index/idxpage.h"
 #include "index/pagecache.h"
 #include "support/os.h"

@@ -6,7 +6,7 @@
 #include <cstring>
 
 #include "index/btint.h"
-#include "index/definition.h"
+#include "definition/definition.h"
 #include "index/idxfile.h"
 #include "support/numconv.h"
 

@@ -5,7 +5,7 @@
 #include <cstring>
 
 #include "index/btint.h"
-#include "index/definition.h"
+#include "definition/definition.h"
 #include "index/idxfile.h"
 #include "index/idxpage.h"
 #include "index/pagecache.h"

@@ -5,7 +5,7 @@
 #include <cstring>
 
 #include "engine/engine.h"
-#include "engine/keys.h"
+#include "definition/keys.h"
 #include "maint/fm.h"
 #include "support/os.h"
 

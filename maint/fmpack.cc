@@ -9,9 +9,9 @@
 #include <vector>
 
 #include "engine/engine.h"
-#include "engine/fid.h"
-#include "engine/keys.h"
-#include "engine/record.h"
+#include "definition/fid.h"
+#include "definition/keys.h"
+#include "record/record.h"
 #include "maint/fm.h"
 #include "support/os.h"
 

@@ -5,10 +5,10 @@
 #include <vector>
 
 #include "engine/engine.h"
-#include "engine/fid.h"
+#include "definition/fid.h"
 #include "engine/fileutil.h"
-#include "engine/keys.h"
-#include "engine/record.h"
+#include "definition/keys.h"
+#include "record/record.h"
 #include "index/btree.h"
 #include "index/idxfile.h"
 #include "index/pagecache.h"

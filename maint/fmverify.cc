@@ -7,11 +7,11 @@
 #include <vector>
 
 #include "engine/engine.h"
-#include "engine/fid.h"
+#include "definition/fid.h"
 #include "engine/fileutil.h"
 #include "engine/lock.h"
-#include "engine/record.h"
-#include "engine/hashrec.h"
+#include "record/record.h"
+#include "record/hashrec.h"
 #include "index/btree.h"
 #include "index/hash.h"
 #include "index/idxfile.h"

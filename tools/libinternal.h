@@ -19,8 +19,8 @@
 
 #include "velnor.h"
 #include "compress/archive.h"
-#include "engine/fid.h"
-#include "engine/thread.h"
+#include "definition/fid.h"
+#include "record/thread.h"
 
 int32_t osholdfile(const char* path, int32_t exclusive);
 void osunholdfile(int32_t token);

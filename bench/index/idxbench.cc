@@ -14,7 +14,7 @@
 #include <string>
 #include <vector>
 
-#include "engine/fid.h"
+#include "definition/fid.h"
 #include "index/btree.h"
 #include "index/idxfile.h"
 #include "index/pagecache.h"

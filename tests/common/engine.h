@@ -12,7 +12,7 @@
 #include <vector>
 
 #include "common/files.h"
-#include "engine/fid.h"
+#include "definition/fid.h"
 #include "velnor.h"
 
 namespace vntest {

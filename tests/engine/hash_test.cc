@@ -8,7 +8,7 @@
 #include <memory>
 
 #include "common/engine.h"
-#include "engine/hashrec.h"
+#include "record/hashrec.h"
 #include "index/hash.h"
 #include "index/idxfile.h"
 #include "support/os.h"

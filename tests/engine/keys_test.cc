@@ -5,7 +5,7 @@
 #include <cstdio>
 #include <cstring>
 
-#include "engine/keys.h"
+#include "definition/keys.h"
 #include "common/engine.h"
 
 using namespace vntest;

@@ -3,7 +3,7 @@
 // read out of bounds; each case ends in a clear status.
 #include <filesystem>
 
-#include "engine/fid.h"
+#include "definition/fid.h"
 #include "common/engine.h"
 
 namespace vntest {

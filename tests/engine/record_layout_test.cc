@@ -4,7 +4,7 @@
 #include <iomanip>
 #include <map>
 
-#include "engine/fid.h"
+#include "definition/fid.h"
 #include "common/engine.h"
 
 namespace vntest {

@@ -8,7 +8,7 @@
 #include <set>
 #include <tuple>
 
-#include "engine/fid.h"
+#include "definition/fid.h"
 #include "common/engine.h"
 
 namespace vntest {

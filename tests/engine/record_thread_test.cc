@@ -3,7 +3,7 @@
 // delete and on rewrites that leave the condition; damaged chains that loop.
 #include <cstring>
 
-#include "engine/fid.h"
+#include "definition/fid.h"
 #include "common/engine.h"
 
 namespace vntest {

@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "common/engine.h"
-#include "engine/thread.h"
+#include "record/thread.h"
 
 using namespace vntest;
 

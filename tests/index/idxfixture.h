@@ -14,7 +14,7 @@
 
 #include "common/engine.h"
 #include "index/btree.h"
-#include "index/definition.h"
+#include "definition/definition.h"
 #include "index/idxfile.h"
 #include "index/pagecache.h"
 #include "velnor.h"

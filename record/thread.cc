@@ -2,13 +2,13 @@
 // recursive descent.  Every operator takes the whole rest of the expression
 // as its right operand, so all operators have one precedence and group from
 // the right: "2 * 3 + 4" is 2 * (3 + 4).
-#include "engine/thread.h"
+#include "record/thread.h"
 
 #include <cctype>
 #include <cmath>
 #include <cstring>
 
-#include "engine/fid.h"
+#include "definition/fid.h"
 #include "support/numconv.h"
 
 namespace {

@@ -1,7 +1,7 @@
 // keys.h - engine helpers of key building and the number forms stored in
 // files (bldkey, tobase95 and frombase95 are exported from velnor.h).
-#ifndef VELNOR_ENGINE_KEYS_H
-#define VELNOR_ENGINE_KEYS_H
+#ifndef VELNOR_DEFINITION_KEYS_H
+#define VELNOR_DEFINITION_KEYS_H
 
 #include <cstdint>
 

@@ -2,8 +2,8 @@
 // block (items, keys with their segments, threads), and the sharing test.
 // The index layer compares and builds keys from them; the engine loads,
 // saves and uses them, so they live below both.
-#ifndef VELNOR_INDEX_DEFINITION_H
-#define VELNOR_INDEX_DEFINITION_H
+#ifndef VELNOR_DEFINITION_DEFINITION_H
+#define VELNOR_DEFINITION_DEFINITION_H
 
 #include <cstdint>
 

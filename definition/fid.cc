@@ -1,12 +1,12 @@
 // fid.cc - loading a file definition into a command block: opening the
 // ".fid" file, choosing the text or binary form, and freeing the tables;
 // fhfidoffset finds an item by name.
-#include "engine/fid.h"
+#include "definition/fid.h"
 
 #include <cstring>
 
 #include "engine/engine.h"
-#include "engine/fidload.h"
+#include "definition/fidload.h"
 #include "support/strutil.h"
 
 namespace {

@@ -4,10 +4,10 @@
 #include <cstring>
 
 #include "engine/engine.h"
-#include "engine/fid.h"
-#include "engine/keys.h"
+#include "definition/fid.h"
+#include "definition/keys.h"
 #include "engine/lock.h"
-#include "engine/record.h"
+#include "record/record.h"
 #include "support/os.h"
 #include "support/strutil.h"
 

@@ -3,7 +3,7 @@
 // the record and the index before anything indexes recbuf with them.
 #include <cstring>
 
-#include "engine/fidload.h"
+#include "definition/fidload.h"
 
 namespace {
 

@@ -2,8 +2,8 @@
 // delete, backspace, position, temporary index): the two record layouts of
 // the data file, moving to the next record, thread links and the removal of
 // one record.
-#ifndef VELNOR_ENGINE_RECORD_H
-#define VELNOR_ENGINE_RECORD_H
+#ifndef VELNOR_RECORD_RECORD_H
+#define VELNOR_RECORD_RECORD_H
 
 #include <cstdint>
 

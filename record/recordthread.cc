@@ -4,9 +4,9 @@
 #include <cstring>
 
 #include "engine/engine.h"
-#include "engine/fid.h"
-#include "engine/record.h"
-#include "engine/thread.h"
+#include "definition/fid.h"
+#include "record/record.h"
+#include "record/thread.h"
 
 namespace {
 

@@ -1,10 +1,10 @@
 // hashrec.cc - finding, writing and deleting the records of a hashed file
 // by their primary key through the hash table (open addressing, double
 // hashing; a deleted record keeps its slot so probe chains stay whole).
-#include "engine/hashrec.h"
+#include "record/hashrec.h"
 
 #include "engine/engine.h"
-#include "engine/keys.h"
+#include "definition/keys.h"
 #include "engine/lock.h"
 #include "index/btree.h"
 #include "index/hash.h"

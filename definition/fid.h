@@ -1,12 +1,12 @@
 // fid.h - loading and saving file definitions: a ".fid" file (text
 // "TKF FID v7.0" or binary version 608) read into the tables of
-// index/definition.h that hang off the command block, and written back.
-#ifndef VELNOR_ENGINE_FID_H
-#define VELNOR_ENGINE_FID_H
+// definition/definition.h that hang off the command block, and written back.
+#ifndef VELNOR_DEFINITION_FID_H
+#define VELNOR_DEFINITION_FID_H
 
 #include <cstdint>
 
-#include "index/definition.h"
+#include "definition/definition.h"
 #include "velnor.h"
 
 // Loads the definition named by cb->fidname into cb.  0, or -1 with status.

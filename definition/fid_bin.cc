@@ -3,7 +3,7 @@
 // records, and two text lines per thread (link item name, expression).
 #include <cstring>
 
-#include "engine/fidload.h"
+#include "definition/fidload.h"
 
 namespace {
 

@@ -1,7 +1,7 @@
 // hashrec.h - the records of a hashed file, found, written and deleted by
 // their primary key through the hash table of index/hash.h.
-#ifndef VELNOR_ENGINE_HASHREC_H
-#define VELNOR_ENGINE_HASHREC_H
+#ifndef VELNOR_RECORD_HASHREC_H
+#define VELNOR_RECORD_HASHREC_H
 
 #include <cstdint>
 

@@ -1,10 +1,10 @@
 // keys.cc - key building (bldkey) and the number forms stored in files:
 // base 95 (digit = character - 32) and upper-case hexadecimal.
-#include "engine/keys.h"
+#include "definition/keys.h"
 
 #include <cstring>
 
-#include "engine/fid.h"
+#include "definition/fid.h"
 
 namespace {
 

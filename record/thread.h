@@ -1,7 +1,7 @@
 // thread.h - thread expressions: the conditions that select the records of
 // a thread, evaluated straight from their text.
-#ifndef VELNOR_ENGINE_THREAD_H
-#define VELNOR_ENGINE_THREAD_H
+#ifndef VELNOR_RECORD_THREAD_H
+#define VELNOR_RECORD_THREAD_H
 
 #include <cstdint>
 

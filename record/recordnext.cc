@@ -1,8 +1,8 @@
 // recordnext.cc - moving to the next record after a read or write: in key
 // order (or repeating a substring scan), along a thread, or physically.
 #include "engine/engine.h"
-#include "engine/fid.h"
-#include "engine/record.h"
+#include "definition/fid.h"
+#include "record/record.h"
 #include "index/btree.h"
 #include "index/idxfile.h"
 #include "index/pagecache.h"

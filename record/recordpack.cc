@@ -3,8 +3,8 @@
 // ending shortened fields, hex-4 length) and unpacking it back.
 #include <cstring>
 
-#include "engine/fid.h"
-#include "engine/record.h"
+#include "definition/fid.h"
+#include "record/record.h"
 #include "support/strutil.h"
 
 namespace {

@@ -2,9 +2,9 @@
 // the index, its slot onto the free-space list, and the deletion mark over
 // its status byte.
 #include "engine/engine.h"
-#include "engine/fid.h"
-#include "engine/record.h"
-#include "engine/thread.h"
+#include "definition/fid.h"
+#include "record/record.h"
+#include "record/thread.h"
 #include "index/btree.h"
 #include "index/idxfile.h"
 

@@ -4,7 +4,7 @@
 #include <cstdio>
 #include <cstring>
 
-#include "engine/fidload.h"
+#include "definition/fidload.h"
 
 namespace {
 

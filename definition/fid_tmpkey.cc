@@ -4,7 +4,7 @@
 #include <cctype>
 #include <cstring>
 
-#include "engine/fidload.h"
+#include "definition/fidload.h"
 
 namespace {
 

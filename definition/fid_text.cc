@@ -5,7 +5,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "engine/fidload.h"
+#include "definition/fidload.h"
 
 namespace {
 

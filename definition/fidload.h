@@ -1,12 +1,12 @@
 // fidload.h - the pieces of the definition loader shared by its files: the
 // two encodings, the temporary-index key expression, the bounds checks and
 // table allocation.
-#ifndef VELNOR_ENGINE_FIDLOAD_H
-#define VELNOR_ENGINE_FIDLOAD_H
+#ifndef VELNOR_DEFINITION_FIDLOAD_H
+#define VELNOR_DEFINITION_FIDLOAD_H
 
 #include <cstdint>
 
-#include "engine/fid.h"
+#include "definition/fid.h"
 
 // Largest values the command block's count fields hold.
 enum { FID_MAXITEMS = 65535, FID_MAXKEYS = 127, FID_MAXRECLEN = 65533 };
