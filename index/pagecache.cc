@@ -10,6 +10,7 @@
 #include <new>
 #include <vector>
 
+#include "definition/definition.h"
 #include "index/idxfile.h"
 #include "support/os.h"
 
@@ -400,25 +401,29 @@ int32_t pgput(FHCB* cb, int index, uint32_t page, int look) {
 namespace {
 
 // Reads page from the file into the image of cursor index and caches it:
-// 0, or -1 with cacheerror 23 or 30.
+// 0, or -1 with cacheerror 23 or 30.  Only a shared file retries: there a
+// short page may be one another process is still writing, while in
+// unshared or exclusive use nothing else can lengthen the file, and a page
+// past its end (a damaged nextpage or page pointer) fails at once.
 int32_t readfromfile(FHCB* cb, int index, uint32_t page) {
     IdxState* st = cb->index;
     uint8_t* img = st->cursor[index].img;
     const uint32_t size = st->pagesize;
     const int32_t off = pageoffset(page, size);
+    const int tries = isshared(cb) ? READTRIES : 1;
     bool ok = false;
-    for (int attempt = 0; attempt < READTRIES && !ok; attempt++) {
+    for (int attempt = 0; attempt < tries && !ok; attempt++) {
         int32_t fd = static_cast<int32_t>(cb->idxfd);
         pgdiskreads++;
         ok = idxreadat(fd, static_cast<uint32_t>(off), img, size);
         if (ok) break;
-        if (attempt == 0) {
+        if (attempt == 0 && tries > 1) {
             // Another process may hold a stale view: take a fresh handle.
             uint32_t flags = fshare(cb->idxname, VN_O_BINARY | VN_O_RDWR);
             osclose(fd);
             cb->idxfd = static_cast<uint32_t>(pgreopen(cb->idxname, flags, 0));
         }
-        if (attempt + 1 < READTRIES) osbusywait(RETRYWAIT);
+        if (attempt + 1 < tries) osbusywait(RETRYWAIT);
     }
     if (!ok) {
         cacheerror = VN_E_IDXREAD;

@@ -87,7 +87,8 @@ int32_t pglookup(uint32_t file, uint32_t page);
 // A new slot is clean; a slot found by look keeps its dirty flag.
 int32_t pgput(FHCB* cb, int index, uint32_t page, int look);
 // Makes the image of cursor index hold page: from the cache, else read
-// from the file (up to 100 tries, 50 ms apart, reopening the file once).
+// from the file (shared: up to 100 tries, 50 ms apart, reopening the file
+// once; unshared or exclusive: one try).
 // 0, or -1 with cacheerror 23 or 30; the status is not touched.
 int32_t pgread(FHCB* cb, int index, uint32_t page);
 // Page to read in place: the cached copy, its block locked until
