@@ -31,8 +31,7 @@ void runinfo(const OpenSpec& file, std::FILE* out) {
     if (cut.size)
         warn(f.path() + ": the file ends at byte " + std::to_string(cut.size) +
              ", inside the record at byte " + std::to_string(cut.pos));
-    // (The physical walk does not reach a hashed file's records yet.)
-    if (!(cb->fflags & VN_FF_HASHED) && static_cast<unsigned long>(active + deleted) != slots)
+    if (static_cast<unsigned long>(active + deleted) != slots)
         fail(f.path(), "the header counts " + std::to_string(slots) + " records but " +
                            std::to_string(active + deleted) + " were found; velnor verify " +
                            f.path() + " checks the file");
