@@ -27,9 +27,15 @@ bool hexdigit(char c) { return (c >= '0' && c <= '9') || (c >= 'A' && c <= 'F');
 // Steps shared by open and create: network type 1, the definition (unless
 // "*SEQ" or already loaded), and the refusal of hashed variable-length files.
 // *loaded tells whether the definition was loaded here.
+// A name that fills its field is refused before any file is opened or
+// made, with the status of the file it names.
 int32_t prepare(FHCB* cb, bool* loaded) {
-    cb->nettype = 1;
     *loaded = false;
+    if (!fhnamefits(cb->datname) || !fhnamefits(cb->fidname)) {
+        cb->status = fhnamefits(cb->datname) ? VN_E_FIDOPEN : VN_E_DATOPEN;
+        return -1;
+    }
+    cb->nettype = 1;
     if (seqfile(cb)) {
         cb->nitems = 0;
         cb->nkeys = 0;
@@ -47,6 +53,11 @@ int32_t prepare(FHCB* cb, bool* loaded) {
     }
     if ((cb->fflags & VN_FF_HASHED) && (cb->fflags & VN_FF_VARLEN)) {
         cb->status = VN_E_HSHFID;
+        if (*loaded) fhdropfid(cb);
+        return -1;
+    }
+    if (!fhnamefits(cb->idxname)) {
+        cb->status = (cb->fflags & VN_FF_HASHED) ? VN_E_HSHOPEN : VN_E_IDXOPEN;
         if (*loaded) fhdropfid(cb);
         return -1;
     }

@@ -11,6 +11,8 @@ namespace {
 constexpr size_t kNameField = 261;
 }
 
+bool fhnamefits(const char* field) { return std::memchr(field, '\0', kNameField) != nullptr; }
+
 int32_t fhderive(const FHCB* cb, char* dest, const char* ext) {
     size_t len = strnlen(cb->datname, kNameField);
     if (len + std::strlen(ext) >= kNameField) return -1;

@@ -12,6 +12,9 @@ enum { FH_WORKSIZE = 257 };
 // dest (a 261-byte name field of cb) = cb->datname with its extension
 // replaced by ext.  -1 when the result would not fit.
 int32_t fhderive(const FHCB* cb, char* dest, const char* ext);
+// A name field of FHCB (datname, fidname, idxname) holds its zero: a name
+// that fills the field without one has no known end and is refused.
+bool fhnamefits(const char* field);
 // Frees the loaded definition and clears the three table pointers.
 void fhdropfid(FHCB* cb);
 // Clears the table pointers after a failed load (the loader freed them).

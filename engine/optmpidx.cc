@@ -58,6 +58,10 @@ void abandon(FHCB* cb) {
 }  // namespace
 
 void optmpidx(FHCB* cb) {
+    if (!fhnamefits(cb->datname) || !fhnamefits(cb->fidname) || !fhnamefits(cb->idxname)) {
+        cb->status = !fhnamefits(cb->datname) ? VN_E_DATOPEN : !fhnamefits(cb->fidname) ? VN_E_FIDOPEN : VN_E_IDXOPEN;
+        return;
+    }
     cb->fflags |= VN_FF_TMPIDX;
     if (cb->fidname[0] == '\0' && fhderive(cb, cb->fidname, ".fid") != 0) {
         cb->status = VN_E_FIDOPEN;
