@@ -80,6 +80,21 @@ void run(FHCB* cb) {
     }
 }
 
+// Open, create and make-temporary-index take a block that the engine does
+// not hold yet (or holds already, for a reopen).  A block it does not hold
+// must come zeroed: an index state, a held file lock or a definition said to
+// be loaded without its tables are not the engine's, and following them
+// would read or free memory it never handed out.
+bool strayblock(const FHCB* cb) {
+    if (fhnode(cb) != nullptr) return false;
+    if (cb->index != nullptr || cb->flocked != 0) return true;
+    return (cb->fflags & VN_FF_FIDDONE) && (cb->items == nullptr || (cb->nkeys > 0 && cb->keys == nullptr));
+}
+
+bool opensblock(uint8_t opcode) {
+    return opcode == VN_OP_OPEN || opcode == VN_OP_CREATE || opcode == VN_OP_TMPIDX;
+}
+
 // A shared file still holding the file lock gets its index pages flushed
 // before the lock goes.
 void afteroperation(FHCB* cb) {
@@ -99,6 +114,9 @@ extern "C" VELNOR_API int32_t VELNOR_CALL filehandler(FHCB* cb) {
         initcount = static_cast<int8_t>(initcount + 1);
     } else if (initcount == 0 && cb->opcode != VN_OP_SHUTDOWN) {
         cb->status = VN_E_NOINIT;
+    } else if (opensblock(cb->opcode) && strayblock(cb)) {
+        cb->status = VN_E_REUSE;
+        return -1;  // nothing of the block is touched, its lock flag included
     } else {
         run(cb);
     }
