@@ -41,6 +41,10 @@ int32_t buildkey(FHCB* cb, int32_t keyno, char* dest) {
 }  // namespace
 
 extern "C" int32_t VELNOR_CALL bldkey(FHCB* cb, int32_t keyno, char* dest) {
+    if (cb == nullptr || dest == nullptr) {
+        if (cb != nullptr) cb->status = VN_C_NOTAPPLY;
+        return 0;
+    }
     int32_t n = buildkey(cb, keyno, dest);
     if (cb->fflags & VN_FF_TMPIDX) {
         std::memcpy(dest + n, tobase95(static_cast<uint32_t>(cb->datpos), 4), 4);
@@ -63,6 +67,7 @@ extern "C" char* VELNOR_CALL tobase95(uint32_t value, uint32_t width) {
 }
 
 extern "C" uint32_t VELNOR_CALL frombase95(const char* text, uint32_t width) {
+    if (text == nullptr) return 0;
     uint32_t value = 0;
     uint32_t place = 1;
     for (uint32_t i = width; i > 0; --i) {

@@ -247,6 +247,7 @@ extern "C" VELNOR_API int32_t VELNOR_CALL fhlimball(void) {
 }
 
 extern "C" VELNOR_API int32_t VELNOR_CALL vfhlimbo(FHCB* cb) {
+    if (cb == nullptr) return -1;
     cb->status = 0;
     return fhpark(cb) == 0 ? 0 : -1;
 }

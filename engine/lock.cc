@@ -87,11 +87,13 @@ void oprunlock(FHCB* cb) {
 }
 
 extern "C" VELNOR_API int32_t VELNOR_CALL dlock(FHCB* cb, uint32_t pos) {
+    if (cb == nullptr) return -1;
     if (!oslocking(cb)) return 0;
     return oslock(static_cast<int32_t>(cb->datfd), pos, 1) == 0 ? 0 : -1;
 }
 
 extern "C" VELNOR_API int32_t VELNOR_CALL udlock(FHCB* cb, uint32_t pos) {
+    if (cb == nullptr) return -1;
     if (!oslocking(cb)) return 0;
     return osunlock(static_cast<int32_t>(cb->datfd), pos, 1) == 0 ? 0 : -1;
 }

@@ -18,6 +18,7 @@ void setwordbit(FHCB* cb, uint16_t bit, bool on) {
 }
 
 int32_t run(FHCB* cb, uint8_t opcode) {
+    if (cb == nullptr) return -1;
     cb->status = 0;
     cb->opcode = opcode;
     filehandler(cb);
@@ -28,6 +29,7 @@ int32_t run(FHCB* cb, uint8_t opcode) {
 // retries, the call, then a blank record buffer of reclen + 8 bytes with a
 // newline at reclen - 1 and a zero at reclen.
 int32_t openroutine(FHCB* cb, uint8_t opcode) {
+    if (cb == nullptr) return -1;
     cb->status = 0;
     cb->nettype = 1;
     if (cb->flockretry == 0) cb->flockretry = 100;
@@ -55,6 +57,7 @@ int32_t VELNOR_CALL vfhmake(FHCB* cb) { return openroutine(cb, VN_OP_CREATE); }
 int32_t VELNOR_CALL vfhmaketidx(FHCB* cb) { return openroutine(cb, VN_OP_TMPIDX); }
 
 int32_t VELNOR_CALL vfhclose(FHCB* cb) {
+    if (cb == nullptr) return -1;
     int32_t r = run(cb, VN_OP_CLOSE);
     if (cb->recbuf != nullptr) globalmfree(cb->recbuf);
     cb->recbuf = nullptr;
@@ -62,16 +65,19 @@ int32_t VELNOR_CALL vfhclose(FHCB* cb) {
 }
 
 int32_t VELNOR_CALL vfhread(FHCB* cb, int32_t stay) {
+    if (cb == nullptr) return -1;
     setwordbit(cb, WORD_STAY, stay != 0);
     return run(cb, VN_OP_READ);
 }
 
 int32_t VELNOR_CALL vfhwrite(FHCB* cb, int32_t stay) {
+    if (cb == nullptr) return -1;
     setwordbit(cb, WORD_STAY, stay != 0);
     return run(cb, VN_OP_WRITE);
 }
 
 int32_t VELNOR_CALL vfhposn(FHCB* cb, int32_t exact) {
+    if (cb == nullptr) return -1;
     setwordbit(cb, WORD_EXACT, exact != 0);
     return run(cb, VN_OP_POSN);
 }
@@ -83,13 +89,14 @@ int32_t VELNOR_CALL vfhrunlock(FHCB* cb) { return run(cb, VN_OP_RUNLOCK); }
 int32_t VELNOR_CALL vfhsecure(FHCB* cb) { return run(cb, VN_OP_SECURE); }
 
 int32_t VELNOR_CALL vfhsetkey(FHCB* cb, uint8_t key) {
+    if (cb == nullptr) return -1;
     cb->reqkey = static_cast<int8_t>(key);
     return run(cb, VN_OP_SETKEY);
 }
 
 void VELNOR_CALL vfhgetversion(uint16_t* major, uint16_t* minor) {
-    *major = 1792;
-    *minor = 144;
+    if (major != nullptr) *major = 1792;
+    if (minor != nullptr) *minor = 144;
 }
 
 // The buffer holds 72 bytes: a longer directory is cut to 71 characters.

@@ -11,13 +11,21 @@ namespace {
 // item is unknown or occ is not below its occurrences.  A negative occ is
 // refused too, so that nothing outside the record is reached.
 char* field(FHCB* cb, const char* name, int32_t occ, const FidItem** item) {
-    if (cb->recbuf == nullptr) return nullptr;
+    if (cb == nullptr || cb->recbuf == nullptr || name == nullptr) return nullptr;
     int32_t at = fhfidoffset(cb, name);
     if (at < 0) return nullptr;
     const FidItem& it = cb->items[at];
     if (occ < 0 || occ >= it.occurs) return nullptr;
     *item = &it;
     return cb->recbuf + it.offset + static_cast<size_t>(occ) * it.length;
+}
+
+// A null pointer handed to an item call: -1 (or null), and the status says
+// the call did not apply.
+bool refused(FHCB* cb, const void* a, const void* b) {
+    if (cb != nullptr && a != nullptr && b != nullptr) return false;
+    if (cb != nullptr) cb->status = VN_C_NOTAPPLY;
+    return true;
 }
 
 // Writes the n characters of text into the item's field: blanks first for
@@ -40,6 +48,7 @@ void put(char* f, const FidItem& it, const char* text, size_t n) {
 extern "C" {
 
 int32_t VELNOR_CALL vfhitemget(FHCB* cb, const char* name, int32_t occ, char* dest) {
+    if (refused(cb, name, dest)) return -1;
     const FidItem* it = nullptr;
     char* f = field(cb, name, occ, &it);
     if (f == nullptr) return -1;
@@ -48,6 +57,7 @@ int32_t VELNOR_CALL vfhitemget(FHCB* cb, const char* name, int32_t occ, char* de
 }
 
 int32_t VELNOR_CALL vfhitemset(FHCB* cb, const char* name, int32_t occ, const char* src) {
+    if (refused(cb, name, src)) return -1;
     const FidItem* it = nullptr;
     char* f = field(cb, name, occ, &it);
     if (f == nullptr) return -1;
@@ -56,13 +66,15 @@ int32_t VELNOR_CALL vfhitemset(FHCB* cb, const char* name, int32_t occ, const ch
 }
 
 char* VELNOR_CALL vfhitemoffset(FHCB* cb, const char* name) {
+    if (refused(cb, name, name)) return nullptr;
     int32_t at = cb->recbuf != nullptr ? fhfidoffset(cb, name) : -1;
     return at < 0 ? nullptr : cb->recbuf + cb->items[at].offset;
 }
 
 // Only occurrence 0 of each item is copied.
 int32_t VELNOR_CALL vfhcopy(FHCB* dst, FHCB* src) {
-    for (uint32_t i = 0; i < src->nitems; ++i) {
+    if (dst == nullptr || src == nullptr) return -1;
+    for (uint32_t i = 0; src->items != nullptr && i < src->nitems; ++i) {
         const FidItem* from = nullptr;
         const FidItem* to = nullptr;
         const char* name = src->items[i].name;

@@ -129,6 +129,7 @@ bool separator(char c) {
 extern "C" {
 
 int32_t VELNOR_CALL fhhypinit(FHCB* cb, const char* path, uint32_t open, int32_t create) {
+    if (hypnullarg(cb, open == 0 ? "" : path)) return -1;
     postforget(cb);
     if (open == 0) {
         if (cb->hypfd != 0) osclose(cb->hypfd);
@@ -167,6 +168,7 @@ int32_t VELNOR_CALL fhhypinit(FHCB* cb, const char* path, uint32_t open, int32_t
 }
 
 int32_t VELNOR_CALL fhhypaddword(FHCB* cb, char* word, uint32_t value) {
+    if (hypnullarg(cb, word)) return -1;
     Posting p(cb);
     return addone(cb, p, word, value);
 }
@@ -174,6 +176,7 @@ int32_t VELNOR_CALL fhhypaddword(FHCB* cb, char* word, uint32_t value) {
 // Each word goes through fhhypaddword's steps; one view of the posting file
 // serves the whole line.
 int32_t VELNOR_CALL fhhypaddline(FHCB* cb, const char* text, uint32_t value, uint16_t flags) {
+    if (hypnullarg(cb, text)) return -1;
     Posting p(cb);
     char word[LINE_WORDMAX + 1];
     size_t len = 0;

@@ -51,6 +51,7 @@ int32_t dropvalue(FHCB* cb, Posting& p, uint32_t head, uint32_t value, bool* rew
 }  // namespace
 
 extern "C" int32_t VELNOR_CALL fhhypdelete(FHCB* cb, uint32_t value) {
+    if (cb == nullptr) return -1;
     enum { LOWEST_KEY = 20 };
     if (setkeyword(cb, "", false) < 0) return -1;
     std::memset(cb->work, ' ', LOWEST_KEY);

@@ -66,7 +66,8 @@ uint32_t* copyout(const WordChain& chain, uint32_t* count) {
 extern "C" {
 
 uint32_t* VELNOR_CALL fhhypsearch(FHCB* cb, const char* word, uint32_t* count) {
-    *count = 0;
+    if (count != nullptr) *count = 0;
+    if (hypnullarg(cb, word) || hypnullarg(cb, count)) return nullptr;
     if (setkeyword(cb, word, true) < 0) return nullptr;
     vfhsetkey(cb, 1);
     vfhposn(cb, 256);
@@ -107,6 +108,7 @@ uint32_t* VELNOR_CALL fhhypsearch(FHCB* cb, const char* word, uint32_t* count) {
 }
 
 uint32_t VELNOR_CALL fhhypgetnext(FHCB* cb, int32_t* cursor) {
+    if (hypnullarg(cb, cursor)) return NODE_FREE;
     Posting p(cb);
     if (*cursor == 0) *cursor = static_cast<int32_t>(chainhead(cb));
     PostNode node;
@@ -120,6 +122,10 @@ uint32_t VELNOR_CALL fhhypgetnext(FHCB* cb, int32_t* cursor) {
 
 char* VELNOR_CALL fhhyplist(FHCB* cb, uint32_t value, const char* prefix, char* buffer,
                             uint32_t* size) {
+    if (hypnullarg(cb, prefix) || hypnullarg(cb, size)) {
+        globalmfree(buffer);  // the caller keeps only the result
+        return nullptr;
+    }
     if (buffer == nullptr) {
         *size = LIST_STEP;
         buffer = static_cast<char*>(globalcalloc(LIST_STEP, 1));

@@ -271,6 +271,12 @@ void Posting::unlock() {
     locked_ = false;
 }
 
+bool hypnullarg(FHCB* cb, const void* arg) {
+    if (cb != nullptr && arg != nullptr) return false;
+    if (cb != nullptr) cb->status = VN_C_NOTAPPLY;
+    return true;
+}
+
 int32_t setkeyword(FHCB* cb, const char* word, bool fold) {
     enum { KEYTEXT = 256 };
     if (cb->work == nullptr || cb->recbuf == nullptr) {

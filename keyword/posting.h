@@ -134,6 +134,10 @@ private:
 // Drops what an unshared block kept of its posting file.
 void postforget(const FHCB* cb);
 
+// True when the block or an argument the call needs is null; a block that
+// is there gets VN_C_NOTAPPLY, and the call returns its failure result.
+bool hypnullarg(FHCB* cb, const void* arg);
+
 // The key buffer (cb->work) as 256 blanks with word copied to its start
 // (at most 256 characters), folded to lower case when fold is set.  0, or
 // -1 with status 11 when the block is not open.
