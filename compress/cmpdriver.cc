@@ -127,7 +127,7 @@ int32_t collectpatterns(CmpRun& run, int32_t npatterns, char** patterns) {
 // Derives the archive and temporary names, and the display name: the
 // given name and extension without directory.
 void namearchive(CmpRun& run, const char* archive) {
-    std::snprintf(run.arcname, CMP_PATHMAX + 1, "%s", archive != nullptr ? archive : "");
+    std::snprintf(run.arcname, CMP_PATHMAX + 1, "%s", archive);
     lowername(run.arcname);
     const int32_t dirlen = cmpdirlen(run.arcname);
     const char* last = run.arcname + dirlen;
@@ -152,6 +152,12 @@ int32_t dispatch(int32_t ops, CmpRun& run) {
 
 int32_t runcall(const char* options, const char* archive, int32_t npatterns, char** patterns,
                 CmpRun& run) {
+    // A name longer than the run can hold would be cut, and the archive
+    // written somewhere the caller did not name.
+    if (archive == nullptr || std::strlen(archive) > CMP_PATHMAX) {
+        cmperror(CMP_E_OPEN);
+        return -1;
+    }
     const int32_t ops = parseoptions(options, run);
     if (ops < 0) {
         return ops;
