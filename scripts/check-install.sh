@@ -1,8 +1,9 @@
 #!/bin/bash
 # check-install.sh - installs the native build (build/) into a scratch
-# prefix and builds programs against it the ways a user would: a CMake
-# project with find_package(velnor), linked to the shared and to the static
-# library, and a plain compiler call with pkg-config.  When the 32-bit
+# prefix and builds a C program against it the ways a user would: a CMake
+# project in C alone with find_package(velnor), linked to the shared and to
+# the static library, and plain compiler calls with pkg-config, shared and
+# --static.  When the 32-bit
 # Windows build (build-win32/) exists, checks that its install holds the
 # DLL, the import library, velnor.def and the header.
 set -euo pipefail
@@ -17,7 +18,7 @@ if [ ! -f build/build.ninja ]; then
 fi
 cmake --build build -j2 --target velnor velnor_static
 cmake --install build --prefix "$work/prefix"
-for f in include/velnor.h lib/libvelnor_static.a lib/pkgconfig/velnor.pc \
+for f in include/velnor.h lib/libvelnor.a lib/pkgconfig/velnor.pc \
          lib/cmake/velnor/velnorConfig.cmake lib/cmake/velnor/velnorConfigVersion.cmake; do
   [ -e "$work/prefix/$f" ] || { echo "not installed: $f"; exit 1; }
 done
@@ -32,6 +33,9 @@ export PKG_CONFIG_PATH=$work/prefix/lib/pkgconfig
 # shellcheck disable=SC2046
 cc -o "$work/consumer-pc" tests/build/consumer/main.c $(pkg-config --cflags --libs velnor)
 LD_LIBRARY_PATH=$work/prefix/lib "$work/consumer-pc"
+# shellcheck disable=SC2046
+cc -static -o "$work/consumer-pc-static" tests/build/consumer/main.c $(pkg-config --static --cflags --libs velnor)
+"$work/consumer-pc-static"
 
 if [ -f build-win32/build.ninja ]; then
   cmake --build build-win32 -j2
