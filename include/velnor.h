@@ -9,6 +9,23 @@
  * Results: 0 for success and -1 for failure unless a function says otherwise;
  * the engine's reason for a failure is the one-byte status in the FHCB.
  *
+ * Null pointers: every function that takes a pointer gives its failure
+ * result (-1, null, 0, or nothing done for a function without a result) when
+ * a pointer it needs is null, and, when it has a block, VN_C_NOTAPPLY in the
+ * block's status (a null block itself has no status to hold).  Pointers
+ * that a function documents as optional (dest of convdate, size of
+ * cfindfirst ...) may be null as before.
+ *
+ * Memory: blocks the library hands to the caller (record buffers, search
+ * results, lists) come from globalmalloc/globalcalloc and are freed with
+ * globalmfree, or by the call that says it frees them (vfhclose).
+ *
+ * Names: an application may define functions of the same names as these
+ * (trim, casecmp, instr ...).  Linked with the shared library, the program
+ * keeps its own and the library keeps its own.  Linked with the static
+ * library, the linker refuses the pair ("multiple definition"): rename the
+ * program's function, or link the shared library.
+ *
  * Threads: the library keeps process-wide state (the open-file list, the
  * index page cache, the archiver's and maintenance's run state) without
  * locks of its own.  Call it from one thread at a time in a process; a
@@ -48,6 +65,18 @@ extern "C" {
 /* ------------------------------------------------------------------------
  * The command block.  Byte-packed: applications allocate and fill it
  * directly, so every field follows the previous one with no padding.
+ *
+ * A block must be all zeros before its first open, create or temporary
+ * index (memset, "= {0}", or a static block): the engine takes a non-null
+ * index, file lock flag or loaded definition in a block it does not hold as
+ * its own.  It refuses a block whose index or lock flag is set (status
+ * VN_E_REUSE) rather than follow them, but other leftovers cannot be told
+ * from the caller's settings.  After a close the block may be opened again.
+ *
+ * Names: datname, fidname and idxname are zero-terminated strings of at most
+ * 260 characters.  A name that fills its field with no zero is refused, with
+ * nothing opened, created or cut: VN_E_DATOPEN, VN_E_FIDOPEN, or
+ * VN_E_IDXOPEN (VN_E_HSHOPEN for a hashed file) as the field's file.
  * ------------------------------------------------------------------------ */
 
 struct FidItem;   /* item table of a loaded definition */
@@ -115,7 +144,10 @@ enum {
     VN_OP_SHUTDOWN = 20  /* shut down (counted) */
 };
 
-/* Status codes (FHCB.status).  1-44 have a message (fhmessage). */
+/* Status codes (FHCB.status).  1-44 have a message (fhmessage).  Two pairs
+ * share a value, so a status tells only the pair: VN_C_NOTFOUND and
+ * VN_C_NOREC are both 100 ('d'), VN_C_HSHNOKEY and VN_C_NOTAPPLY both 102
+ * ('f'); the operation that failed tells which was meant. */
 enum {
     VN_OK = 0,
     VN_E_DATOPEN = 1,
@@ -220,21 +252,47 @@ enum {
  * Record file engine.
  * ------------------------------------------------------------------------ */
 
-/* Runs the operation in cb->opcode; 0 when cb->status is 0 afterwards. */
+/* Runs the operation in cb->opcode; 0 when cb->status is 0 afterwards, -1
+ * (and -1 for a null cb, with no status).  Start and stop: operation 0
+ * (VN_OP_INIT) must come first, once per process or once per user of the
+ * engine: it counts.  Any other operation before it fails with
+ * VN_E_NOINIT.  Operation 20 (VN_OP_SHUTDOWN) only counts down while the
+ * count is above zero; only an operation 20 with the count already zero
+ * really stops the engine, closing every file still open.  So a program
+ * that started once stops with its second operation 20, and until then a
+ * block left open stays open.
+ *
+ * Keys in work (operation 8, vfhposn): the value is the key's bytes as the
+ * record holds them, zero-terminated, taken up to its zero (at most the
+ * key's own width).  Positioning finds the first key at or after it; with
+ * exact the key found must begin with it, so a shorter value is a prefix.
+ * Items are stored blank-padded: a right-justified ('R') item holds 42 in
+ * five bytes as "   42", and only that value finds it.  The sure way: set
+ * the items in recbuf with vfhitemset and build the value with
+ * bldkey(cb, key, cb->work).
+ *
+ * Sharing: two blocks on the same file in one process each hold their own
+ * header count and thread heads while the network type is "SINGLE" (0): one
+ * does not see the other's writes until it is closed or secured. */
 VELNOR_API int32_t VELNOR_CALL filehandler(FHCB *cb);
 
 /* The message of status 1-44 ("opening data file", ...), "" for an entry
  * without text, and null for any other status. */
 VELNOR_API const char *VELNOR_CALL fhmessage(int32_t status);
 
-/* Index of the item called name (exact, case-sensitive), or -1. */
+/* Index of the item called name (exact, case-sensitive) in the item table,
+ * or -1 (also for a block with no definition). */
 VELNOR_API int32_t VELNOR_CALL fhfidoffset(FHCB *cb, const char *name);
 
-/* Key keyno of the record in cb->recbuf into dest, zero-terminated;
- * returns its length. */
+/* Key keyno (0 the primary key, as operation 19 counts less one) of the
+ * record in cb->recbuf into dest, zero-terminated; returns its length.  A
+ * secondary key ends with the primary key.  dest needs the key's length + 1
+ * bytes (at most 256: cb->work serves).  0 for a null cb or dest. */
 VELNOR_API int32_t VELNOR_CALL bldkey(FHCB *cb, int32_t keyno, char *dest);
 /* value as width base-95 digits in a static buffer each call overwrites. */
 VELNOR_API char *VELNOR_CALL tobase95(uint32_t value, uint32_t width);
+/* The value of the width base-95 digits at text (digit = byte - 32); 0 for
+ * a null text. */
 VELNOR_API uint32_t VELNOR_CALL frombase95(const char *text, uint32_t width);
 
 /* Simplified record API.  Each record call clears cb->status, runs one
@@ -249,7 +307,10 @@ VELNOR_API uint32_t VELNOR_CALL frombase95(const char *text, uint32_t width);
  * reclen - 1; vfhclose frees it (also when the close fails).  vfhopen of a
  * missing file gives status VN_E_DATOPEN (VN_E_FIDOPEN when the definition
  * is missing) and no buffer.  vfhmake replaces an existing data file.
- * vfhmaketidx takes the key expression in cb->work. */
+ * vfhmaketidx takes the key expression in cb->work, which must be a
+ * globalmalloc block: the engine frees it and hands out a new one.
+ * The block must be zeroed first (see FHCB).  cb->work is the engine's:
+ * 257 bytes, allocated by the open, freed by the close. */
 VELNOR_API int32_t VELNOR_CALL vfhopen(FHCB *cb);
 VELNOR_API int32_t VELNOR_CALL vfhmake(FHCB *cb);
 VELNOR_API int32_t VELNOR_CALL vfhmaketidx(FHCB *cb);
@@ -263,8 +324,16 @@ VELNOR_API int32_t VELNOR_CALL vfhread(FHCB *cb, int32_t stay);
  * key (key 0) it holds, which it silently replaces.  stay: as for read. */
 VELNOR_API int32_t VELNOR_CALL vfhwrite(FHCB *cb, int32_t stay);
 /* Positions at the first record whose active key is at or after the value
- * in cb->work (exact nonzero: equal to it); -1 with the status when none. */
+ * in cb->work (exact nonzero: that begins with it); see "Keys in work" at
+ * filehandler.  When no record qualifies the result is still 0 with status
+ * 0, but VN_ST_CURRENT is cleared in cb->state and a read then gives
+ * VN_C_NOREC: test the bit, as in
+ *     if (vfhposn(cb, 1) == 0 && (cb->state & VN_ST_CURRENT)) found...
+ * -1 with the status for a failure (a file that cannot be read, a block
+ * that is not open). */
 VELNOR_API int32_t VELNOR_CALL vfhposn(FHCB *cb, int32_t exact);
+/* Moves to the previous record in the active order; VN_C_NOREC before the
+ * first, VN_C_VARBACK in physical order on a variable-length file. */
 VELNOR_API int32_t VELNOR_CALL vfhbacksp(FHCB *cb);
 /* Deletes the record whose primary key cb->recbuf holds: marked "D", its
  * keys taken out and its slot kept for reuse. */
@@ -298,10 +367,22 @@ VELNOR_API void VELNOR_CALL vfhgetversion(uint16_t *major, uint16_t *minor);
 /* Folder for the temporary files of file maintenance (at most 71
  * characters are kept); null or "" puts them beside the data file. */
 VELNOR_API void VELNOR_CALL vfhsettmpdir(const char *dir);
+/* fastopen, and when that fails, closelru(0) and one more try: the stream
+ * (0-4) or -1. */
 VELNOR_API int32_t VELNOR_CALL fastlruopen(const char *name, int32_t mode, uint32_t extra);
+/* Parks the least recently used open file in limbo (its header written
+ * unless shared, its OS handles closed; the next operation reopens it).
+ * Unless force, files in exclusive use or holding a record lock are
+ * skipped.  0, or -1 when the engine is not started or none qualifies. */
 VELNOR_API int32_t VELNOR_CALL closelru(int32_t force);
+/* Parks every open file (closelru(1) until it fails); always -1. */
 VELNOR_API int32_t VELNOR_CALL fhlimball(void);
+/* Flushes an OS handle's buffers; always -1 ("not committed"). */
 VELNOR_API int32_t VELNOR_CALL fhclopen(uint32_t handle);
+/* Locks or unlocks the byte at pos of the data file (0 is the file lock, a
+ * record's position its record lock) for network types 1 and 2; other
+ * types succeed without a lock.  0, or -1 when the OS refuses or cb is
+ * null. */
 VELNOR_API int32_t VELNOR_CALL dlock(FHCB *cb, uint32_t pos);
 VELNOR_API int32_t VELNOR_CALL udlock(FHCB *cb, uint32_t pos);
 
@@ -464,6 +545,8 @@ VELNOR_API uint32_t VELNOR_CALL fhhypgetnext(FHCB *cb, int32_t *cursor);
  * Support library: OS layer, memory, directories.
  * ------------------------------------------------------------------------ */
 
+/* The open flags for path opened shared (flags | VN_O_SHARE) or exclusive
+ * (flags | VN_O_EXCL); path is not read and may be null. */
 VELNOR_API uint32_t VELNOR_CALL fshare(const char *path, uint32_t flags);
 VELNOR_API uint32_t VELNOR_CALL funshare(const char *path, uint32_t flags);
 
@@ -495,7 +578,14 @@ VELNOR_API char *VELNOR_CALL cfindnext(uint32_t *size, uint8_t *datetime);
  * a stream opened with VN_O_CREAT, also give 1 when bytes could not be
  * written.  fastgets needs limit + 1
  * bytes at dest; fastagets writes at least width bytes and at most 8002
- * (a coded record keeps its first 127 bytes). */
+ * (a coded record keeps its first 127 bytes).
+ * fastopen: the stream, or -1 (no free slot, a null or empty path, the open
+ * failed) or -2 (no buffer); a failed create removes the file.  fastread:
+ * the bytes read (fewer at the end); fastwrite 0 or -1; fastgets/fastagets
+ * dest, or null at the end; fastgetc the byte or -1 at the end; fastputc 0
+ * or -1; fastputs str or null; fastseek the new position or -1 (origin 0
+ * start, 1 current, 2 end); fasttell the position; fastrewind 0.  fastclose
+ * and fastflush 0, or 1 (see above). */
 VELNOR_API int32_t VELNOR_CALL fastopen(const char *path, uint32_t flags, uint32_t perm);
 VELNOR_API int32_t VELNOR_CALL fastclose(int32_t s);
 VELNOR_API int32_t VELNOR_CALL fastflush(int32_t s);
@@ -510,27 +600,59 @@ VELNOR_API int32_t VELNOR_CALL fastseek(int32_t s, int32_t offset, int32_t origi
 VELNOR_API int32_t VELNOR_CALL fasttell(int32_t s);
 VELNOR_API int32_t VELNOR_CALL fastrewind(int32_t s);
 
-/* String helpers. */
+/* String helpers.  Case is ASCII only; the caller's buffers must be large
+ * enough, as each says.  A null string gives the failure result (0, null,
+ * nothing written); casecmp takes it as "", casencmp sorts it first. */
+/* 0-based position of ch in str, or the length of str when absent. */
 VELNOR_API int32_t VELNOR_CALL argpos(const char *str, int32_t ch);
+/* Copies src up to its zero or count characters; writes no zero. */
 VELNOR_API void VELNOR_CALL blcpy(char *dest, const char *src, int32_t count);
+/* 1-based position of needle in haystack, or 0; "" is found at 1. */
 VELNOR_API int32_t VELNOR_CALL instr(const char *needle, const char *haystack);
+/* result = dir, a "\" unless dir is "" or ends in one (or ":" or "/"),
+ * name, a "." unless ext is "" or begins with one, ext; returns result. */
 VELNOR_API char *VELNOR_CALL creat_name(char *result, const char *dir, const char *name,
                                         const char *ext);
+/* Splits path into dir (with its last separator), name and ext (without
+ * its dot; the first dot of the last part starts it: "a.b.c" gives "a" and
+ * "b.c").  Each output needs strlen(path) + 1 bytes; a null one is skipped. */
 VELNOR_API void VELNOR_CALL split_name(const char *path, char *dir, char *name, char *ext);
+/* Copies at most n characters and zero-fills up to and including dest[n]
+ * (dest needs n + 1 bytes); returns dest. */
 VELNOR_API char *VELNOR_CALL nstrncpy(char *dest, const char *src, int32_t n);
+/* Removes trailing blanks and tabs in place; returns str. */
 VELNOR_API char *VELNOR_CALL trim(char *str);
+/* The first character of str that is not white space. */
 VELNOR_API char *VELNOR_CALL leading(const char *str);
+/* Case-blind comparison: the difference of the first unequal characters
+ * (a minus b, signed bytes), -1 when a ends first, 0 when equal.
+ * casencmp compares exactly n bytes, past a zero too (both strings need n
+ * readable bytes). */
 VELNOR_API int32_t VELNOR_CALL casecmp(const char *a, const char *b);
 VELNOR_API int32_t VELNOR_CALL casencmp(const char *a, const char *b, int32_t n);
+/* 1 when str matches pattern ("*" any run, "?" one character, "\" makes
+ * the next literal; case counts), else 0.  A string that runs out with one
+ * pattern character left still matches. */
 VELNOR_API int32_t VELNOR_CALL islike(const char *str, const char *pattern);
+/* path shortened to width characters for display ("c:\...\file.txt");
+ * result needs width + 1 bytes, or strlen(path) + 1 when it fits. */
 VELNOR_API void VELNOR_CALL abbrname(const char *path, int32_t width, char *result);
+/* 1 when name is a valid item name (a letter or "_", then letters, digits
+ * or "_"; only the first ten characters are looked at), else 0. */
 VELNOR_API int32_t VELNOR_CALL vlnname(const char *name);
+/* Justify a field of width bytes (no zero needed) in place: its text (the
+ * field without leading and trailing blanks) moves to the centre, left or
+ * right, and the rest becomes fill; just_none only replaces the leading
+ * and trailing blanks with fill. */
 VELNOR_API void VELNOR_CALL just_center(char *field, int32_t width, int32_t fill);
 VELNOR_API void VELNOR_CALL just_left(char *field, int32_t width, int32_t fill);
 VELNOR_API void VELNOR_CALL just_right(char *field, int32_t width, int32_t fill);
 VELNOR_API void VELNOR_CALL just_none(char *field, int32_t width, int32_t fill);
 
-/* Numbers at the library-wide precision (5 decimal places). */
+/* Numbers at the library-wide precision (5 decimal places).  numcmp: below,
+ * at or above 0 as a is below, equal to (at the precision) or above b.
+ * flasc: the value as the shortest decimal text, in a static buffer that
+ * the next flasc or velnor_round overwrites. */
 VELNOR_API int32_t VELNOR_CALL numcmp(double a, double b);
 VELNOR_API char *VELNOR_CALL flasc(double value);
 /* Rounds value to places decimals.  velnor.dll also exports it as "round". */
@@ -581,7 +703,9 @@ VELNOR_API int32_t VELNOR_CALL convdate(const char *text, char *dest);
  * once given they apply to every later call until replaced, so give
  * P"" and T"" to clear them; there is no way to clear Q or O.  Archive and
  * file names are taken in lower case; an archive name without an extension
- * gets ".cmp"; entry names hold 12 characters.  patterns: file names or wildcard
+ * gets ".cmp"; entry names hold 12 characters.  An archive path of more
+ * than 260 characters, or a null one, is refused: error 5 ("Unable to
+ * open.") and -1, with no file touched.  patterns: file names or wildcard
  * patterns (none means "*.*"), "@name" for a list file of them.
  * Returns 0; -1 for an error by number (see compress_setsinks), a bad
  * combination of letters or a stop; -2 for a bad password, folder or list
