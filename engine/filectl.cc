@@ -8,6 +8,7 @@
 #include "index/idxfile.h"
 #include "index/pagecache.h"
 #include "support/os.h"
+#include "support/ossync.h"
 
 namespace {
 
@@ -84,6 +85,10 @@ void opsecure(FHCB* cb) {
         }
     }
     if (cb->index != nullptr && pgflush(cb) < 0 && cb->status == 0) cb->status = VN_E_IDXWRITE;
+    // What was secured must outlive a power cut, not only this process:
+    // the data and the key file go to the disk before the handles close.
+    if (cb->datfd != 0) ossync(static_cast<int32_t>(cb->datfd));
+    if (cb->idxfd != 0) ossync(static_cast<int32_t>(cb->idxfd));
     // The handle flush never counts as committed: closing the handles (to
     // be reopened by the next operation) is what commits.
     if (cb->datfd == 0 || fhclopen(cb->datfd) != 0) {

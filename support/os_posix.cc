@@ -26,6 +26,7 @@
 #include <unordered_map>
 
 #include "support/os.h"
+#include "support/ossync.h"
 #include "support/osfault.h"
 
 void* modinstance = nullptr;
@@ -76,6 +77,7 @@ int setlock(int32_t h, short type, uint32_t offset, uint32_t length) {
 // A plain pwrite of count bytes at offset, counted as a write for faults.
 int32_t writeout(int32_t h, const void* buf, uint32_t count, uint32_t offset) {
     if (osfaultleft[OSF_WRITE] != 0 && osfaulthit(OSF_WRITE, &count) < 0) return -1;
+    if (osfaultcutter != nullptr) oscutnote(h, offset, count);
     ssize_t n;
     do {
         n = pwrite(h, buf, static_cast<size_t>(clampcount(count)), static_cast<off_t>(offset));
@@ -129,6 +131,7 @@ int32_t osopen(const char* path, uint32_t flags, uint32_t perm) {
     if (drain() < 0) return -1;
     if (osfaultleft[OSF_OPEN] != 0 && osfaulthit(OSF_OPEN, nullptr) < 0) return -1;
     if (path == nullptr || *path == '\0') return -1;
+    if (osfaultcutter != nullptr && (flags & VN_O_TRUNC)) oscuttrunc(path);
     int fd;
     do {
         // No execute bits on a data file; the umask takes the rest.
@@ -349,6 +352,7 @@ int32_t osread(int32_t h, void* buf, uint32_t count) {
 int32_t oswrite(int32_t h, const void* buf, uint32_t count) {
     if (drain() < 0) return -1;
     if (osfaultleft[OSF_WRITE] != 0 && osfaulthit(OSF_WRITE, &count) < 0) return -1;
+    if (osfaultcutter != nullptr) oscutnote(h, -1, count);
     ssize_t n;
     do {
         n = write(h, buf, static_cast<size_t>(clampcount(count)));
@@ -393,7 +397,13 @@ int32_t osdrain() { return drain(); }
 int32_t osflush(int32_t h) {
     if (drain() < 0) return 0;
     if (iomode != 9) return 0;
-    return fsync(h) == 0 ? 1 : 0;
+    return ossync(h) == 0 ? 1 : 0;
+}
+
+int32_t ossync(int32_t h) {
+    if (drain() < 0 || h < 1 || fsync(h) != 0) return -1;
+    if (osfaultcutter != nullptr) oscutsynced(h);
+    return 0;
 }
 
 int32_t osseek(int32_t h, int32_t offset, int32_t origin) {
@@ -462,6 +472,7 @@ bool syncpath(const char* path, int flags) {
     int fd = open(path, flags | O_CLOEXEC);
     if (fd < 0) return false;
     bool ok = fsync(fd) == 0;
+    if (ok && osfaultcutter != nullptr) oscutsynced(fd);
     close(fd);
     return ok;
 }

@@ -11,6 +11,7 @@
 #include <sys/stat.h>
 
 #include "support/os.h"
+#include "support/ossync.h"
 #include "support/osfault.h"
 
 namespace {
@@ -158,6 +159,11 @@ int32_t oswritelater(int32_t h, const void* buf, uint32_t count, uint32_t offset
 int32_t osdrain() { return 0; }
 
 int32_t osflush(int32_t h) { return direct() ? (FlushFileBuffers(tohandle(h)) ? 1 : 0) : 0; }
+
+int32_t ossync(int32_t h) {
+    if (h < 1) return -1;
+    return (direct() ? FlushFileBuffers(tohandle(h)) != 0 : _commit(h) == 0) ? 0 : -1;
+}
 
 int32_t osseek(int32_t h, int32_t offset, int32_t origin) {
     if (osfaultleft[OSF_SEEK] != 0 && osfaulthit(OSF_SEEK, nullptr) < 0) return -1;

@@ -27,6 +27,25 @@ void osfaultarm(int32_t kind, uint32_t n, bool shortio, int32_t err);
 // True when the armed call has come since the last osfaultarm.
 bool osfaultfired();
 
+// A power cut (POSIX face only): from now on every write is journalled
+// with the bytes it replaces, until its file is synced (ossync, osflush in
+// the direct face, the syncs of osreplace).  The n-th write (1-based)
+// never happens: instead every file loses each write since its last sync
+// (a file now and then, as seed picks, keeps them all, since a cut does
+// not reach every file alike), and the process ends at once with exit
+// status OSF_POWERCUT_EXIT.  n 0 disarms; osfaultarm disarms too.
+enum { OSF_POWERCUT_EXIT = 86 };
+void osfaultpowercut(uint32_t n, uint32_t seed);
+
+// For the POSIX face: the cut, set while one is armed (null otherwise);
+// the journal entries of a write of count bytes at offset (-1: at the
+// file position) about to be made through h, of an open that is about to
+// truncate path, and of a sync of h just made.
+extern void (*osfaultcutter)();
+void oscutnote(int32_t h, int64_t offset, uint32_t count);
+void oscuttrunc(const char* path);
+void oscutsynced(int32_t h);
+
 // For the OS faces only, called when osfaultleft[kind] is not 0: counts the
 // call.  -1 when this call is to fail (errno is set), else 0 with *count
 // (when count is not null) halved for a short call.
