@@ -5,7 +5,6 @@
 
 #include <cstring>
 
-#include "engine/engine.h"
 #include "definition/fidload.h"
 #include "support/strutil.h"
 

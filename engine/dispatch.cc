@@ -3,14 +3,13 @@
 // operation releases a file lock the handler left held.
 #include "engine/engine.h"
 #include "engine/handles.h"
-#include "engine/lock.h"
+#include "record/lock.h"
 #include "index/pagecache.h"
 #include "support/os.h"
 
 int8_t initcount = 0;
 OpenFile* openfiles = nullptr;
 char tmpdir[72] = "";
-char deletemark[2] = "D";
 
 namespace {
 

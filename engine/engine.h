@@ -13,7 +13,6 @@ struct OpenFile;
 extern int8_t initcount;      // outstanding initialisations
 extern OpenFile* openfiles;   // head node of the open-file list
 extern char tmpdir[72];       // set by vfhsettmpdir
-extern char deletemark[2];    // "D"
 
 // Operation handlers; each sets cb->status on failure.
 void opopen(FHCB* cb);      // 1
@@ -31,17 +30,6 @@ void oprlock(FHCB* cb);     // 13
 void oprunlock(FHCB* cb);   // 14
 void optmpidx(FHCB* cb);    // 15
 void opsetkey(FHCB* cb);    // 19
-
-// Data file header: writes 'V'/blank and the hex-8 count at position 0;
-// writes the thread heads at their link offsets.  0, or -1 (status 4).
-int32_t writehdrcount(FHCB* cb);
-int32_t writeheads(FHCB* cb);
-// Re-reads the count (and the thread heads) from the header: 0, or -1.
-int32_t readhdrcount(FHCB* cb);
-int32_t readheads(FHCB* cb);
-// Reads the record at cb->datpos into buf (reclen bytes), unpacking a
-// variable-length one; the stored length, or -1 with status 3.
-int32_t readrec(FHCB* cb, char* buf);
 
 // Opens the data file (unless fflags 0x40) and, with keys and fflags lacking
 // 0x08, the index or hash file named in cb, read-write unless read-only,

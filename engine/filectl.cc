@@ -4,15 +4,14 @@
 #include "definition/fid.h"
 #include "engine/fileutil.h"
 #include "engine/handles.h"
-#include "engine/lock.h"
+#include "record/lock.h"
+#include "record/record.h"
 #include "index/idxfile.h"
 #include "index/pagecache.h"
 #include "support/os.h"
 #include "support/ossync.h"
 
 namespace {
-
-bool activekey(const FHCB* cb) { return cb->nkeys > 0 && !(cb->fflags & VN_FF_NOKEY); }
 
 // An unshared (or exclusive) file keeps its header count and thread heads in
 // the block; this writes them when they changed, and puts the data writes

@@ -3,6 +3,7 @@
 // parked in limbo (handles closed, positions saved) and reopened
 // transparently by its next operation.
 #include "engine/handles.h"
+#include "record/record.h"
 
 #include "engine/engine.h"
 #include "definition/keys.h"

@@ -3,7 +3,7 @@
 #include "engine/engine.h"
 #include "engine/handles.h"
 #include "record/hashrec.h"
-#include "engine/lock.h"
+#include "record/lock.h"
 #include "record/record.h"
 #include "index/btree.h"
 #include "index/hash.h"

@@ -1,6 +1,5 @@
 // opmove.cc - operations 7 (backspace) and 8 (position by key value, by
-// thread head or by physical record number), and the substring scan that
-// positioning and moving on share.
+// thread head or by physical record number).
 #include <cstring>
 
 #include "engine/engine.h"
@@ -14,8 +13,6 @@
 
 namespace {
 
-enum { WORK_TEXT = 256 };  // the work buffer holds at most this much text
-
 void setcurrent(FHCB* cb, int32_t pos) {
     if (pos > 0) {
         cb->datpos = pos;
@@ -25,12 +22,6 @@ void setcurrent(FHCB* cb, int32_t pos) {
     }
 }
 
-bool contains(const char* hay, size_t haylen, const char* needle, size_t len) {
-    if (len == 0) return true;
-    for (size_t i = 0; i + len <= haylen; i++)
-        if (hay[i] == needle[0] && memcmp(hay + i, needle, len) == 0) return true;
-    return false;
-}
 
 // By the active key: the value in work (up to the compare length) is
 // looked up as the first key at or after it, or at or before it when
@@ -108,24 +99,6 @@ void posnhash(FHCB* cb) {
 }
 
 }  // namespace
-
-int cmplength(const FHCB* cb) {
-    const IdxState* ix = cb->index;
-    const int k = cb->curkey;
-    const int len = ix->keylen[k];
-    if (k == 0) return len;
-    const int appended = (cb->fflags & VN_FF_RECNO) ? 5 : ix->keylen[0];
-    return len > appended ? len - appended : 0;
-}
-
-int32_t substrscan(FHCB* cb, int mode) {
-    const size_t cmp = static_cast<size_t>(cmplength(cb));
-    const size_t len = strnlen(cb->work, WORK_TEXT);
-    for (;;) {
-        const int32_t r = idxsearch(cb, cb->curkey, mode);
-        if (r <= 0 || contains(cb->index->keybuf, cmp, cb->work, len)) return r;
-    }
-}
 
 void opposn(FHCB* cb) {
     if (fhactivate(cb) < 0) {

@@ -12,7 +12,7 @@
 #include "definition/fid.h"
 #include "engine/handles.h"
 #include "record/hashrec.h"
-#include "engine/lock.h"
+#include "record/lock.h"
 #include "record/record.h"
 #include "index/btree.h"
 #include "index/hash.h"

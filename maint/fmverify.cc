@@ -9,7 +9,7 @@
 #include "engine/engine.h"
 #include "definition/fid.h"
 #include "engine/fileutil.h"
-#include "engine/lock.h"
+#include "record/lock.h"
 #include "record/record.h"
 #include "record/hashrec.h"
 #include "index/btree.h"

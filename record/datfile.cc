@@ -3,10 +3,9 @@
 // reading of one record with the lock probe and 0x1A padding.
 #include <cstring>
 
-#include "engine/engine.h"
 #include "definition/fid.h"
 #include "definition/keys.h"
-#include "engine/lock.h"
+#include "record/lock.h"
 #include "record/record.h"
 #include "support/os.h"
 #include "support/strutil.h"

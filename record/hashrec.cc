@@ -3,9 +3,10 @@
 // hashing; a deleted record keeps its slot so probe chains stay whole).
 #include "record/hashrec.h"
 
-#include "engine/engine.h"
 #include "definition/keys.h"
-#include "engine/lock.h"
+#include "record/lock.h"
+#include "record/record.h"
+#include "definition/definition.h"
 #include "index/btree.h"
 #include "index/hash.h"
 #include "index/idxfile.h"

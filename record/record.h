@@ -9,6 +9,20 @@
 
 #include "velnor.h"
 
+// The deletion mark written over a record's status byte.
+inline constexpr char deletemark[2] = "D";
+
+// Data file header: writes 'V'/blank and the hex-8 count at position 0;
+// writes the thread heads at their link offsets.  0, or -1 (status 4).
+int32_t writehdrcount(FHCB* cb);
+int32_t writeheads(FHCB* cb);
+// Re-reads the count (and the thread heads) from the header: 0, or -1.
+int32_t readhdrcount(FHCB* cb);
+int32_t readheads(FHCB* cb);
+// Reads the record at cb->datpos into buf (reclen bytes), unpacking a
+// variable-length one; the stored length, or -1 with status 3.
+int32_t readrec(FHCB* cb, char* buf);
+
 // Largest record a data file can describe (reclen is 16 bits), plus room
 // for the packing slack.
 enum { REC_MAX = 65536 + 16 };

@@ -1,7 +1,6 @@
 // recorddel.cc - removing one record: out of its threads, its keys out of
 // the index, its slot onto the free-space list, and the deletion mark over
 // its status byte.
-#include "engine/engine.h"
 #include "definition/fid.h"
 #include "record/record.h"
 #include "record/thread.h"

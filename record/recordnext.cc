@@ -1,6 +1,5 @@
 // recordnext.cc - moving to the next record after a read or write: in key
 // order (or repeating a substring scan), along a thread, or physically.
-#include "engine/engine.h"
 #include "definition/fid.h"
 #include "record/record.h"
 #include "index/btree.h"

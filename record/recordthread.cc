@@ -3,7 +3,6 @@
 // as the thread's head in the data file header.
 #include <cstring>
 
-#include "engine/engine.h"
 #include "definition/fid.h"
 #include "record/record.h"
 #include "record/thread.h"

@@ -1,10 +1,8 @@
 // lock.cc - the file lock (byte 0 of the data file) and record locks (the
 // record's status byte): one-byte OS locks on the block's own data handle,
-// retried with 20 ms busy waits, and operations 13 and 14.
-#include "engine/lock.h"
+// retried with 20 ms busy waits.
+#include "record/lock.h"
 
-#include "engine/engine.h"
-#include "engine/handles.h"
 #include "index/idxfile.h"
 #include "support/os.h"
 
@@ -15,24 +13,6 @@ constexpr uint32_t kRetryWaitMs = 20;
 // Network types whose locks reach the OS.
 bool oslocking(const FHCB* cb) { return cb->nettype == 1 || cb->nettype == 2; }
 
-// Tries to lock byte pos tries times (0 counts as 1), waiting between tries.
-int32_t lockwithretry(FHCB* cb, uint32_t pos, uint16_t tries) {
-    unsigned n = tries == 0 ? 1u : tries;
-    for (unsigned i = 0; i < n; i++) {
-        if (dlock(cb, pos) == 0) return 0;
-        if (i + 1 < n) osbusywait(kRetryWaitMs);
-    }
-    return -1;
-}
-
-// Drops the record lock this block holds, if any; the unlock's result.
-int32_t droprecordlock(FHCB* cb) {
-    if (cb->lockpos == 0) return 0;
-    int32_t r = udlock(cb, cb->lockpos);
-    cb->lockpos = 0;
-    return r;
-}
-
 }  // namespace
 
 // Locking applies to a block with a network type and neither exclusive nor
@@ -40,6 +20,22 @@ int32_t droprecordlock(FHCB* cb) {
 // types 1 and 2 only).
 bool locking(const FHCB* cb) {
     return cb->nettype != 0 && !(cb->mflags & (VN_MF_EXCLUSIVE | VN_MF_READONLY));
+}
+
+int32_t droprecordlock(FHCB* cb) {
+    if (cb->lockpos == 0) return 0;
+    int32_t r = udlock(cb, cb->lockpos);
+    cb->lockpos = 0;
+    return r;
+}
+
+int32_t lockwithretry(FHCB* cb, uint32_t pos, uint16_t tries) {
+    unsigned n = tries == 0 ? 1u : tries;
+    for (unsigned i = 0; i < n; i++) {
+        if (dlock(cb, pos) == 0) return 0;
+        if (i + 1 < n) osbusywait(kRetryWaitMs);
+    }
+    return -1;
 }
 
 int32_t filelock(FHCB* cb, uint16_t tries) {
@@ -65,25 +61,6 @@ int32_t recprobe(FHCB* cb) {
     uint32_t pos = static_cast<uint32_t>(cb->datpos);
     if (pos == 0 || pos == cb->lockpos || !oslocking(cb)) return 0;
     return osprobe(static_cast<int32_t>(cb->datfd), pos, 1);
-}
-
-void oprlock(FHCB* cb) {
-    if (fhactivate(cb) != 0) return;
-    if (!locking(cb) || cb->nitems == 0) return;
-    droprecordlock(cb);
-    if (!(cb->state & VN_ST_CURRENT) || cb->datpos == 0) return;
-    uint32_t pos = static_cast<uint32_t>(cb->datpos);
-    if (lockwithretry(cb, pos, cb->rlockretry) != 0) {
-        cb->status = VN_C_RLOCKED;
-        return;
-    }
-    cb->lockpos = pos;
-}
-
-void oprunlock(FHCB* cb) {
-    if (fhactivate(cb) != 0) return;
-    if (!locking(cb) || cb->nitems == 0 || cb->lockpos == 0) return;
-    if (droprecordlock(cb) != 0) cb->status = VN_E_UNLOCK;
 }
 
 extern "C" VELNOR_API int32_t VELNOR_CALL dlock(FHCB* cb, uint32_t pos) {
