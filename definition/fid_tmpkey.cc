@@ -5,10 +5,11 @@
 #include <cstring>
 
 #include "definition/fidload.h"
+#include "support/limits.h"
 
 namespace {
 
-enum { NAMEMAX = 10, WORKLEN = 257 };
+enum { NAMEMAX = 10 };
 
 bool namechar(char c) { return std::isalnum(static_cast<unsigned char>(c)) || c == '_'; }
 
@@ -46,7 +47,7 @@ int32_t fidtmpkey(FHCB* cb) {
     }
     FidKey& key = cb->keys[0];
     const char* p = cb->work != nullptr ? cb->work : "";
-    const char* end = p + strnlen(p, WORKLEN - 1);
+    const char* end = p + strnlen(p, FH_WORKMAX);
     uint32_t sum = 0;
     while (p < end && *p == ' ') ++p;
     while (p < end) {

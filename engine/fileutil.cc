@@ -6,16 +6,13 @@
 
 #include "definition/fid.h"
 #include "definition/keys.h"
+#include "support/limits.h"
 
-namespace {
-constexpr size_t kNameField = 261;
-}
-
-bool fhnamefits(const char* field) { return std::memchr(field, '\0', kNameField) != nullptr; }
+bool fhnamefits(const char* field) { return std::memchr(field, '\0', FH_NAMESIZE) != nullptr; }
 
 int32_t fhderive(const FHCB* cb, char* dest, const char* ext) {
-    size_t len = strnlen(cb->datname, kNameField);
-    if (len + std::strlen(ext) >= kNameField) return -1;
+    size_t len = strnlen(cb->datname, FH_NAMESIZE);
+    if (len + std::strlen(ext) >= FH_NAMESIZE) return -1;
     setext(cb->datname, dest, ext);
     return 0;
 }

@@ -6,11 +6,10 @@
 #include <cstdint>
 
 #include "velnor.h"
+#include "support/limits.h"
 
-enum { FH_WORKSIZE = 257 };
-
-// dest (a 261-byte name field of cb) = cb->datname with its extension
-// replaced by ext.  -1 when the result would not fit.
+// dest (a name field of cb, FH_NAMESIZE bytes) = cb->datname with its
+// extension replaced by ext.  -1 when the result would not fit.
 int32_t fhderive(const FHCB* cb, char* dest, const char* ext);
 // A name field of FHCB (datname, fidname, idxname) holds its zero: a name
 // that fills the field without one has no known end and is refused.

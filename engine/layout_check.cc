@@ -5,6 +5,7 @@
 #include <cstddef>
 
 #include "velnor.h"
+#include "support/limits.h"
 
 #define VN_AT(field, offset) static_assert(offsetof(FHCB, field) == (offset), #field " moved")
 
@@ -81,3 +82,9 @@ VN_AT(flocked, 884);
 
 // fflags and mflags are also written together as one 16-bit word.
 static_assert(offsetof(FHCB, mflags) == offsetof(FHCB, fflags) + 1, "fflags/mflags not adjacent");
+
+// The buffer sizes the library allocates and checks against are the
+// command block's.
+static_assert(sizeof(FHCB{}.datname) == FH_NAMESIZE && sizeof(FHCB{}.fidname) == FH_NAMESIZE &&
+                  sizeof(FHCB{}.idxname) == FH_NAMESIZE,
+              "name fields must be FH_NAMESIZE bytes");

@@ -6,11 +6,11 @@
 #include "engine/engine.h"
 #include "support/os.h"
 #include "support/strutil.h"
+#include "support/limits.h"
 
 namespace {
 
 constexpr size_t kNameLen = 8;
-constexpr size_t kWorkLen = 257;
 
 struct NetType {
     char name[kNameLen];
@@ -32,7 +32,7 @@ void opnettype(FHCB* cb) {
     }
     // The name is raised to upper case where it stands.
     size_t len = 0;
-    while (len < kWorkLen && name[len] != '\0') {
+    while (len < FH_WORKSIZE && name[len] != '\0') {
         name[len] = static_cast<char>(upperchar(static_cast<unsigned char>(name[len])));
         len++;
     }

@@ -10,6 +10,7 @@
 #include "record/record.h"
 #include "index/idxfile.h"
 #include "support/os.h"
+#include "support/limits.h"
 
 namespace {
 
@@ -90,7 +91,7 @@ void optmpidx(FHCB* cb) {
         abandon(cb);
         return;
     }
-    char* work = static_cast<char*>(globalmalloc(257));
+    char* work = static_cast<char*>(globalmalloc(FH_WORKSIZE));
     if (!work) {
         cb->status = VN_E_MEMORY;
         abandon(cb);

@@ -57,7 +57,7 @@ int32_t fmverify(const char* dat, const char* fid, const char* key, uint32_t fla
 int32_t fmrecover(const char* dat, const char* fid, const char* key, uint32_t flags);
 int32_t fmpack(const char* dat, const char* fid, const char* key, uint32_t flags);
 
-// dest (261 bytes) = the temporary name with extension ext ("zdq", "ziq")
+// dest (FH_NAMESIZE bytes) = the temporary name with extension ext ("zdq", "ziq")
 // for file: beside it, or in the temporary directory when one is set.
 void fmtmpname(const char* file, const char* ext, char* dest);
 // Puts the finished temporary file tmp in place of final: renamed over it,

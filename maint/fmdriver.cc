@@ -10,6 +10,7 @@
 #include "index/hash.h"
 #include "maint/fm.h"
 #include "support/ui.h"
+#include "support/limits.h"
 
 char fmline[FM_LINES][FM_LINESIZE];
 int8_t fmstop = 0;
@@ -26,7 +27,7 @@ constexpr uint16_t kIbmnet = 1;
 int busy = 0;
 int registered = 0;
 FMCALLBACK callback = nullptr;
-char reportname[261];
+char reportname[FH_NAMESIZE];
 
 const char* const kFormat[FM_LINES] = {"%s", "File type: %s", "Status: %s", "Current: %s", "", "Message: %s"};
 
@@ -62,8 +63,8 @@ bool given(const char* s) { return s != nullptr && *s != '\0'; }
 
 // True when both names have the same base name and extension, case-blind.
 bool samename(const char* a, const char* b) {
-    char dir[261], na[261], ea[261], nb[261], eb[261];
-    if (std::strlen(a) > 260 || std::strlen(b) > 260) return false;
+    char dir[FH_NAMESIZE], na[FH_NAMESIZE], ea[FH_NAMESIZE], nb[FH_NAMESIZE], eb[FH_NAMESIZE];
+    if (std::strlen(a) > FH_NAMEMAX || std::strlen(b) > FH_NAMEMAX) return false;
     split_name(a, dir, na, ea);
     split_name(b, dir, nb, eb);
     return casecmp(na, nb) == 0 && casecmp(ea, eb) == 0;

@@ -8,17 +8,18 @@
 #include "definition/keys.h"
 #include "maint/fm.h"
 #include "support/os.h"
+#include "support/limits.h"
 
 void fmtmpname(const char* file, const char* ext, char* dest) {
     char dotted[8];
     std::snprintf(dotted, sizeof dotted, ".%s", ext);
     if (tmpdir[0] == '\0') {
-        char name[261];
+        char name[FH_NAMESIZE];
         nstrncpy(name, file, 250);
         setext(name, dest, dotted);
         return;
     }
-    char dir[80], base[261];
+    char dir[80], base[FH_NAMESIZE];
     split_name(file, nullptr, base, nullptr);
     std::snprintf(dir, sizeof dir, "%s", tmpdir);
     // creat_name joins with a backslash; a slash, which every system takes,
@@ -27,7 +28,7 @@ void fmtmpname(const char* file, const char* ext, char* dest) {
     if (n > 0 && dir[n - 1] != '/' && dir[n - 1] != '\\' && dir[n - 1] != ':') std::strcat(dir, "/");
     char joined[400];
     creat_name(joined, dir, base, ext);
-    nstrncpy(dest, joined, 260);
+    nstrncpy(dest, joined, FH_NAMEMAX);
 }
 
 int32_t fmcopy(const char* from, const char* to) {
@@ -54,8 +55,8 @@ int32_t fminstall(const char* tmp, const char* final) {
     // From another directory (perhaps another disk) a rename cannot replace
     // in one step: the copy goes beside the old file under the temporary
     // extension first.
-    char beside[261];
-    char ext[261];
+    char beside[FH_NAMESIZE];
+    char ext[FH_NAMESIZE];
     split_name(tmp, nullptr, nullptr, ext);
     char dotted[262];
     std::snprintf(dotted, sizeof dotted, ".%s", ext);

@@ -14,6 +14,7 @@
 #include "record/record.h"
 #include "maint/fm.h"
 #include "support/os.h"
+#include "support/limits.h"
 
 namespace {
 
@@ -30,10 +31,10 @@ struct Pack {
     int32_t olddat = 0;
     FmReader data;
     int32_t strip = -1;
-    char dat[261] = "";
-    char tmpdat[261] = "";
-    char tmpkey[261] = "";
-    char stripname[261] = "";
+    char dat[FH_NAMESIZE] = "";
+    char tmpdat[FH_NAMESIZE] = "";
+    char tmpkey[FH_NAMESIZE] = "";
+    char stripname[FH_NAMESIZE] = "";
     int32_t active = 0;
     int32_t deleted = 0;
     int32_t datlen = 0;
@@ -71,10 +72,10 @@ int32_t Pack::create(const char* fid, const char* key) {
     fmtmpname(dat, "zdq", tmpdat);
     fmtmpname(*key != '\0' ? key : dat, "ziq", tmpkey);
     setext(dat, stripname, ".nas");
-    nstrncpy(cb.datname, tmpdat, 260);
-    nstrncpy(cb.idxname, tmpkey, 260);
+    nstrncpy(cb.datname, tmpdat, FH_NAMEMAX);
+    nstrncpy(cb.idxname, tmpkey, FH_NAMEMAX);
     if (*fid != '\0') {
-        nstrncpy(cb.fidname, fid, 260);
+        nstrncpy(cb.fidname, fid, FH_NAMEMAX);
     } else {
         setext(dat, cb.fidname, ".fid");
     }
@@ -244,9 +245,9 @@ void Pack::close(bool keep) {
 }
 
 int32_t Pack::install(const char* key) {
-    char final[261];
+    char final[FH_NAMESIZE];
     if (*key != '\0') {
-        nstrncpy(final, key, 260);
+        nstrncpy(final, key, FH_NAMEMAX);
     } else {
         setext(dat, final, (cb.fflags & VN_FF_HASHED) ? ".hsh" : ".idx");
     }
@@ -261,7 +262,7 @@ int32_t Pack::install(const char* key) {
 int32_t fmpack(const char* dat, const char* fid, const char* key, uint32_t flags) {
     Pack p;
     p.flags = flags;
-    nstrncpy(p.dat, dat, 260);
+    nstrncpy(p.dat, dat, FH_NAMEMAX);
     fmflushcount = 0;
     int32_t r = p.create(fid, key);
     if (r == 0 && p.cb.nkeys <= 0) {

@@ -14,6 +14,7 @@
 #include "index/pagecache.h"
 #include "maint/fm.h"
 #include "support/os.h"
+#include "support/limits.h"
 
 namespace {
 
@@ -29,8 +30,8 @@ struct Recover {
     FmReader data;
     int32_t tmpfd = 0;
     bool created = false;
-    char tmp[261] = "";
-    char final[261] = "";
+    char tmp[FH_NAMESIZE] = "";
+    char final[FH_NAMESIZE] = "";
     int32_t hdrcount = 0;
     int32_t deleted = 0;
 
@@ -69,13 +70,13 @@ int32_t Recover::prepare(const char* key) {
     const char* base = *key != '\0' ? key : cb.datname;
     fmtmpname(base, "ziq", tmp);
     if (*key != '\0') {
-        nstrncpy(final, key, 260);
+        nstrncpy(final, key, FH_NAMEMAX);
     } else {
         setext(cb.datname, final, ".idx");
     }
     fmfiletype(&cb);
     fmstatus("Creating temporary file...");
-    nstrncpy(cb.idxname, tmp, 260);
+    nstrncpy(cb.idxname, tmp, FH_NAMEMAX);
     if (idxcreate(&cb) != 0) return cb.status;
     created = true;
     tmpfd = osopen(tmp, VN_O_RDWR | VN_O_BINARY, 0);
@@ -180,9 +181,9 @@ int32_t fmrecover(const char* dat, const char* fid, const char* key, uint32_t fl
     Recover rc;
     FHCB& cb = rc.cb;
     cb.mflags = VN_MF_EXCLUSIVE;  // maintenance: the files are ours alone
-    nstrncpy(cb.datname, dat, 260);
+    nstrncpy(cb.datname, dat, FH_NAMEMAX);
     if (*fid != '\0') {
-        nstrncpy(cb.fidname, fid, 260);
+        nstrncpy(cb.fidname, fid, FH_NAMEMAX);
     } else if (fhderive(&cb, cb.fidname, ".fid") != 0) {
         return finish(rc, VN_E_FIDOPEN);
     }

@@ -17,6 +17,7 @@
 #include "index/idxfile.h"
 #include "maint/fm.h"
 #include "support/os.h"
+#include "support/limits.h"
 
 namespace {
 
@@ -107,9 +108,9 @@ struct Verify {
 };
 
 int32_t Verify::prepare(const char* dat, const char* fid, const char* keyname) {
-    nstrncpy(cb.datname, dat, 260);
+    nstrncpy(cb.datname, dat, FH_NAMEMAX);
     if (*fid != '\0') {
-        nstrncpy(cb.fidname, fid, 260);
+        nstrncpy(cb.fidname, fid, FH_NAMEMAX);
     } else if (fhderive(&cb, cb.fidname, ".fid") != 0) {
         return fail(VN_E_FIDOPEN);
     }
@@ -122,7 +123,7 @@ int32_t Verify::prepare(const char* dat, const char* fid, const char* keyname) {
     loaded = true;
     if (hashed() && varlen()) return fail(VN_E_HSHFID);
     if (*keyname != '\0') {
-        nstrncpy(cb.idxname, keyname, 260);
+        nstrncpy(cb.idxname, keyname, FH_NAMEMAX);
     } else if (fhderive(&cb, cb.idxname, hashed() ? ".hsh" : ".idx") != 0) {
         return fail(hashed() ? VN_E_HSHOPEN : VN_E_IDXOPEN);
     }

@@ -5,10 +5,9 @@
 #include "index/btree.h"
 #include "index/idxfile.h"
 #include "record/record.h"
+#include "support/limits.h"
 
 namespace {
-
-enum { WORK_TEXT = 256 };  // the work buffer holds at most this much text
 
 bool contains(const char* hay, size_t haylen, const char* needle, size_t len) {
     if (len == 0) return true;
@@ -30,7 +29,7 @@ int cmplength(const FHCB* cb) {
 
 int32_t substrscan(FHCB* cb, int mode) {
     const size_t cmp = static_cast<size_t>(cmplength(cb));
-    const size_t len = strnlen(cb->work, WORK_TEXT);
+    const size_t len = strnlen(cb->work, FH_WORKMAX);
     for (;;) {
         const int32_t r = idxsearch(cb, cb->curkey, mode);
         if (r <= 0 || contains(cb->index->keybuf, cmp, cb->work, len)) return r;

@@ -1,0 +1,14 @@
+// limits.h - the sizes of the command block's text buffers, which code all
+// through the library allocates and checks against: a file name field
+// (datname, fidname, idxname) and the work buffer.
+#ifndef VELNOR_SUPPORT_LIMITS_H
+#define VELNOR_SUPPORT_LIMITS_H
+
+enum {
+    FH_NAMESIZE = 261,              // a name field, with its terminating zero
+    FH_NAMEMAX = FH_NAMESIZE - 1,   // characters a name field holds
+    FH_WORKSIZE = 257,              // the work buffer, with its terminating zero
+    FH_WORKMAX = FH_WORKSIZE - 1    // characters the work buffer holds
+};
+
+#endif
