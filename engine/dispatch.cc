@@ -5,6 +5,7 @@
 #include "engine/handles.h"
 #include "record/lock.h"
 #include "index/pagecache.h"
+#include "support/nothrow.h"
 #include "support/os.h"
 
 int8_t initcount = 0;
@@ -117,7 +118,10 @@ extern "C" VELNOR_API int32_t VELNOR_CALL filehandler(FHCB* cb) {
         cb->status = VN_E_REUSE;
         return -1;  // nothing of the block is touched, its lock flag included
     } else {
-        run(cb);
+        nothrow(&cb->status, 0, [&] {
+            run(cb);
+            return 0;
+        });
     }
     afteroperation(cb);
     return cb->status == 0 ? 0 : -1;

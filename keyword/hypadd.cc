@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "keyword/posting.h"
+#include "support/nothrow.h"
 #include "support/os.h"
 
 namespace {
@@ -124,11 +125,7 @@ bool separator(char c) {
     return c == '\0' || c == '\t' || c == '\n' || c == '\r' || c == ' ' || c == '-' || c == '.';
 }
 
-}  // namespace
-
-extern "C" {
-
-int32_t VELNOR_CALL fhhypinit(FHCB* cb, const char* path, uint32_t open, int32_t create) {
+int32_t hypinit(FHCB* cb, const char* path, uint32_t open, int32_t create) {
     if (hypnullarg(cb, open == 0 ? "" : path)) return -1;
     postforget(cb);
     if (open == 0) {
@@ -167,7 +164,7 @@ int32_t VELNOR_CALL fhhypinit(FHCB* cb, const char* path, uint32_t open, int32_t
     return 0;
 }
 
-int32_t VELNOR_CALL fhhypaddword(FHCB* cb, char* word, uint32_t value) {
+int32_t hypaddword(FHCB* cb, char* word, uint32_t value) {
     if (hypnullarg(cb, word)) return -1;
     Posting p(cb);
     return addone(cb, p, word, value);
@@ -175,7 +172,7 @@ int32_t VELNOR_CALL fhhypaddword(FHCB* cb, char* word, uint32_t value) {
 
 // Each word goes through fhhypaddword's steps; one view of the posting file
 // serves the whole line.
-int32_t VELNOR_CALL fhhypaddline(FHCB* cb, const char* text, uint32_t value, uint16_t flags) {
+int32_t hypaddline(FHCB* cb, const char* text, uint32_t value, uint16_t flags) {
     if (hypnullarg(cb, text)) return -1;
     Posting p(cb);
     char word[LINE_WORDMAX + 1];
@@ -193,6 +190,25 @@ int32_t VELNOR_CALL fhhypaddline(FHCB* cb, const char* text, uint32_t value, uin
         }
         if (*c == '\0') return 0;
     }
+}
+
+}  // namespace
+
+extern "C" {
+
+int32_t VELNOR_CALL fhhypinit(FHCB* cb, const char* path, uint32_t open, int32_t create) {
+    return nothrow(cb ? &cb->status : nullptr, int32_t{-1},
+                   [&] { return hypinit(cb, path, open, create); });
+}
+
+int32_t VELNOR_CALL fhhypaddword(FHCB* cb, char* word, uint32_t value) {
+    return nothrow(cb ? &cb->status : nullptr, int32_t{-1},
+                   [&] { return hypaddword(cb, word, value); });
+}
+
+int32_t VELNOR_CALL fhhypaddline(FHCB* cb, const char* text, uint32_t value, uint16_t flags) {
+    return nothrow(cb ? &cb->status : nullptr, int32_t{-1},
+                   [&] { return hypaddline(cb, text, value, flags); });
 }
 
 }  // extern "C"

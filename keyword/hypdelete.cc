@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "keyword/posting.h"
+#include "support/nothrow.h"
 
 namespace {
 
@@ -48,9 +49,7 @@ int32_t dropvalue(FHCB* cb, Posting& p, uint32_t head, uint32_t value, bool* rew
     return freenode(p, at);
 }
 
-}  // namespace
-
-extern "C" int32_t VELNOR_CALL fhhypdelete(FHCB* cb, uint32_t value) {
+int32_t hypdelete(FHCB* cb, uint32_t value) {
     if (cb == nullptr) return -1;
     enum { LOWEST_KEY = 20 };
     if (setkeyword(cb, "", false) < 0) return -1;
@@ -77,4 +76,11 @@ extern "C" int32_t VELNOR_CALL fhhypdelete(FHCB* cb, uint32_t value) {
         if (!lock.ok() || dropvalue(cb, p, head, value, &rewrote) < 0) return -1;
     }
     return 0;
+}
+
+}  // namespace
+
+extern "C" int32_t VELNOR_CALL fhhypdelete(FHCB* cb, uint32_t value) {
+    return nothrow(cb ? &cb->status : nullptr, int32_t{-1},
+                   [&] { return hypdelete(cb, value); });
 }

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "keyword/posting.h"
+#include "support/nothrow.h"
 
 namespace {
 
@@ -61,11 +62,7 @@ uint32_t* copyout(const WordChain& chain, uint32_t* count) {
     return values;
 }
 
-}  // namespace
-
-extern "C" {
-
-uint32_t* VELNOR_CALL fhhypsearch(FHCB* cb, const char* word, uint32_t* count) {
+uint32_t* hypsearch(FHCB* cb, const char* word, uint32_t* count) {
     if (count != nullptr) *count = 0;
     if (hypnullarg(cb, word) || hypnullarg(cb, count)) return nullptr;
     if (setkeyword(cb, word, true) < 0) return nullptr;
@@ -107,7 +104,7 @@ uint32_t* VELNOR_CALL fhhypsearch(FHCB* cb, const char* word, uint32_t* count) {
     return values;
 }
 
-uint32_t VELNOR_CALL fhhypgetnext(FHCB* cb, int32_t* cursor) {
+uint32_t hypgetnext(FHCB* cb, int32_t* cursor) {
     if (hypnullarg(cb, cursor)) return NODE_FREE;
     Posting p(cb);
     if (*cursor == 0) *cursor = static_cast<int32_t>(chainhead(cb));
@@ -120,8 +117,7 @@ uint32_t VELNOR_CALL fhhypgetnext(FHCB* cb, int32_t* cursor) {
     return node.value;
 }
 
-char* VELNOR_CALL fhhyplist(FHCB* cb, uint32_t value, const char* prefix, char* buffer,
-                            uint32_t* size) {
+char* hyplist(FHCB* cb, uint32_t value, const char* prefix, char* buffer, uint32_t* size) {
     if (hypnullarg(cb, prefix) || hypnullarg(cb, size)) {
         globalmfree(buffer);  // the caller keeps only the result
         return nullptr;
@@ -164,6 +160,26 @@ char* VELNOR_CALL fhhyplist(FHCB* cb, uint32_t value, const char* prefix, char* 
         }
     }
     return buffer;
+}
+
+}  // namespace
+
+extern "C" {
+
+uint32_t* VELNOR_CALL fhhypsearch(FHCB* cb, const char* word, uint32_t* count) {
+    return nothrow(cb ? &cb->status : nullptr, static_cast<uint32_t*>(nullptr),
+                   [&] { return hypsearch(cb, word, count); });
+}
+
+uint32_t VELNOR_CALL fhhypgetnext(FHCB* cb, int32_t* cursor) {
+    return nothrow(cb ? &cb->status : nullptr, uint32_t{NODE_FREE},
+                   [&] { return hypgetnext(cb, cursor); });
+}
+
+char* VELNOR_CALL fhhyplist(FHCB* cb, uint32_t value, const char* prefix, char* buffer,
+                            uint32_t* size) {
+    return nothrow(cb ? &cb->status : nullptr, static_cast<char*>(nullptr),
+                   [&] { return hyplist(cb, value, prefix, buffer, size); });
 }
 
 }  // extern "C"

@@ -11,6 +11,7 @@
 #include "maint/fm.h"
 #include "support/ui.h"
 #include "support/limits.h"
+#include "support/nothrow.h"
 
 char fmline[FM_LINES][FM_LINESIZE];
 int8_t fmstop = 0;
@@ -210,8 +211,11 @@ extern "C" VELNOR_API int32_t VELNOR_CALL filemaint(int32_t op, const char* datf
         callback(VN_FM_HEADER, fmline[L_HEADER]);
     }
     const char* none = "";
-    const int32_t result = run(op, given(datfile) ? datfile : none, given(fidfile) ? fidfile : none,
-                               given(keyfile) ? keyfile : none, flags);
+    uint8_t status = 0;  // VN_E_MEMORY when the run ran out of memory
+    const int32_t result = nothrow(&status, int32_t{VN_E_MEMORY}, [&] {
+        return run(op, given(datfile) ? datfile : none, given(fidfile) ? fidfile : none,
+                   given(keyfile) ? keyfile : none, flags);
+    });
     if (callback == nullptr) fmwndclose();
     block.opcode = VN_OP_SHUTDOWN;
     filehandler(&block);
