@@ -76,6 +76,8 @@ int runmaint(const MaintOptions& opt, std::FILE* out) {
     uint32_t flags = (opt.cont ? VN_FM_CONTINUE : 0) | (opt.skipkeys ? VN_FM_NOKEYPASS : 0) |
                      (opt.skiprecords ? VN_FM_NORECPASS : 0) | (opt.strip ? VN_FM_STRIP : 0) |
                      (opt.shared ? VN_FM_SHARED : 0);
+    const std::string asideline = op > 0 ? setaside(opt) : std::string();
+    if (!asideline.empty()) std::fprintf(out, "%s\n", asideline.c_str());
     ProgressBar bar(opt.file);
     run = Run{};
     run.out = out;
@@ -93,6 +95,11 @@ int runmaint(const MaintOptions& opt, std::FILE* out) {
     std::signal(SIGINT, oldsig == SIG_ERR ? SIG_DFL : oldsig);
     bar.finish();
     run.bar = nullptr;
+    if (!asideline.empty() && !opt.report.empty())
+        if (std::FILE* rep = std::fopen(opt.report.c_str(), "a")) {
+            std::fprintf(rep, "  %s\n", asideline.c_str());
+            std::fclose(rep);
+        }
     if (r == -1) fail(opt.file, "stopped; the files are left as they were", MAINT_STOPPED);
     if (r == 1) fail(opt.file, "the data file and the key file have the same name", MAINT_FAILED);
     if (r > 0) {

@@ -81,6 +81,11 @@ struct MaintOptions {
 };
 // Exit statuses of a maintenance run beside EXIT_OK.
 enum { MAINT_STOPPED = 1, MAINT_FAILED = 2 };
+// Before recover or pack: copies every active record whose key 0 an earlier
+// active record has to FILE with .dup, then marks it deleted.  What was done,
+// for the run's output, or empty when nothing was set aside; fails when the
+// side file cannot be written.
+std::string setaside(const MaintOptions& opt);
 // Prints the run's lines to out; EXIT_OK, or fails with the exit status.
 int runmaint(const MaintOptions& opt, std::FILE* out);
 // velnor keyword create|add|addlines|search|list|delete INDEX ...

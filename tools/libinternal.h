@@ -11,7 +11,9 @@
 // - archives: one entry header unpacked (CmpHeader, cmphdrunpack,
 //   CMP_HDRSIZE), so that the program can list, check and delete members;
 // - the whole-file hold of the OS layer (osholdfile, osunholdfile) that
-//   keeps a second program off a file in the unshared mode.
+//   keeps a second program off a file in the unshared mode;
+// - the OS layer's file calls and unpackrec, with which recover and pack
+//   set aside records whose key is taken before the library runs.
 #ifndef VELNOR_TOOLS_LIBINTERNAL_H
 #define VELNOR_TOOLS_LIBINTERNAL_H
 
@@ -20,7 +22,10 @@
 #include "velnor.h"
 #include "compress/archive.h"
 #include "definition/fid.h"
+#include "record/record.h"
 #include "record/thread.h"
+#include "support/os.h"
+#include "support/ossync.h"
 
 int32_t osholdfile(const char* path, int32_t exclusive);
 void osunholdfile(int32_t token);

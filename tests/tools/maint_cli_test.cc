@@ -27,3 +27,26 @@ TEST_F(Customers, MaintenanceFindsReportsAndRepairs) {
     EXPECT_TRUE(holds(good.out, "Status: Done. 2 active data records, 0 deleted records."));
     EXPECT_EQ(velnor({"recover", "c.dat", "--key-file", "C.DAT"}).code, 2);
 }
+
+// Two active records with one key: recover would index both and pack would
+// write the second over the first.  The later copy goes to c.dup first, so
+// that the run leaves a file verify accepts and loses neither record.
+TEST_F(Customers, RecordsWhoseKeyIsTakenAreSetAside) {
+    std::string dat = readfile("c.dat");
+    std::string second = dat.substr(44, 22);
+    dat.replace(45, 2, "A1");
+    second.replace(1, 2, "A1");
+    for (const char* op : {"recover", "pack"}) {
+        SCOPED_TRACE(op);
+        writefile("c.dat", dat);
+        std::filesystem::remove(path("c.dup"));
+        RunResult r = velnor({op, "c.dat", "--report", "r.txt"});
+        ASSERT_EQ(r.code, 0) << r.err;
+        EXPECT_TRUE(holds(r.out, "1 record whose key an earlier record has: copied to c.dup and deleted"));
+        EXPECT_TRUE(holds(readfile("r.txt"), "copied to c.dup"));
+        EXPECT_EQ(readfile("c.dup"), second);
+        RunResult v = velnor({"verify", "c.dat"});
+        EXPECT_EQ(v.code, 0) << v.out;
+        EXPECT_EQ(lines(ok({"dump", "c.dat"})).size(), 2u);
+    }
+}
