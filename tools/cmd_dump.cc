@@ -24,10 +24,16 @@ long rundump(const DumpOptions& opt, std::FILE* out) {
         return true;
     };
     if (opt.thread > 0) walkthread(f, opt.thread, visit);
-    else if (opt.key > 0) walkkey(f, opt.key, std::string(), visit);
+    else if (opt.key > 0) walkkey(f, opt.key, lowestkey(cb, opt.key), visit);
     else walkphysical(f, visit);
     w->end();
+    // A key order that misses records is a damaged index: say so.
+    const long active = opt.key > 0 ? countactive(f) : n;
     f.close();
+    if (n != active)
+        fail(f.path(), "key " + std::to_string(opt.key) + " reached " + counted(n, "record") +
+                           " of the " + std::to_string(active) + " active; velnor verify " +
+                           f.path() + " checks the file");
     return n;
 }
 

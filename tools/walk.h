@@ -28,8 +28,17 @@ struct ShortRecord {
 // deleted = true.
 void walkphysical(RecordFile& f, const Visitor& visit, ShortRecord* cut = nullptr);
 // Records in the order of key (1-based) from the first whose key is at or
-// after start (the bytes as the key holds them).
+// after start (the bytes as the key holds them).  A zeroed start is not
+// the lowest key: case-blind text compares signed bytes, so a name that
+// begins with a byte above 0x7F sorts below it, as a negative number does
+// in a numeric part; start a walk of every record at lowestkey.
 void walkkey(RecordFile& f, int key, const std::string& start, const Visitor& visit);
+// A value below every key the definition's key (1-based) can hold: each
+// text part at its lowest byte, each numeric part at its most negative
+// number (highest for a descending part).
+std::string lowestkey(const FHCB* cb, int key);
+// The active records of the file, counted in physical order.
+long countactive(RecordFile& f);
 // The records of thread (1-based), newest first.
 void walkthread(RecordFile& f, int thread, const Visitor& visit);
 
