@@ -119,7 +119,11 @@ void runkwlist(const KeywordOptions& opt, std::FILE* out) {
     // Each call lists the words of one first character.
     for (int c = 1; c < 256; c++) {
         if (!prefix.empty() && c != static_cast<unsigned char>(prefix[0])) continue;
-        const std::string start = prefix.empty() ? std::string(1, static_cast<char>(c)) : prefix;
+        // The listing starts at its prefix followed by blanks, and a word
+        // that goes on with a byte above 0x7F sorts below the blank: pad
+        // with the lowest byte instead, so that every word is listed.
+        std::string start = prefix.empty() ? std::string(1, static_cast<char>(c)) : prefix;
+        start.resize(std::max<size_t>(start.size(), 255), '\x80');
         uint32_t size = 0;
         char* text = fhhyplist(ix.cb(), opt.value, start.c_str(), nullptr, &size);
         vfhrunlock(ix.cb());
