@@ -15,6 +15,7 @@ void runinfo(const OpenSpec& file, std::FILE* out) {
         std::fprintf(out, "%s: %s\n", (cb->fflags & VN_FF_HASHED) ? "Hash file" : "Index",
                      cb->idxname);
     printdefinition(out, cb);
+    if (const std::string w = reservedoverlap(cb); !w.empty()) warn(f.path() + ": " + w);
     long active = 0, deleted = 0;
     ShortRecord cut;
     walkphysical(

@@ -181,6 +181,7 @@ long runload(const LoadOptions& opt, std::FILE* out) {
         checked = checkrows(csv, map, f->cb(), f.get(), opt.replace);
     }
     FHCB* cb = f->cb();
+    if (const std::string w = reservedoverlap(cb); !w.empty()) warn(f->path() + ": " + w);
     bool keyed = cb->nkeys > 0;
     if (!keyed) {
         // Without keys a write lands on the current record: start at the end.

@@ -234,11 +234,19 @@ void checktables(const FHCB* cb, const TextLines& t, const std::string& path) {
                            std::string(1, it.just) + "' (L, R, C or N)");
         for (unsigned k = 0; k < it.occurs; ++k) starts.push_back(it.offset - 1u + k * it.length);
     }
+    const unsigned reserved = reservedbytes(cb);
+    for (unsigned i = 0; i < cb->nitems; ++i)
+        if (cb->items[i].offset - 1u < reserved)
+            fail(path, at(t.items, i) + "item " + cb->items[i].name + ": offset " +
+                           std::to_string(cb->items[i].offset - 1u) + " " + reservedwhy(cb));
     for (int k = 0; k < cb->nkeys; ++k) {
         const FidKey& key = cb->keys[k];
         for (unsigned g = 0; g < key.nsegs && g < FID_MAXSEGS; ++g) {
             const FidSeg& seg = key.seg[g];
             std::string where = k < static_cast<int>(t.segs.size()) ? at(t.segs[k], g) : "";
+            if (seg.segoff < reserved)
+                fail(path, where + "key " + (key.name ? key.name : "") + ": offset " +
+                               std::to_string(seg.segoff) + " " + reservedwhy(cb));
             if (std::find(starts.begin(), starts.end(), seg.segoff) == starts.end())
                 fail(path, where + "key " + (key.name ? key.name : "") + ": no item starts at byte " +
                                std::to_string(seg.segoff));
@@ -261,6 +269,37 @@ void checknames(const FHCB* cb, const std::string& path) {
 }
 
 }  // namespace
+
+unsigned reservedbytes(const FHCB* cb) {
+    return ((cb->fflags & VN_FF_VARLEN) ? 4u : 0u) + ((cb->fflags & VN_FF_RECNO) ? 5u : 0u);
+}
+
+std::string reservedwhy(const FHCB* cb) {
+    const bool varlen = cb->fflags & VN_FF_VARLEN, recno = cb->fflags & VN_FF_RECNO;
+    return std::string("is inside the first ") + std::to_string(reservedbytes(cb)) +
+           " bytes, where the engine keeps " +
+           (varlen && recno ? "each record's length and number (Flags 1 and 128)"
+            : varlen        ? "each record's length (Flags 1)"
+                            : "each record's number (Flags 128)") +
+           ": items start at " + std::to_string(reservedbytes(cb));
+}
+
+std::string reservedoverlap(const FHCB* cb) {
+    const unsigned reserved = reservedbytes(cb);
+    std::string names;
+    for (unsigned i = 0; i < cb->nitems; ++i)
+        if (cb->items[i].offset - 1u < reserved) names += std::string(names.empty() ? "" : ", ") + cb->items[i].name;
+    for (int k = 0; k < cb->nkeys; ++k)
+        for (unsigned g = 0; g < cb->keys[k].nsegs && g < FID_MAXSEGS; ++g)
+            if (cb->keys[k].seg[g].segoff < reserved) {
+                names += std::string(names.empty() ? "key " : ", key ") + (cb->keys[k].name ? cb->keys[k].name : "");
+                break;
+            }
+    if (names.empty()) return "";
+    return "the definition puts " + names + " in the first " + std::to_string(reserved) +
+           " bytes of each record, which the engine overwrites with the record's " +
+           ((cb->fflags & VN_FF_VARLEN) ? "length" : "number") + "; the keys and walks of this file cannot be trusted";
+}
 
 Definition::Definition(const std::string& path) { loadinto(&cb_, path); }
 

@@ -25,6 +25,16 @@ private:
     FHCB cb_{};
 };
 
+// Bytes at the front of each record the engine keeps for itself: the
+// length of a variable-length record (4), its number (5); 0 for neither.
+unsigned reservedbytes(const FHCB* cb);
+// Why an offset below reservedbytes is refused ("is inside the first 4
+// bytes, where ..."), for a message that names the line.
+std::string reservedwhy(const FHCB* cb);
+// A warning naming the items and keys of a loaded definition that lie in
+// those bytes, or "".
+std::string reservedoverlap(const FHCB* cb);
+
 // "Indexed on 2 keys.", "Hashed on 1 key, 500 table entries.", "Sequential,
 // no keys." and so on.
 std::string filetype(const FHCB* cb);
