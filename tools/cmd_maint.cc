@@ -3,10 +3,15 @@
 // (with a bar on a terminal), Ctrl-C as its Stop button, and the length
 // question asked on the terminal or answered by --yes.
 #include <csignal>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
 #include <iostream>
 
 #include "cliopts.h"
+#include "fidtools.h"
 #include "progress.h"
+#include "walk.h"
 
 namespace vtool {
 
@@ -20,6 +25,9 @@ struct Run {
     ProgressBar* bar = nullptr;
     std::string current;
     std::string message;
+    std::vector<std::string> findings;  // lines that report a fault
+    bool done = false;                  // a "Done." line with counts came
+    long active = 0, deleted = 0;       // its counts
 };
 Run run;
 volatile std::sig_atomic_t interrupted = 0;
@@ -42,11 +50,19 @@ int32_t VELNOR_CALL onprogress(int32_t code, char* text) {
             return 0;
         case VN_FM_MESSAGE:
             run.message = text;
+            if (std::strstr(text, "Solution") || std::strncmp(text, "Message: Error", 14) == 0)
+                run.findings.push_back(text);
+            break;
+        case VN_FM_STATUS:
+            if (std::sscanf(text, "Status: Done. %ld active data records, %ld deleted", &run.active,
+                            &run.deleted) == 2)
+                run.done = true;
             break;
         default:
             break;
     }
     if (run.bar) run.bar->finish();
+    if (run.out == nullptr) return 0;
     std::fprintf(run.out, "%s\n", text);
     std::fflush(run.out);
     return 0;
@@ -66,21 +82,152 @@ int32_t VELNOR_CALL onask(const char* question, const char*) {
     return !answer.empty() && (answer[0] == 'y' || answer[0] == 'Y') ? 1 : 2;
 }
 
+// Records of the data file counted from its bytes, without the engine (a
+// damaged header stops the engine's open): the header record, then
+// records of the definition's length, or of the length each holds.
+struct RawCounts {
+    bool ok = false;
+    long active = 0, deleted = 0;
+};
+
+RawCounts rawcounts(const std::string& datname, const std::string& fid) {
+    RawCounts c;
+    try {
+        Definition def(fid.empty() ? derivedname(datname, ".fid") : fid);
+        const FHCB* cb = def.cb();
+        if (const std::string w = reservedoverlap(cb); !w.empty()) warn(datname + ": " + w);
+        const bool varlen = cb->fflags & VN_FF_VARLEN;
+        std::ifstream in(datname, std::ios::binary);
+        std::vector<char> rec(cb->reclen);
+        if (!in.read(rec.data(), cb->reclen)) return c;
+        for (;;) {
+            uint32_t len = cb->reclen;
+            if (varlen) {
+                char head[5];
+                if (!in.read(head, 5)) break;
+                if (std::sscanf(std::string(head + 1, 4).c_str(), "%4x", &len) != 1 || len < 6 ||
+                    len > cb->reclen)
+                    return c;
+                in.seekg(-5, std::ios::cur);
+            }
+            if (!in.read(rec.data(), len)) break;
+            ++(rec[0] == ' ' ? c.active : c.deleted);
+        }
+        c.ok = true;
+    } catch (const Failure&) {
+    }
+    return c;
+}
+
+// Records that the library's key pass cannot see: it starts at a zeroed
+// key, and a key that begins with a byte above 0x7F (or a negative number)
+// sorts below it.  The count over all keys, or -1 when some key's own walk
+// from below every key misses an active record, which they do not explain.
+long hiddenkeys(const MaintOptions& opt) {
+    try {
+        RecordFile f(OpenSpec{opt.file, opt.fid, opt.key});
+        FHCB* cb = f.cb();
+        if (cb->fflags & VN_FF_HASHED) return -1;
+        const long active = countactive(f);
+        long hidden = 0;
+        for (int k = 1; k <= cb->nkeys; ++k) {
+            long all = 0, seen = 0;
+            walkkey(f, k, lowestkey(cb, k), [&](bool) { return ++all, true; });
+            walkkey(f, k, std::string(), [&](bool) { return ++seen, true; });
+            if (all != active) return -1;
+            hidden += all - seen;
+        }
+        f.close();
+        return hidden;
+    } catch (const Failure&) {
+        return -1;
+    }
+}
+
+// The library reports a key mismatch, and then fails to read on, for keys
+// its walk cannot see; nothing else.
+bool onlykeymismatch(const std::vector<std::string>& findings) {
+    for (const std::string& f : findings)
+        if (f.find("Key entries/data file header mismatch") == std::string::npos &&
+            f.find("Error reading index file") == std::string::npos)
+            return false;
+    return !findings.empty();
+}
+
+// A finding of the report: its text and the detail lines under it.
+struct Finding {
+    std::string message, detail;
+};
+
+// The findings a run appended to the report after byte from.
+std::vector<Finding> reportfindings(const std::string& report, std::streamoff from) {
+    std::vector<Finding> out;
+    std::ifstream in(report, std::ios::binary);
+    in.seekg(from);
+    for (std::string line; std::getline(in, line);) {
+        if (!line.empty() && line.back() == '\r') line.pop_back();
+        const size_t indent = line.find_first_not_of(' ');
+        if (indent == std::string::npos || indent == 0) continue;
+        const std::string text = line.substr(indent);
+        if (indent <= 2) {
+            if (text != "Successful." && text != "Stopped.") out.push_back({text, ""});
+        } else if (!out.empty()) {
+            out.back().detail += (out.back().detail.empty() ? "" : "  ") + text;
+        }
+    }
+    return out;
+}
+
+const char* verdictname(int code) {
+    static const char* const names[] = {"sound", "stopped", "failed", "faults"};
+    return names[code];
+}
+
+void printjson(std::FILE* out, const MaintOptions& opt, int code, const std::vector<Finding>& findings,
+               const RawCounts& raw, const std::string& note) {
+    std::fprintf(out, "{\n  \"file\": %s,\n  \"run\": %s,\n  \"verdict\": %s,\n  \"exit\": %d,\n",
+                 jsonstring(opt.file).c_str(), jsonstring(opt.operation).c_str(),
+                 jsonstring(verdictname(code)).c_str(), code);
+    if (run.done)
+        std::fprintf(out, "  \"header\": {\"active\": %ld, \"deleted\": %ld},\n", run.active, run.deleted);
+    if (raw.ok)
+        std::fprintf(out, "  \"found\": {\"active\": %ld, \"deleted\": %ld},\n", raw.active, raw.deleted);
+    if (!note.empty()) std::fprintf(out, "  \"note\": %s,\n", jsonstring(note).c_str());
+    std::fprintf(out, "  \"findings\": [");
+    for (size_t i = 0; i < findings.size(); ++i)
+        std::fprintf(out, "%s\n    {\"message\": %s, \"position\": %s}", i ? "," : "",
+                     jsonstring(findings[i].message).c_str(), jsonstring(findings[i].detail).c_str());
+    std::fprintf(out, "%s]\n}\n", findings.empty() ? "" : "\n  ");
+}
+
 }  // namespace
 
 int runmaint(const MaintOptions& opt, std::FILE* out) {
     static const char* const names[] = {"verify", "recover", "pack"};
     int32_t op = 0;
     while (op < 3 && opt.operation != names[op]) op++;
-    if (op == 3) fail(opt.file, "no such maintenance run: " + opt.operation, EXIT_USAGE);
+    if (op == 3) fail(opt.file, "no such maintenance run: " + opt.operation, MAINT_FAILED);
     uint32_t flags = (opt.cont ? VN_FM_CONTINUE : 0) | (opt.skipkeys ? VN_FM_NOKEYPASS : 0) |
                      (opt.skiprecords ? VN_FM_NORECPASS : 0) | (opt.strip ? VN_FM_STRIP : 0) |
                      (opt.shared ? VN_FM_SHARED : 0);
     const std::string asideline = op > 0 ? setaside(opt) : std::string();
     if (!asideline.empty()) std::fprintf(out, "%s\n", asideline.c_str());
+    // JSON gathers the findings, with their positions, from the report.
+    std::string report = opt.report;
+    std::streamoff reportfrom = 0;
+    if (opt.json && report.empty()) {
+        report = derivedname(opt.file, ".vjr");
+        std::remove(report.c_str());
+    }
+    if (opt.json) {
+        std::error_code ec;
+        const auto size = std::filesystem::file_size(report, ec);
+        reportfrom = ec ? 0 : static_cast<std::streamoff>(size);
+    }
+    std::FILE* lines = opt.json ? nullptr : out;
     ProgressBar bar(opt.file);
     run = Run{};
-    run.out = out;
+    run.out = lines;
     run.yes = opt.yes;
     run.terminal = stderristty();
     if (run.terminal) run.bar = &bar;
@@ -89,7 +236,7 @@ int runmaint(const MaintOptions& opt, std::FILE* out) {
     fmsetask(onask);
     vfhsettmpdir(opt.tmpdir.c_str());
     const int32_t r = filemaint(op, opt.file.c_str(), opt.fid.c_str(), opt.key.c_str(), nullptr, flags,
-                                opt.report.c_str(), onprogress);
+                                report.c_str(), onprogress);
     vfhsettmpdir(nullptr);
     fmsetask(nullptr);
     std::signal(SIGINT, oldsig == SIG_ERR ? SIG_DFL : oldsig);
@@ -100,16 +247,64 @@ int runmaint(const MaintOptions& opt, std::FILE* out) {
             std::fprintf(rep, "  %s\n", asideline.c_str());
             std::fclose(rep);
         }
-    if (r == -1) fail(opt.file, "stopped; the files are left as they were", MAINT_STOPPED);
-    if (r == 1) fail(opt.file, "the data file and the key file have the same name", MAINT_FAILED);
-    if (r > 0) {
-        std::string why = run.message.rfind("Message: ", 0) == 0 ? run.message.substr(9) : statustext(r);
-        fail(opt.file, why, MAINT_FAILED);
+
+    int code = EXIT_OK;
+    std::string why, note;
+    if (r == -1) {
+        code = MAINT_STOPPED;
+        why = "stopped; the files are left as they were";
+    } else if (r == 1) {
+        code = MAINT_STOPPED;
+        why = "the data file and the key file have the same name";
+    } else if (r > 0 && run.findings.empty()) {
+        code = MAINT_FAILED;
+        why = run.message.rfind("Message: ", 0) == 0 ? run.message.substr(9) : statustext(r);
+    } else if (!run.findings.empty() || (run.done && (run.active < 0 || run.deleted < 0))) {
+        code = MAINT_FAULTS;
+        why = run.findings.empty() ? "the counts are impossible: the header is damaged"
+                                   : "faults found (the lines above name them)";
     }
-    return EXIT_OK;
+    RawCounts raw;
+    if (op == VN_FM_VERIFY && (code == EXIT_OK || code == MAINT_FAULTS)) {
+        raw = rawcounts(opt.file, opt.fid);
+        if (code == MAINT_FAULTS && onlykeymismatch(run.findings)) {
+            const long hidden = hiddenkeys(opt);
+            if (hidden > 0) {
+                code = EXIT_OK;
+                note = counted(hidden, "key") +
+                       " begin with a byte above 0x7F or a negative number; the file is sound; the "
+                       "library's check cannot see them (a pack would not change that)";
+            }
+        }
+        if (raw.ok && run.done && (raw.active != run.active || raw.deleted != run.deleted) &&
+            !opt.skiprecords) {
+            const std::string found = "the header says " + std::to_string(run.active) + " active and " +
+                                      std::to_string(run.deleted) + " deleted; the file holds " +
+                                      std::to_string(raw.active) + " and " + std::to_string(raw.deleted);
+            note += (note.empty() ? "" : "; ") + found;
+            if (code == EXIT_OK) {
+                code = MAINT_FAULTS;
+                why = "the counts differ";
+            }
+        }
+    }
+    if (opt.json) {
+        std::vector<Finding> found = reportfindings(report, reportfrom);
+        if (opt.report.empty()) std::remove(report.c_str());
+        if (code == MAINT_FAILED || code == MAINT_STOPPED) found.push_back({why, ""});
+        printjson(out, opt, code, found, raw, note);
+        if (code != EXIT_OK) throw Failure{code};
+        return code;
+    }
+    if (!note.empty()) std::fprintf(out, "velnor: %s\n", note.c_str());
+    if (code != EXIT_OK) fail(opt.file, why, code);
+    return code;
 }
 
 void addmaint(CLI::App& app) {
+    static const char* const exitcodes =
+        "Exit status: 0 the file is sound; 1 stopped or refused; 2 the run failed (a file missing or "
+        "unreadable); 3 faults found (an Error or Solution line, or counts that cannot be).";
     static const char* const help[] = {
         "Check a record file against its definition and index or hash file, changing nothing",
         "Rebuild the index of a record file from its data file",
@@ -126,7 +321,9 @@ void addmaint(CLI::App& app) {
         sub->add_option("--report", opt->report, "Append the run's report to this text file");
         sub->add_flag("--shared", opt->shared, "Lock what is read, for files in use on a network");
         sub->add_option("--tmpdir", opt->tmpdir, "Build the new files in this folder");
+        sub->footer(exitcodes);
         if (i == 0) {
+            sub->add_flag("--json", opt->json, "Print the verdict, the counts and every finding as JSON");
             sub->add_flag("--continue", opt->cont, "Go on after an error and report them all");
             sub->add_flag("--skip-keys", opt->skipkeys, "Skip the key-by-key pass");
             sub->add_flag("--skip-records", opt->skiprecords, "Skip the record passes and the counts");

@@ -78,9 +78,11 @@ struct MaintOptions {
     std::string operation;  // verify, recover or pack
     std::string file, fid, key, report, tmpdir;
     bool cont = false, skipkeys = false, skiprecords = false, strip = false, shared = false, yes = false;
+    bool json = false;  // verify: the verdict and findings as JSON
 };
-// Exit statuses of a maintenance run beside EXIT_OK.
-enum { MAINT_STOPPED = 1, MAINT_FAILED = 2 };
+// Exit statuses of a maintenance run beside EXIT_OK: stopped or refused,
+// the run failed, faults found.
+enum { MAINT_STOPPED = 1, MAINT_FAILED = 2, MAINT_FAULTS = 3 };
 // Before recover or pack: copies every active record whose key 0 an earlier
 // active record has to FILE with .dup, then marks it deleted.  What was done,
 // for the run's output, or empty when nothing was set aside; fails when the

@@ -7,10 +7,13 @@ TEST_F(Customers, MaintenanceFindsReportsAndRepairs) {
     std::string dat = readfile("c.dat");
     writefile("c.dat", dat.replace(1, 8, "00000004"));  // one record too many in the header
     RunResult bad = velnor({"verify", "c.dat"});
-    EXPECT_EQ(bad.code, 2);
+    EXPECT_EQ(bad.code, 3);
     EXPECT_TRUE(holds(bad.out, "Message: Data records/data file header mismatch. Solution: PACK."));
-    EXPECT_TRUE(holds(bad.err, "c.dat: Error reading data file."));
-    EXPECT_EQ(velnor({"verify", "c.dat", "--continue", "--report", "r.txt"}).code, 0);
+    EXPECT_TRUE(holds(bad.err, "c.dat: faults found"));
+    // Going on past a fault still finds it; the program counts the records.
+    RunResult cont = velnor({"verify", "c.dat", "--continue", "--report", "r.txt"});
+    EXPECT_EQ(cont.code, 3);
+    EXPECT_TRUE(holds(cont.out, "the header says 3 active and 0 deleted; the file holds 2 and 0"));
     EXPECT_EQ(lines(readfile("r.txt")),
               (std::vector<std::string>{"Verifying file: c.dat",
                                         "  Data records/data file header mismatch. Solution: PACK.",
@@ -25,7 +28,14 @@ TEST_F(Customers, MaintenanceFindsReportsAndRepairs) {
     RunResult good = velnor({"verify", "c.dat"});
     EXPECT_EQ(good.code, 0);
     EXPECT_TRUE(holds(good.out, "Status: Done. 2 active data records, 0 deleted records."));
-    EXPECT_EQ(velnor({"recover", "c.dat", "--key-file", "C.DAT"}).code, 2);
+    EXPECT_EQ(velnor({"recover", "c.dat", "--key-file", "C.DAT"}).code, 1);
+    EXPECT_EQ(velnor({"verify", "none.dat"}).code, 2);
+    // A zeroed header: counts that cannot be are a fault, whatever the
+    // library's result.
+    writefile("c.dat", std::string(22, '\0') + readfile("c.dat").substr(22));
+    RunResult zero = velnor({"verify", "c.dat", "--json"});
+    EXPECT_EQ(zero.code, 3) << zero.out;
+    EXPECT_TRUE(holds(zero.out, "\"verdict\": \"faults\""));
 }
 
 // Two active records with one key: recover would index both and pack would
