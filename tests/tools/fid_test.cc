@@ -55,6 +55,11 @@ TEST_F(ToolTest, CompileRefusesBadDefinitions) {
         {item({"A", 'C', 28, 2, 2}), "line 6: item A ends at byte 32, past the record's 31"},
         {textfid(31, 0, {{"A", 'C', 0, 4}, {"A", 'C', 4, 4}}, {}), "line 7: item A is defined twice"},
         {textfid(31, 0, items, {{"K", 4, {{2, 4, 0}}}}), "line 11: key K: no item starts at byte 2"},
+        // The engine keeps a variable-length record's length in its first
+        // 4 bytes, and its number in the 5 after them with Flags 128.
+        {textfid(31, 1, items, keys), "line 6: item CODE: offset 0 is inside the first 4 bytes"},
+        {textfid(31, 129, {{"A", 'C', 4, 4}, {"B", 'C', 9, 4}}, {}), "line 6: item A: offset 4 is inside the first 9"},
+        {textfid(31, 1, {{"A", 'C', 4, 4}, {"B", 'C', 8, 4}}, {{"K", 4, {{2, 4, 0}}}}), "line 9: key K: offset 2"},
     };
     for (const auto& [text, message] : cases) {
         writefile("bad.txt", text);
