@@ -1,5 +1,7 @@
 // cmd_load.cc - velnor load: adds the rows of a CSV file as records, the
 // header row naming the items.
+#include <algorithm>
+#include <cctype>
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
@@ -8,6 +10,7 @@
 
 #include "cliopts.h"
 #include "csv.h"
+#include "encoding.h"
 #include "fidtools.h"
 #include "libinternal.h"
 #include "progress.h"
@@ -17,7 +20,18 @@ namespace vtool {
 namespace {
 
 struct CsvFile {
-    explicit CsvFile(const std::string& path) : path(path) {
+    // "-" is standard input, kept in a temporary file: the rows are read
+    // twice, once to check them all and once to load them.
+    explicit CsvFile(const std::string& name) : path(name == "-" ? "standard input" : name) {
+        if (name == "-") {
+            in = std::tmpfile();
+            if (in == nullptr) fail(path, std::string("no temporary file: ") + std::strerror(errno));
+            char buf[65536];
+            for (size_t n; (n = std::fread(buf, 1, sizeof buf, stdin)) > 0; size += n)
+                if (std::fwrite(buf, 1, n, in) != n) fail(path, std::strerror(errno));
+            std::rewind(in);
+            return;
+        }
         in = std::fopen(path.c_str(), "rb");
         if (in == nullptr) fail(path, std::strerror(errno));
         std::error_code ec;
@@ -60,25 +74,73 @@ void blankrecord(FHCB* cb) {
          EXIT_USAGE);
 }
 
-// Fills the record buffer from a row; counts the text values cut to their
-// items.  A value too long for an item that is not text is refused, since
-// cutting a number changes it.
+// Whether v is a plain decimal number as a numeric item holds it: blanks,
+// a sign, digits with at most one point.  "abc" and "1e5" are not.
+bool plainnumber(const std::string& v) {
+    size_t i = v.find_first_not_of(' ');
+    if (i == std::string::npos) return true;  // blank: no value
+    if (v[i] == '-' || v[i] == '+') ++i;
+    bool digits = false, point = false;
+    for (; i < v.size() && v[i] != ' '; ++i) {
+        if (v[i] == '.' && !point) point = true;
+        else if (std::isdigit(static_cast<unsigned char>(v[i]))) digits = true;
+        else return false;
+    }
+    return digits && v.find_first_not_of(' ', i) == std::string::npos;
+}
+
+// The length of v cut to at most width bytes without splitting a UTF-8
+// character (in text that is not UTF-8 every byte is a character).
+size_t cutlength(const std::string& v, size_t width) {
+    if (v.size() <= width || !validutf8(v)) return std::min(v.size(), width);
+    size_t n = width;
+    while (n > 0 && (static_cast<unsigned char>(v[n]) & 0xC0) == 0x80) --n;
+    return n;
+}
+
+// Fills the record buffer from a row, over blanks or (keep) over the
+// record already there.  A text value too long for its item is cut at a
+// character boundary, with a warning for the first few; a value too long
+// for an item that is not text is refused, since cutting a number changes
+// it, and so is a value that is no number for a numeric item.
 void fillrecord(FHCB* cb, const std::vector<Column>& map, std::vector<std::string>& row,
-                const CsvFile& csv, long line, long* cut) {
-    blankrecord(cb);
+                const CsvFile& csv, long line, const LoadOptions& opt, long* cut, bool keep = false) {
+    if (!keep) blankrecord(cb);
     for (size_t i = 0; i < row.size(); ++i) {
         std::string& v = row[i];
         // Tabs and line ends would split a packed record: blanks instead.
         for (char& c : v)
             if (c == '\t' || c == '\n' || c == '\r') c = ' ';
         const FidItem& it = cb->items[map[i].item];
+        if (it.type == 'N' && !opt.lenient && !plainnumber(v))
+            badrow(csv, line, map[i].name + " '" + v + "' is not a number (--lenient loads it as it is)");
         if (v.size() > map[i].length) {
             if (it.type != 'C')
                 badrow(csv, line, map[i].name + " '" + v + "' is longer than its " +
                                       std::to_string(map[i].length) + " characters");
-            ++*cut;
+            v.resize(cutlength(v, map[i].length));
+            if (cut && ++*cut <= 3)
+                warn(csv.path + ": line " + std::to_string(line) + ": " + map[i].name + " cut to '" + v +
+                     "', the " + std::to_string(map[i].length) + " bytes of the item");
         }
         vfhitemset(cb, it.name, map[i].occ, v.c_str());
+    }
+}
+
+// Fails unless the CSV names every item the primary key is made of.
+void checkkeycolumns(const FHCB* cb, const std::vector<Column>& map, const CsvFile& csv) {
+    if (cb->nkeys == 0 || (cb->fflags & VN_FF_RECNO)) return;
+    const FidKey& key = cb->keys[0];
+    for (unsigned g = 0; g < key.nsegs && g < FID_MAXSEGS; ++g) {
+        bool named = false;
+        for (const Column& c : map) {
+            const unsigned from = c.offset - 1u;  // offset counts the status byte
+            named = named || (key.seg[g].segoff >= from && key.seg[g].segoff < from + c.length);
+        }
+        if (!named)
+            fail(csv.path, std::string("the header row names no column for the primary key ") +
+                               (key.name ? key.name : "") + "; every row needs one",
+                 EXIT_USAGE);
     }
 }
 
@@ -113,13 +175,13 @@ struct Checked {
 // keys given twice or already in the file (unless replace).  cb holds the
 // definition and a record buffer; f is the file loaded into, if it exists.
 Checked checkrows(CsvFile& csv, const std::vector<Column>& map, FHCB* cb, RecordFile* f,
-                  bool replace) {
-    CsvReader r(csv.in);
+                  const LoadOptions& opt) {
+    const bool replace = opt.replace;
+    CsvReader r(csv.in, opt.delimiter);
     std::vector<std::string> row;
     r.next(row);
     Checked c;
     std::map<std::string, long> seen;  // primary key -> line
-    long cut = 0;
     while (r.next(row)) {
         if (r.unterminated()) badrow(csv, r.line(), "a quoted field is not closed");
         if (row.size() == 1 && row[0].empty()) continue;
@@ -127,7 +189,7 @@ Checked checkrows(CsvFile& csv, const std::vector<Column>& map, FHCB* cb, Record
             badrow(csv, r.line(), std::to_string(row.size()) + " field" +
                                       (row.size() == 1 ? "" : "s") + ", the header has " +
                                       std::to_string(map.size()));
-        fillrecord(cb, map, row, csv, r.line(), &cut);
+        fillrecord(cb, map, row, csv, r.line(), opt, nullptr);
         ++c.rows;
         std::string key = primarykey(cb);
         if (key.empty()) continue;
@@ -153,7 +215,7 @@ long runload(const LoadOptions& opt, std::FILE* out) {
     CsvFile csv(opt.csv);
     std::vector<std::string> header;
     {
-        CsvReader r(csv.in);
+        CsvReader r(csv.in, opt.delimiter);
         if (!r.next(header)) fail(csv.path, "empty: no header row", EXIT_USAGE);
         if (r.unterminated())
             fail(csv.path, "line 1: a quoted field is not closed", EXIT_USAGE);
@@ -169,16 +231,18 @@ long runload(const LoadOptions& opt, std::FILE* out) {
             fail(opt.file.path, "already exists; load into it without --create, or remove it");
         Definition def(opt.file.fid.empty() ? derivedname(opt.file.path, ".fid") : opt.file.fid);
         map = mapheader(header, def.cb(), csv.path);
+        checkkeycolumns(def.cb(), map, csv);
         std::vector<char> rec(def.cb()->reclen + 1u);
         def.cb()->recbuf = rec.data();
-        checked = checkrows(csv, map, def.cb(), nullptr, opt.replace);
+        checked = checkrows(csv, map, def.cb(), nullptr, opt);
         def.cb()->recbuf = nullptr;
         f = std::make_unique<RecordFile>(opt.file, true);
     } else {
         f = std::make_unique<RecordFile>(opt.file);
         if (f->cb()->nitems == 0) fail(f->path(), "the file has no definition to name items by");
         map = mapheader(header, f->cb(), csv.path);
-        checked = checkrows(csv, map, f->cb(), f.get(), opt.replace);
+        checkkeycolumns(f->cb(), map, csv);
+        checked = checkrows(csv, map, f->cb(), f.get(), opt);
     }
     FHCB* cb = f->cb();
     if (const std::string w = reservedoverlap(cb); !w.empty()) warn(f->path() + ": " + w);
@@ -189,14 +253,21 @@ long runload(const LoadOptions& opt, std::FILE* out) {
         if (filehandler(cb) != 0) f->fail_status();
         cb->state &= static_cast<uint16_t>(~VN_ST_CURRENT);
     }
-    CsvReader r(csv.in);
+    CsvReader r(csv.in, opt.delimiter);
     std::vector<std::string> row;
     r.next(row);
     ProgressBar bar("Loading " + csv.path);
     long n = 0, cut = 0;
     while (r.next(row)) {
         if (row.size() == 1 && row[0].empty()) continue;
-        fillrecord(cb, map, row, csv, r.line(), &cut);
+        fillrecord(cb, map, row, csv, r.line(), opt, &cut);
+        // A replacing row changes only the items it names: lay it over the
+        // record that holds its key.
+        if (checked.replaced > 0) {
+            const std::string key = primarykey(cb);
+            if (!key.empty() && infile(*f, key)) fillrecord(cb, map, row, csv, r.line(), opt, nullptr, true);
+            else fillrecord(cb, map, row, csv, r.line(), opt, nullptr);
+        }
         if (vfhwrite(cb, keyed ? 1 : 0) != 0) {
             bar.finish();
             warn(std::to_string(n) + " of " + std::to_string(checked.rows) +
@@ -225,10 +296,20 @@ void addload(CLI::App& app) {
     CLI::App* sub = app.add_subcommand(
         "load", "Add records from a CSV file whose header row names the items");
     fileoptions(sub, opt->file);
-    sub->add_option("--csv", opt->csv, "CSV input; items of several occurrences as NAME[1], NAME[2]")
+    sub->add_option("--csv", opt->csv, "CSV input, - for standard input; items of several occurrences as NAME[1], NAME[2]")
         ->required();
     sub->add_flag("--replace", opt->replace,
-                  "Let a row replace the record with its primary key (refused otherwise)");
+                  "Let a row replace the items it names in the record with its primary key (refused "
+                  "otherwise); the other items keep their values");
+    sub->add_option_function<std::string>(
+           "--delimiter",
+           [opt](const std::string& d) {
+               if (d == "tab" || d == "\\t" || d == "\t") opt->delimiter = '\t';
+               else if (d.size() == 1 && d != "\"" && d != "\n") opt->delimiter = d[0];
+               else throw CLI::ValidationError("--delimiter", "one character, or tab: " + d);
+           },
+           "Field separator: ',' (the default), ';', tab, ...");
+    sub->add_flag("--lenient", opt->lenient, "Load values that are no number into numeric items as they are");
     sub->add_flag("--create", opt->create,
                   "Make the data file (and its index) first, from its definition");
     sub->callback([opt] { runload(*opt, stdout); });

@@ -54,7 +54,9 @@ struct LoadOptions {
     OpenSpec file;
     std::string csv;
     bool create = false;
-    bool replace = false;  // a row may replace the record with its key
+    bool replace = false;  // a row may replace the items it names in the record with its key
+    bool lenient = false;  // numeric items take values that are no number
+    char delimiter = ',';
 };
 long runload(const LoadOptions& opt, std::FILE* out);
 

@@ -53,11 +53,11 @@ bool CsvReader::next(std::vector<std::string>& fields) {
                 fields.back() += static_cast<char>(c);
             }
         }
-        while (c != ',' && c != '\n' && c != EOF) {
+        while (c != delim_ && c != '\n' && c != EOF) {
             if (c != '\r') fields.back() += static_cast<char>(c);
             c = get();
         }
-        if (c != ',') return true;
+        if (c != delim_) return true;
         fields.emplace_back();
         c = get();
     }

@@ -13,7 +13,9 @@ namespace vtool {
 
 class CsvReader {
 public:
-    explicit CsvReader(std::FILE* in) : in_(in) {}
+    // Fields are separated by delim: ',' or, as spreadsheets write in many
+    // countries, ';' or a tab.
+    explicit CsvReader(std::FILE* in, char delim = ',') : in_(in), delim_(delim) {}
     // Reads the next row into fields; false at the end of the input.  A
     // blank line is a row of one empty field.
     bool next(std::vector<std::string>& fields);
@@ -28,6 +30,7 @@ private:
     int get();
     void skipmark();
     std::FILE* in_;
+    char delim_;
     std::string pushed_;  // bytes read ahead, given back before the input
     long lineno_ = 1;
     long rowline_ = 0;

@@ -58,13 +58,34 @@ size_t sequence(const std::string& s, size_t i) {
     return n;
 }
 
+}  // namespace
+
 bool validutf8(const std::string& s) {
     for (size_t i = 0, n; i < s.size(); i += n)
         if ((n = sequence(s, i)) == 0) return false;
     return true;
 }
 
-}  // namespace
+size_t displaywidth(const std::string& s) {
+    size_t w = 0;
+    for (size_t i = 0; i < s.size();) {
+        const size_t n = sequence(s, i);
+        if (n == 0) {  // not UTF-8: one column a byte
+            ++w, ++i;
+            continue;
+        }
+        uint32_t v = n == 1 ? static_cast<unsigned char>(s[i]) : static_cast<unsigned char>(s[i]) & (0x7F >> n);
+        for (size_t k = 1; k < n; ++k) v = (v << 6) | (static_cast<unsigned char>(s[i + k]) & 0x3F);
+        i += n;
+        if (v >= 0x300 && v <= 0x36F) continue;  // combining accents
+        const bool wide = (v >= 0x1100 && v <= 0x115F) || (v >= 0x2E80 && v <= 0xA4CF) ||
+                          (v >= 0xAC00 && v <= 0xD7A3) || (v >= 0xF900 && v <= 0xFAFF) ||
+                          (v >= 0xFE30 && v <= 0xFE4F) || (v >= 0xFF00 && v <= 0xFF60) ||
+                          (v >= 0xFFE0 && v <= 0xFFE6) || (v >= 0x20000 && v <= 0x3FFFD);
+        w += wide ? 2 : 1;
+    }
+    return w;
+}
 
 bool parseencoding(const std::string& name, Encoding* enc) {
     std::string n;

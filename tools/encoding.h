@@ -4,6 +4,7 @@
 #ifndef VELNOR_TOOLS_ENCODING_H
 #define VELNOR_TOOLS_ENCODING_H
 
+#include <cstddef>
 #include <string>
 
 namespace vtool {
@@ -13,6 +14,14 @@ enum class Encoding { Cp1252, Cp437, Latin1, Utf8 };
 // Parses "cp1252", "cp437", "latin1" or "utf-8" (any case; "windows-1252",
 // "iso-8859-1" and "utf8" too); false for anything else.
 bool parseencoding(const std::string& name, Encoding* enc);
+
+// Whether s is well-formed UTF-8 (plain ASCII is).
+bool validutf8(const std::string& s);
+
+// Columns s takes on a terminal: one per character, two for the wide
+// East Asian ones, none for a combining accent; a byte that is not UTF-8
+// counts one.
+size_t displaywidth(const std::string& s);
 
 // text as UTF-8: unchanged when it is valid UTF-8, else every byte above
 // 0x7F converted from enc (with Encoding::Utf8, replaced by U+FFFD).

@@ -73,7 +73,8 @@ private:
         std::string s;
         if (marks_) s = std::string(mark) + " ";
         for (size_t i = 0; i < values.size(); ++i) {
-            size_t fill = widths_[i] - std::min(widths_[i], values[i].size());
+            // Pad by the columns the text takes on a terminal, not its bytes.
+            size_t fill = widths_[i] - std::min(widths_[i], displaywidth(values[i]));
             if (right_[i]) s.append(fill, ' ');
             s += values[i];
             if (!right_[i] && i + 1 < values.size()) s.append(fill, ' ');

@@ -61,6 +61,9 @@ TEST_F(BadInput, CsvFilesAreCheckedBeforeAnythingIsWritten) {
         {"CODE,QTY\nC3,1\nC4,12345\n", "line 3: QTY '12345' is longer than its 4 characters"},
         {"CODE,NAME\nC3,red\nA1,Mallory\n", "line 3: key 'A1' is already in the file"},
         {"CODE,NAME\nC3,Carol\nC3,Dave\n", "line 3: key 'C3' repeats line 2"},
+        {"CODE,QTY\nC3,1\nC4,abc\n", "line 3: QTY 'abc' is not a number (--lenient"},
+        {"CODE,QTY\nC3,1e5\n", "line 2: QTY '1e5' is not a number"},
+        {"NAME,QTY\nx,1\n", "names no column for the primary key CODE"},
         {"", "no header row"},
     };
     for (const auto& [csv, message] : cases) {
@@ -75,8 +78,22 @@ TEST_F(BadInput, CsvFilesAreCheckedBeforeAnythingIsWritten) {
     writefile("re.csv", "CODE,NAME\nA1,Mallory\nC3,Carol\nC3,Dave\n");
     EXPECT_EQ(ok({"load", "c.dat", "--csv", "re.csv", "--replace"}),
               "Loaded 3 records into c.dat; 2 replaced records.\n");
-    EXPECT_EQ(velnor({"dump", "c.dat", "--format", "csv", "--items", "CODE,NAME"}).out,
-              "CODE,NAME\nA1,Mallory\nB2,pear\nC3,Dave\n");
+    // A replacing row keeps the items it does not name.
+    EXPECT_EQ(velnor({"dump", "c.dat", "--format", "csv"}).out,
+              "CODE,NAME,QTY\nA1,Mallory,3\nB2,pear,12\nC3,Dave,\n");
+}
+
+// A spreadsheet's export: semicolons, piped in, a name cut between
+// characters only, and a value kept as it is with --lenient.
+TEST_F(BadInput, SpreadsheetRowsFromStandardInput) {
+    RunResult r = velnor({"load", "c.dat", "--csv", "-", "--delimiter", ";"}, "CODE;NAME;QTY\nD1;Ćma Łóżka;7\n");
+    ASSERT_EQ(r.code, 0) << r.err;
+    EXPECT_TRUE(holds(r.err, "standard input: line 2: NAME cut to 'Ćma Łó', the 10 bytes of the item"));
+    EXPECT_EQ(ok({"get", "c.dat", "D1", "--format", "csv", "--encoding", "utf-8"}), "CODE,NAME,QTY\nD1,Ćma Łó,7\n");
+    // Columns line up by the characters shown, not their bytes.
+    EXPECT_EQ(lines(ok({"get", "c.dat", "D1"})).at(1), "D1     Ćma Łó" + std::string(8, ' ') + "7");
+    EXPECT_EQ(velnor({"load", "c.dat", "--csv", "-", "--delimiter", "tab", "--lenient"}, "CODE\tQTY\nD2\tn/a\n").code, 0);
+    EXPECT_EQ(ok({"get", "c.dat", "D2", "--items", "QTY", "--format", "csv"}), "QTY\nn/a\n");
 }
 
 TEST_F(BadInput, BadNumbersAndNamesAreUsageErrors) {
