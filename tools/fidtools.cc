@@ -147,7 +147,14 @@ bool scantext(const std::string& path, TextLines& t) {
     std::ifstream in(path, std::ios::binary);
     std::string line;
     if (!std::getline(in, line) || trimmed(line) != "TKF FID v7.0") return false;
-    long segsleft = 0, reclen = 0;
+    long segsleft = 0, reclen = 0, nitems = -1, keylen = 0, seglens = 0, keyline = 0;
+    std::string keyname;
+    // A key whose segments take more bytes than it declares.
+    auto checkkeylength = [&] {
+        if (keyline && seglens > keylen)
+            fail(path, "line " + std::to_string(keyline) + ": key " + keyname + ": its length " +
+                           std::to_string(keylen) + " is shorter than its segments' " + std::to_string(seglens));
+    };
     for (long n = 2; std::getline(in, line); ++n) {
         std::string where = "line " + std::to_string(n) + ": ";
         if (!line.empty() && line.back() == '\r') line.pop_back();
@@ -161,6 +168,8 @@ bool scantext(const std::string& path, TextLines& t) {
             char extra;
             if (std::sscanf(line.c_str(), " %d , %d , %d %c", &a, &b, &c, &extra) != 3)
                 fail(path, where + "a key segment line is three numbers: offset, length, flags");
+            seglens += b;
+            if (segsleft == 0) checkkeylength();
             continue;
         }
         if (trimmed(line).empty()) continue;
@@ -173,6 +182,8 @@ bool scantext(const std::string& path, TextLines& t) {
         if (!rest.empty() && rest[0] == '=') rest = trimmed(rest.substr(1));
         if (std::strcmp(word, "RecLen") == 0) {
             reclen = std::atol(rest.c_str());
+        } else if (std::strcmp(word, "NItems") == 0) {
+            nitems = std::atol(rest.c_str());
         } else if (std::strcmp(word, "Item") == 0) {
             t.items.push_back(n);
             // name, type, justification, offset, length, occurrences, order
@@ -186,11 +197,21 @@ bool scantext(const std::string& path, TextLines& t) {
             if (end > reclen)
                 fail(path, where + "item " + f[0] + " ends at byte " + std::to_string(end) +
                                ", past the record's " + std::to_string(reclen));
+            if (nitems >= 0 && static_cast<long>(t.items.size()) > nitems)
+                fail(path, where + "item " + f[0] + ": more Item lines than NItems " + std::to_string(nitems));
+            if (f.size() > 6 && nitems >= 0 && std::atol(f[6].c_str()) >= nitems)
+                fail(path, where + "item " + f[0] + ": its order field " + f[6] + " must be below NItems " +
+                               std::to_string(nitems));
         } else if (std::strcmp(word, "Key") == 0) {
             t.keys.push_back(n);
             t.segs.emplace_back();
             size_t last = rest.rfind(',');
             segsleft = last == std::string::npos ? 0 : std::atol(rest.c_str() + last + 1);
+            const size_t first = rest.find(',');
+            keyname = trimmed(rest.substr(0, first));
+            keylen = first == std::string::npos ? 0 : std::atol(rest.c_str() + first + 1);
+            seglens = 0;
+            keyline = n;
         } else if (std::strcmp(word, "Thread") == 0) {
             size_t comma = rest.find(',');
             if (comma == std::string::npos)
@@ -200,6 +221,10 @@ bool scantext(const std::string& path, TextLines& t) {
         }
     }
     if (segsleft > 0) fail(path, "the file ends inside the segments of a key");
+    if (nitems > static_cast<long>(t.items.size()))
+        fail(path, "NItems is " + std::to_string(nitems) + " but there are " +
+                       counted(static_cast<long>(t.items.size()), "Item line") +
+                       (t.items.empty() ? "" : "; the last is line " + std::to_string(t.items.back())));
     return true;
 }
 

@@ -41,6 +41,7 @@ TEST_F(ToolTest, CompileRefusesBadDefinitions) {
     };
     auto item = [](const vntest::Item& it) { return textfid(31, 0, {it}, {}); };
     const std::string plain = textfid(31, 0, items, keys);
+    const std::string one = "TKF FID v7.0\nRecLen = 31\nNItems = 1\nNKeys = 0\nFlags = 0\n";
     const std::pair<std::string, std::string> cases[] = {  // the definition, the message
         {thread("NOPE", "AMOUNT > 1"), "NOPE"},
         {thread("CODE", "AMOUNT > 1"), "thread item in first 8 bytes (status 41)"},
@@ -57,6 +58,9 @@ TEST_F(ToolTest, CompileRefusesBadDefinitions) {
         {textfid(31, 0, items, {{"K", 4, {{2, 4, 0}}}}), "line 11: key K: no item starts at byte 2"},
         // The engine keeps a variable-length record's length in its first
         // 4 bytes, and its number in the 5 after them with Flags 128.
+        {one + "Item = A,'C','L',0,4,1,1,\n", "line 6: item A: its order field 1 must be below NItems 1"},
+        {one + "Item = A,'C','L',0,4,1,0,\nItem = B,'C','L',4,4,1,0,\n", "line 7: item B: more Item lines than NItems 1"},
+        {textfid(31, 0, items, {{"K", 4, {{0, 8, 0}}}}), "line 10: key K: its length 4 is shorter than its segments' 8"},
         {textfid(31, 1, items, keys), "line 6: item CODE: offset 0 is inside the first 4 bytes"},
         {textfid(31, 129, {{"A", 'C', 4, 4}, {"B", 'C', 9, 4}}, {}), "line 6: item A: offset 4 is inside the first 9"},
         {textfid(31, 1, {{"A", 'C', 4, 4}, {"B", 'C', 8, 4}}, {{"K", 4, {{2, 4, 0}}}}), "line 9: key K: offset 2"},
