@@ -491,6 +491,11 @@ void runarchive(const ArchiveOptions& opt, std::FILE* out) {
     if (opt.action != "add" && !fs::exists(path, ec))
         fail(path, std::strerror(ENOENT));
     if (opt.action == "add") {
+        // The archiver reports only that it could not create the file.
+        const fs::path folder = fs::path(path).parent_path();
+        if (!folder.empty() && !fs::is_directory(folder, ec))
+            fail(folder.string(), std::string("cannot make the archive in this folder: ") +
+                                      std::strerror(fs::exists(folder, ec) ? ENOTDIR : ENOENT));
         addfiles(opt, path);
     } else if (opt.action == "extract") {
         extractmembers(opt, path, out);

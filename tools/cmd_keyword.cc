@@ -3,6 +3,7 @@
 // and the words of a value, and remove a value.
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
 #include <cctype>
 #include <cerrno>
 #include <cstring>
@@ -109,13 +110,11 @@ void runadd(const KeywordOptions& opt, std::FILE* out) {
                  opt.words.size() == 1 ? "" : "s", opt.value);
 }
 
-}  // namespace
-
-void runkwlist(const KeywordOptions& opt, std::FILE* out) {
-    KeywordIndex ix(opt.index, opt.network);
-    std::string prefix = opt.prefix;
+// The words that hold value and begin with prefix (folded to lower case),
+// in the order the listing gives them.
+std::vector<std::string> wordsholding(KeywordIndex& ix, uint32_t value, std::string prefix) {
     for (char& c : prefix) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-    long n = 0;
+    std::vector<std::string> words;
     // Each call lists the words of one first character.
     for (int c = 1; c < 256; c++) {
         if (!prefix.empty() && c != static_cast<unsigned char>(prefix[0])) continue;
@@ -125,28 +124,40 @@ void runkwlist(const KeywordOptions& opt, std::FILE* out) {
         std::string start = prefix.empty() ? std::string(1, static_cast<char>(c)) : prefix;
         start.resize(std::max<size_t>(start.size(), 255), '\x80');
         uint32_t size = 0;
-        char* text = fhhyplist(ix.cb(), opt.value, start.c_str(), nullptr, &size);
+        char* text = fhhyplist(ix.cb(), value, start.c_str(), nullptr, &size);
         vfhrunlock(ix.cb());
         if (text == nullptr) ix.fail_status();
         for (char* line = std::strtok(text, "\r\n"); line; line = std::strtok(nullptr, "\r\n")) {
             std::string w = trimmed(line);
-            if (w.compare(0, prefix.size(), prefix) != 0) continue;
-            std::fprintf(out, "%s\n", w.c_str());
-            n++;
+            if (w.compare(0, prefix.size(), prefix) == 0) words.push_back(w);
         }
         globalmfree(text);
     }
+    return words;
+}
+
+}  // namespace
+
+void runkwlist(const KeywordOptions& opt, std::FILE* out) {
+    KeywordIndex ix(opt.index, opt.network);
+    const std::vector<std::string> words = wordsholding(ix, opt.value, opt.prefix);
+    for (const std::string& w : words) std::fprintf(out, "%s\n", w.c_str());
     ix.close();
-    if (n == 0) fail(opt.index, "no word holds the value " + std::to_string(opt.value));
+    if (words.empty()) fail(opt.index, "no word holds the value " + std::to_string(opt.value));
 }
 
 namespace {
 
 void runremove(const KeywordOptions& opt, std::FILE* out) {
     KeywordIndex ix(opt.index, opt.network);
+    const size_t held = wordsholding(ix, opt.value, "").size();
+    if (held == 0) {
+        ix.close();
+        fail(opt.index, "no word holds the value " + std::to_string(opt.value) + "; nothing was removed");
+    }
     if (fhhypdelete(ix.cb(), opt.value) != 0) ix.fail_status();
     ix.close();
-    std::fprintf(out, "Removed %u from every word that held it.\n", opt.value);
+    std::fprintf(out, "Removed %u from %s.\n", opt.value, counted(static_cast<long>(held), "word").c_str());
 }
 
 void valueoption(CLI::App* sub, KeywordOptions& opt) {

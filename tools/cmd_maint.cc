@@ -50,7 +50,10 @@ int32_t VELNOR_CALL onprogress(int32_t code, char* text) {
             return 0;
         case VN_FM_MESSAGE:
             run.message = text;
-            if (std::strstr(text, "Solution") || std::strncmp(text, "Message: Error", 14) == 0)
+            // "Error: ..." and "... Solution: ..." name a fault in the file;
+            // the closing error line of a failed run ("Error opening data
+            // file.") does not.
+            if (std::strstr(text, "Solution") || std::strncmp(text, "Message: Error:", 15) == 0)
                 run.findings.push_back(text);
             break;
         case VN_FM_STATUS:
@@ -96,6 +99,8 @@ RawCounts rawcounts(const std::string& datname, const std::string& fid) {
         Definition def(fid.empty() ? derivedname(datname, ".fid") : fid);
         const FHCB* cb = def.cb();
         if (const std::string w = reservedoverlap(cb); !w.empty()) warn(datname + ": " + w);
+        // A hashed file's slots are laid out by the hash table: not counted.
+        if (cb->fflags & VN_FF_HASHED) return c;
         const bool varlen = cb->fflags & VN_FF_VARLEN;
         std::ifstream in(datname, std::ios::binary);
         std::vector<char> rec(cb->reclen);
@@ -125,15 +130,25 @@ RawCounts rawcounts(const std::string& datname, const std::string& fid) {
 // from below every key misses an active record, which they do not explain.
 long hiddenkeys(const MaintOptions& opt) {
     try {
-        RecordFile f(OpenSpec{opt.file, opt.fid, opt.key});
+        OpenSpec spec;
+        spec.path = opt.file;
+        spec.fid = opt.fid;
+        spec.index = opt.key;
+        RecordFile f(spec);
         FHCB* cb = f.cb();
         if (cb->fflags & VN_FF_HASHED) return -1;
         const long active = countactive(f);
         long hidden = 0;
         for (int k = 1; k <= cb->nkeys; ++k) {
             long all = 0, seen = 0;
-            walkkey(f, k, lowestkey(cb, k), [&](bool) { return ++all, true; });
-            walkkey(f, k, std::string(), [&](bool) { return ++seen, true; });
+            walkkey(f, k, lowestkey(cb, k), [&](bool) {
+                ++all;
+                return true;
+            });
+            walkkey(f, k, std::string(), [&](bool) {  // where the library's walk starts
+                ++seen;
+                return true;
+            });
             if (all != active) return -1;
             hidden += all - seen;
         }
@@ -317,9 +332,15 @@ void addmaint(CLI::App& app) {
         CLI::App* sub = app.add_subcommand(names[i], help[i]);
         sub->add_option("FILE", opt->file, "Data file")->required();
         sub->add_option("--fid", opt->fid, "Definition file (default: FILE with .fid)");
-        sub->add_option("--key-file", opt->key, "Index or hash file (default: FILE with .idx or .hsh)");
+        // The record commands' names, with the older spellings kept hidden.
+        sub->add_option("--index", opt->key, "Index or hash file (default: FILE with .idx or .hsh)");
+        sub->add_option("--key-file", opt->key)->group("");
         sub->add_option("--report", opt->report, "Append the run's report to this text file");
-        sub->add_flag("--shared", opt->shared, "Lock what is read, for files in use on a network");
+        sub->add_option_function<std::string>(
+            "--network", [opt](const std::string& type) { opt->shared = !CLI::detail::to_lower(type).starts_with("single"); },
+            "Network type: SINGLE (default) for files no one else has open; any other (MSNET, "
+            "NETWARE, ...) locks what is read, for files in use");
+        sub->add_flag("--shared", opt->shared)->group("");
         sub->add_option("--tmpdir", opt->tmpdir, "Build the new files in this folder");
         sub->footer(exitcodes);
         if (i == 0) {

@@ -82,6 +82,7 @@ TEST_F(Archive, AFailedRunChangesNoFile) {
         {{"add", "new.cmp", "verylongname_data.csv"}, 1, "longer than the 12 characters"},
         {{"add", "new.cmp", "*.csv"}, 1, "verylongname_data.csv: the name is longer"},
         {{"add", "new.cmp", "*.xyz"}, 1, "*.xyz: no file matches"},
+        {{"add", "nodir/new.cmp", "one.txt"}, 1, "nodir: cannot make the archive in this folder: No such file"},
         {{"extract", "cut.cmp", "--overwrite"}, 1, "text.txt; the archive ends inside it"},
         {{"extract", "tiny.cmp", "--overwrite"}, 1, "tiny.cmp: cut short inside the entry header"},
         {{"extract", "a.cmp", "--overwrite", "--password", "nope"}, 1,

@@ -123,6 +123,8 @@ TEST_F(ToolTest, KeywordListShowsWordsWithAccents) {
     ASSERT_EQ(velnor({"keyword", "create", "towns"}).code, 0);
     ok({"keyword", "add", "towns", "4", "köln", "kiel", "zürich", "Über", "zug"});
     EXPECT_EQ(lines(velnor({"keyword", "list", "towns", "4"}).out),
-              (std::vector<std::string>{"kiel", "köln", "zug", "zürich", "Über"}));
-    EXPECT_EQ(velnor({"keyword", "list", "towns", "4", "--prefix", "k"}).out, "kiel\nköln\n");
+              (std::vector<std::string>{"köln", "kiel", "zürich", "zug", "Über"}));
+    EXPECT_EQ(velnor({"keyword", "list", "towns", "4", "--prefix", "k"}).out, "köln\nkiel\n");
+    EXPECT_TRUE(exits(1, {"keyword", "delete", "towns", "999999"}, "no word holds the value 999999"));
+    EXPECT_EQ(velnor({"keyword", "delete", "towns", "4"}).out, "Removed 4 from 5 words.\n");
 }
