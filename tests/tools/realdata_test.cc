@@ -96,7 +96,6 @@ TEST_F(RealData, FiftyThousandInternationalNamesSurviveWalksVerifyAndPack) {
     RunResult v = velnor({"verify", "p.dat"});
     EXPECT_EQ(v.code, 0) << v.out << v.err;
     EXPECT_TRUE(holds(v.out, "the file is sound; the library's check cannot see them"));
-    EXPECT_TRUE(holds(v.out, "Done. 50000 active data records, 0 deleted records."));
     ASSERT_EQ(velnor({"pack", "p.dat"}).code, 0);
     EXPECT_EQ(velnor({"verify", "p.dat"}).code, 0);
     RunResult d = velnor({"dump", "p.dat", "--key", "2", "--format", "csv"});
@@ -107,7 +106,7 @@ TEST_F(RealData, FiftyThousandInternationalNamesSurviveWalksVerifyAndPack) {
 // Windows-1252 text: every accented capital is one byte above 0x7F.
 TEST_F(RealData, Cp1252NamesAndNegativeNumbersAreWalked) {
     std::vector<Person> people;
-    const char* const names[] = {"\xC9milie", "\xD8rsted", "\xC1ngel", "Zo\xEB", "\xFCber", "anna", "\x8Aimon"};
+    const char* const names[] = {"\xC9milie", "\xD8rsted", "\xC1ngel", "Zo\xEB", "\xFC" "ber", "anna", "\x8Aimon"};
     long id = -30;
     for (const char* n : names)
         for (int i = 0; i < 3; ++i) people.push_back({id += 7, n + std::string(1, static_cast<char>('a' + i))});
