@@ -76,9 +76,9 @@ TEST_F(EngineTest, DamagedHeaderCount) {
 TEST_F(EngineTest, OverlongNamesAreRefusedNotOverrun) {
     File b("");
     std::memset(b.cb.datname, 'a', sizeof b.cb.datname);  // no terminator
-    expectrefused(b, VN_OP_OPEN, VN_E_FIDOPEN);
+    expectrefused(b, VN_OP_OPEN, VN_E_DATOPEN);
     std::memset(b.cb.fidname, 0, sizeof b.cb.fidname);
-    expectrefused(b, VN_OP_CREATE, VN_E_FIDOPEN);
+    expectrefused(b, VN_OP_CREATE, VN_E_DATOPEN);
     EXPECT_EQ(+b.cb.idxname[0], '\0');
 
     // A 258-character name leaves no room for the companion's extension.
