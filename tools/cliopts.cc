@@ -17,14 +17,19 @@ void fileoptions(CLI::App* sub, OpenSpec& target) {
         ->capture_default_str();
 }
 
-void formatoption(CLI::App* sub, Format& format) {
+void formatoption(CLI::App* sub, Format& format, bool withsql) {
+    std::vector<std::string> names{"text", "csv", "json"};
+    if (withsql) names.push_back("sql");
     sub->add_option_function<std::string>(
            "--format", [&format](std::string name) {
                for (char& c : name) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
                parseformat(name, &format);
            },
-           "Output form: text (aligned columns, the default), csv or json")
-        ->check(CLI::IsMember({"text", "csv", "json"}, CLI::ignore_case));
+           withsql ? "Output form: text (aligned columns, the default), csv, json, or sql "
+                     "(statements that make and fill a table of the same name as the file, "
+                     "with an index per key)"
+                   : "Output form: text (aligned columns, the default), csv or json")
+        ->check(CLI::IsMember(names, CLI::ignore_case));
 }
 
 void encodingoption(CLI::App* sub, Encoding& enc) {

@@ -11,8 +11,8 @@ namespace vtool {
 
 // FILE, --fid, --index and --network, filling target.
 void fileoptions(CLI::App* sub, OpenSpec& target);
-// --format text|csv|json into format.
-void formatoption(CLI::App* sub, Format& format);
+// --format text|csv|json (and sql where withsql) into format.
+void formatoption(CLI::App* sub, Format& format, bool withsql = false);
 
 // --encoding: the code page of record text that is not UTF-8.
 void encodingoption(CLI::App* sub, Encoding& enc);

@@ -2,6 +2,7 @@
 // in physical order, key order, along a thread, or those whose key starts
 // with a value.
 #include "cliopts.h"
+#include "sqltable.h"
 #include "walk.h"
 
 namespace vtool {
@@ -14,11 +15,19 @@ long rundump(const DumpOptions& opt, std::FILE* out) {
         fail(f.path(), "a hashed file keeps no key order: dump it without --key", EXIT_USAGE);
     if (opt.thread) f.checkthread(opt.thread);
     std::vector<Column> cols = selectcolumns(cb, opt.items, f.path());
-    auto w = makewriter(opt.format, out, opt.encoding);
+    std::unique_ptr<RecordWriter> w;
+    if (opt.format == Format::Sql) {
+        // The table has every item, whatever --items names.
+        SqlTable table = sqltable(cb, defaulttable(f.path()));
+        cols = table.cols;
+        w = makesqlwriter(out, cb, std::move(table), opt.encoding);
+    } else {
+        w = makewriter(opt.format, out, opt.encoding);
+    }
     w->begin(cols, opt.deleted);
     long n = 0;
     auto visit = [&](bool deleted) {
-        if (deleted && !opt.deleted) return true;
+        if (deleted && (!opt.deleted || opt.format == Format::Sql)) return true;
         writerecord(*w, cb, cols, deleted);
         ++n;
         return true;
@@ -79,7 +88,7 @@ void adddump(CLI::App& app) {
                                   "Walk thread N of the definition (1 = first)")
                       ->check(CLI::PositiveNumber)
                       ->excludes(key);
-    formatoption(sub, opt->format);
+    formatoption(sub, opt->format, true);
     encodingoption(sub, opt->encoding);
     itemsoption(sub, opt->items);
     sub->add_flag("--deleted", opt->deleted,

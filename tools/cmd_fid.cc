@@ -25,10 +25,18 @@ void addfid(CLI::App& app) {
     });
 
     auto path = std::make_shared<std::string>();
+    auto text = std::make_shared<bool>(false);
     CLI::App* show = fid->add_subcommand("show", "Show the items, keys and threads of a definition");
     show->add_option("FILE", *path, "Definition file, text or binary")->required();
-    show->callback([path] {
+    show->add_flag("--text", *text,
+                   "Write the text form instead, with its threads as Thread lines, which fid "
+                   "compile turns back into the same binary form");
+    show->callback([path, text] {
         Definition def(*path);
+        if (*text) {
+            std::fputs(textdefinition(def.cb(), *path).c_str(), stdout);
+            return;
+        }
         std::printf("Definition: %s\n", path->c_str());
         printdefinition(stdout, def.cb());
     });

@@ -296,8 +296,18 @@ void addload(CLI::App& app) {
     CLI::App* sub = app.add_subcommand(
         "load", "Add records from a CSV file whose header row names the items");
     fileoptions(sub, opt->file);
-    sub->add_option("--csv", opt->csv, "CSV input, - for standard input; items of several occurrences as NAME[1], NAME[2]")
-        ->required();
+    auto csv = sub->add_option("--csv", opt->csv,
+                               "CSV input, - for standard input; items of several occurrences as NAME[1], NAME[2]");
+#ifdef VELNOR_SQLITE
+    auto db = sub->add_option("--sqlite", opt->sqlite,
+                              "Rows from a table of this SQLite database instead (as export wrote it)")
+                  ->excludes(csv);
+    sub->add_option("--table", opt->table, "Table of --sqlite (default: FILE without folder or extension)")
+        ->needs(db);
+    encodingoption(sub, opt->encoding);
+#else
+    csv->required();
+#endif
     sub->add_flag("--replace", opt->replace,
                   "Let a row replace the items it names in the record with its primary key (refused "
                   "otherwise); the other items keep their values");
@@ -312,7 +322,16 @@ void addload(CLI::App& app) {
     sub->add_flag("--lenient", opt->lenient, "Load values that are no number into numeric items as they are");
     sub->add_flag("--create", opt->create,
                   "Make the data file (and its index) first, from its definition");
-    sub->callback([opt] { runload(*opt, stdout); });
+    sub->callback([opt] {
+#ifdef VELNOR_SQLITE
+        if (!opt->sqlite.empty()) {
+            runloadtable(*opt, stdout);
+            return;
+        }
+        if (opt->csv.empty()) throw CLI::RequiredError("--csv or --sqlite");
+#endif
+        runload(*opt, stdout);
+    });
 }
 
 }  // namespace vtool

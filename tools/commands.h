@@ -57,8 +57,19 @@ struct LoadOptions {
     bool replace = false;  // a row may replace the items it names in the record with its key
     bool lenient = false;  // numeric items take values that are no number
     char delimiter = ',';
+    std::string sqlite{}, table{};  // rows from this database's table instead of csv
+    Encoding encoding = Encoding::Cp1252;  // code page the table's text goes into
 };
 long runload(const LoadOptions& opt, std::FILE* out);
+// Writes the rows of table in database as CSV at csv, the columns that
+// name an item of cb's definition only, text in enc.  Built with SQLite.
+void tabletocsv(const std::string& database, const std::string& table, const FHCB* cb,
+                Encoding enc, const std::string& csv);
+// velnor load FILE --sqlite DB [--table NAME]: the table's rows through a
+// temporary CSV file.
+long runloadtable(const LoadOptions& opt, std::FILE* out);
+
+// velnor export FILE --sqlite DB [--table NAME]
 
 // velnor archive ACTION ARCHIVE [FILES...]
 struct ArchiveOptions {
@@ -118,6 +129,7 @@ void addarchive(CLI::App& app);
 void adddemo(CLI::App& app);
 void addmaint(CLI::App& app);
 void addkeyword(CLI::App& app);
+void addexport(CLI::App& app);
 
 }  // namespace vtool
 

@@ -112,4 +112,24 @@ std::string toutf8(const std::string& text, Encoding enc) {
     return out;
 }
 
+std::string fromutf8(const std::string& text, Encoding enc) {
+    if (enc == Encoding::Utf8 || !validutf8(text)) return text;
+    std::string out;
+    for (size_t i = 0, n; i < text.size(); i += n) {
+        n = sequence(text, i);
+        uint32_t v = static_cast<unsigned char>(text[i]);
+        if (n > 1) v &= 0x7F >> n;
+        for (size_t k = 1; k < n; ++k) v = v << 6 | (static_cast<unsigned char>(text[i + k]) & 0x3F);
+        int byte = v < 0x80 ? static_cast<int>(v) : -1;
+        for (int c = 0x80; byte < 0 && c < 0x100; ++c) {
+            uint32_t u = enc == Encoding::Cp437                 ? cp437[c - 0x80]
+                         : enc == Encoding::Cp1252 && c < 0xA0 ? cp1252[c - 0x80]
+                                                                : static_cast<uint32_t>(c);
+            if (u == v) byte = c;
+        }
+        out += static_cast<char>(byte < 0 ? '?' : byte);
+    }
+    return out;
+}
+
 }  // namespace vtool

@@ -27,6 +27,11 @@ size_t displaywidth(const std::string& s);
 // 0x7F converted from enc (with Encoding::Utf8, replaced by U+FFFD).
 std::string toutf8(const std::string& text, Encoding enc);
 
+// UTF-8 text back in the code page enc, for writing into records: a
+// character the code page lacks becomes '?'.  With Encoding::Utf8, or
+// when text is not valid UTF-8, text is returned unchanged.
+std::string fromutf8(const std::string& text, Encoding enc);
+
 }  // namespace vtool
 
 #endif

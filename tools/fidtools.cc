@@ -1,10 +1,13 @@
 // fidtools.cc - loading, printing and compiling file definitions.
 #include "fidtools.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <cctype>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <numeric>
 #include <vector>
@@ -390,6 +393,37 @@ void compilefid(const std::string& in, const std::string& out) {
     if (check.cb()->nitems != cb->nitems || check.cb()->nkeys != cb->nkeys ||
         check.cb()->nthreads != cb->nthreads || check.cb()->reclen != cb->reclen)
         fail(out, "the binary definition does not read back as written");
+}
+
+std::string textdefinition(const FHCB* cb, const std::string& path) {
+    // The library writes the text form of a definition without threads;
+    // they follow as the lines compilefid reads.
+    FHCB plain = *cb;
+    plain.nthreads = 0;
+    std::error_code ec;
+    std::string name = "velnor-";
+    name.append(std::to_string(getpid())).append("-show.fid");
+    const auto tmp = std::filesystem::temp_directory_path(ec) / name;
+    const bool saved = savefidtext(&plain, tmp.string().c_str()) == 0;
+    std::string text;
+    if (std::FILE* in = saved ? std::fopen(tmp.string().c_str(), "rb") : nullptr) {
+        char buf[4096];
+        for (size_t n; (n = std::fread(buf, 1, sizeof buf, in)) > 0;) text.append(buf, n);
+        std::fclose(in);
+    }
+    std::filesystem::remove(tmp, ec);
+    if (!saved || text.empty())
+        fail(path, "the definition cannot be written in the text form (a name with a comma or "
+                   "a leading blank, or no temporary file could be made)");
+    for (unsigned t = 0; t < cb->nthreads; ++t) {
+        const FidThread& th = cb->threads[t];
+        for (unsigned i = 0; i < cb->nitems; ++i)
+            if (cb->items[i].offset == th.thoff) {
+                text.append("Thread = ").append(cb->items[i].name).append(", ").append(th.expr).append("\r\n");
+                break;
+            }
+    }
+    return text;
 }
 
 }  // namespace vtool

@@ -42,6 +42,11 @@ std::string filetype(const FHCB* cb);
 // Prints the items, keys and threads of the definition loaded in cb.
 void printdefinition(std::FILE* out, const FHCB* cb);
 
+// The text form of the definition loaded in cb (read from path), with a
+// line "Thread = LINKITEM, expression" for each thread, as compilefid
+// reads it.  Fails naming path when a name does not fit the text form.
+std::string textdefinition(const FHCB* cb, const std::string& path);
+
 // Compiles the text definition in, whose "Thread = LINKITEM, expression"
 // lines the text loader skips, into the binary form at out.  The order
 // column is rebuilt from the names.  A binary input is copied with its

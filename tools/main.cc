@@ -23,6 +23,9 @@ int main(int argc, char** argv) {
     vtool::adddemo(app);
     vtool::addmaint(app);
     vtool::addkeyword(app);
+#ifdef VELNOR_SQLITE
+    vtool::addexport(app);
+#endif
     try {
         vtool::Engine engine;
         app.parse(argc, argv);

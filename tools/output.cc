@@ -9,6 +9,7 @@ bool parseformat(const std::string& name, Format* format) {
     if (name == "text") *format = Format::Text;
     else if (name == "csv") *format = Format::Csv;
     else if (name == "json") *format = Format::Json;
+    else if (name == "sql") *format = Format::Sql;
     else return false;
     return true;
 }

@@ -13,9 +13,9 @@
 
 namespace vtool {
 
-enum class Format { Text, Csv, Json };
+enum class Format { Text, Csv, Json, Sql };
 
-// Parses "text", "csv" or "json"; false for anything else.
+// Parses "text", "csv", "json" or "sql"; false for anything else.
 bool parseformat(const std::string& name, Format* format);
 
 // CSV field: quoted when it holds a comma, quote, line break or an outer

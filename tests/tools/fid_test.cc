@@ -76,3 +76,13 @@ TEST_F(ToolTest, CompileRefusesBadDefinitions) {
     writefile("junk.fid", "this is not a definition at all\n");
     EXPECT_TRUE(exits(1, {"fid", "show", "junk.fid"}, "(status 8)"));
 }
+
+TEST_F(ToolTest, ShowTextCompilesBackToTheSameBinary) {
+    writefile("t.txt", textfid(31, 0, {{"CODE", 'C', 0, 8}, {"AMOUNT", 'N', 8, 7, 1, 'R'}, {"LINK", 'C', 15, 4}},
+                               {{"CODE", 8, {{0, 8, 0}}}, {"AMT", 15, {{8, 7, 1}, {0, 8, 4}}}},
+                               {{"LINK", "AMOUNT > 100"}}));
+    ok({"fid", "compile", "t.txt", "a.fid"});
+    writefile("shown.txt", ok({"fid", "show", "--text", "a.fid"}));
+    ok({"fid", "compile", "shown.txt", "b.fid"});
+    EXPECT_EQ(vntest::hex(readfile("b.fid")), vntest::hex(readfile("a.fid")));
+}
