@@ -23,7 +23,11 @@ extern uint8_t iomode;
 // a null or empty path).  The handle is never inherited by child programs.
 // On Windows 0x10 denies other openers and 0x40 denies nothing (no sharing
 // bit: nothing is denied either, except on the direct face, which then
-// denies all); POSIX has no share modes, so there both bits are ignored.
+// denies all).  POSIX has no share modes: there 0x10 locks a byte far past
+// the file's end, so that an exclusive open is refused while another
+// exclusive open of the file is in place (two read-only ones excepted),
+// and 0x40 is ignored.  An exclusive open with 0x200 truncates only once
+// it has its lock.
 int32_t osopen(const char* path, uint32_t flags, uint32_t perm);
 int32_t osclose(int32_t h);                             // 0, or -1
 int32_t osread(int32_t h, void* buf, uint32_t count);   // bytes, 0 at end, -1
@@ -91,11 +95,15 @@ int32_t osunlock(int32_t h, uint32_t offset, uint32_t length);
 // up by the test.
 int32_t osprobe(int32_t h, uint32_t offset, uint32_t length);
 // Holds a whole file against other processes: exclusive keeps out every
-// other hold, shared only exclusive ones.  flock on POSIX, on Windows a
-// lock far beyond any 32-bit offset; the record and file byte locks above
-// are not touched.  Never waits.  A token above 0 for osunholdfile, 0 when
-// another process's hold is in the way, or -1 when the file cannot be
-// opened.
+// other hold, shared only exclusive ones.  The hold is a byte-range lock on
+// byte 2^62, far beyond any offset the library touches, so the record and
+// file byte locks above never meet it, and file servers that honour
+// byte-range locks (NFSv4, SMB) keep it across machines.  On POSIX a file
+// this process may not write is held shared even when exclusive is asked.
+// The path is checked to name the held file once the lock is taken, so a
+// file replaced by rename meanwhile is opened again.  Never waits.  A token
+// above 0 for osunholdfile, 0 when another hold is in the way, or -1 when
+// the file cannot be opened.
 int32_t osholdfile(const char* path, int32_t exclusive);
 // Gives the hold up (closing its handle); a token below 1 is ignored.
 void osunholdfile(int32_t token);

@@ -2,9 +2,10 @@
 // plain descriptors; the direct face (iomode 9) differs only in osflush,
 // which really syncs the file to disk.
 //
-// Sharing: the exclusive (0x10) and shared (0x40) open flags are accepted
-// and ignored, since POSIX has no mandatory share modes; a second opener of
-// a file opened exclusively is not refused here.  Byte locks are
+// Sharing: POSIX has no share modes, so an exclusive open (0x10) locks a
+// byte far past the end of any file instead: a second exclusive open of the
+// file, here or in another process, is refused while the first is open.
+// Other opens take nothing and are never refused.  Byte locks are
 // open-file-description locks, so they belong to the handle that took them.
 #include <cerrno>
 #include <climits>
@@ -15,7 +16,6 @@
 #include <fcntl.h>
 #include <setjmp.h>
 #include <signal.h>
-#include <sys/file.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -63,6 +63,41 @@ constexpr int kSetLock = F_OFD_SETLK, kGetLock = F_OFD_GETLK;
 // process-owned locks where OFD locks are missing
 constexpr int kSetLock = F_SETLK, kGetLock = F_GETLK;
 #endif
+
+// The byte a whole-file hold locks, and beside it the byte an exclusive
+// open locks: far beyond every offset the library reads, writes or locks
+// (all below 4 GiB), and the byte Windows holds too.  A lock at such an
+// offset is a plain byte-range lock, which NFSv4 and SMB servers honour.
+constexpr off_t kHoldByte = off_t{1} << 62;
+constexpr off_t kExclusiveByte = kHoldByte + 1;
+
+// Locks one byte at where: read (shared) or write (exclusive).  0, or -1
+// with errno EAGAIN or EACCES when another handle's lock is in the way.
+int lockfar(int fd, short type, off_t where) {
+    struct flock fl = {};
+    fl.l_type = type;
+    fl.l_whence = SEEK_SET;
+    fl.l_start = where;
+    fl.l_len = 1;
+    int r;
+    do {
+        r = fcntl(fd, kSetLock, &fl);
+    } while (r != 0 && errno == EINTR);
+    return r;
+}
+
+// The lock kind a handle can take: a read-only one takes only read locks.
+short lockkind(int fd) {
+    const int mode = fcntl(fd, F_GETFL);
+    return mode >= 0 && (mode & O_ACCMODE) == O_RDONLY ? F_RDLCK : F_WRLCK;
+}
+
+// Whether path still names the file open on fd.
+bool stillnames(int fd, const char* path) {
+    struct stat held {}, named {};
+    return fstat(fd, &held) == 0 && stat(path, &named) == 0 && held.st_dev == named.st_dev &&
+           held.st_ino == named.st_ino;
+}
 
 int setlock(int32_t h, short type, uint32_t offset, uint32_t length) {
     struct flock fl = {};
@@ -132,13 +167,24 @@ int32_t osopen(const char* path, uint32_t flags, uint32_t perm) {
     if (osfaultleft[OSF_OPEN] != 0 && osfaulthit(OSF_OPEN, nullptr) < 0) return -1;
     if (path == nullptr || *path == '\0') return -1;
     if (osfaultcutter != nullptr && (flags & VN_O_TRUNC)) oscuttrunc(path);
+    // An exclusive open truncates only once its lock is taken, so that it
+    // never cuts short a file another exclusive opener is writing.
+    const bool exclusive = (flags & VN_O_EXCL) != 0;
+    const int how = exclusive ? openflags(flags) & ~O_TRUNC : openflags(flags);
     int fd;
     do {
         // No execute bits on a data file; the umask takes the rest.
-        fd = open(path, openflags(flags), static_cast<mode_t>(perm & 0666));
+        fd = open(path, how, static_cast<mode_t>(perm & 0666));
     } while (fd < 0 && errno == EINTR);
     if (fd < 0) return -1;
-    return abovezero(fd);
+    fd = abovezero(fd);
+    if (fd < 0 || !exclusive) return fd;
+    if (lockfar(fd, lockkind(fd), kExclusiveByte) != 0 ||
+        ((flags & VN_O_TRUNC) != 0 && ftruncate(fd, 0) != 0)) {
+        close(fd);
+        return -1;
+    }
+    return fd;
 }
 
 int32_t oscreat(const char* path, uint32_t perm) {
@@ -151,18 +197,25 @@ int32_t osholdfile(const char* path, int32_t exclusive) {
     if (drain() < 0) return -1;
     if (osfaultleft[OSF_LOCK] != 0 && osfaulthit(OSF_LOCK, nullptr) < 0) return -1;
     if (path == nullptr || *path == '\0') return -1;
-    int fd = open(path, O_RDONLY | O_CLOEXEC);
-    if (fd < 0) return -1;
-    fd = abovezero(fd);
-    if (fd < 0) return -1;
-    int r;
-    do {
-        r = flock(fd, (exclusive ? LOCK_EX : LOCK_SH) | LOCK_NB);
-    } while (r != 0 && errno == EINTR);
-    if (r == 0) return fd;
-    const bool busy = errno == EWOULDBLOCK;  // before close can change errno
-    close(fd);
-    return busy ? 0 : -1;
+    // A file replaced by rename between the open and the lock is opened
+    // again, a few times; one replaced every time counts as in use.
+    for (int tries = 0; tries < 8; tries++) {
+        int fd = open(path, (exclusive ? O_RDWR : O_RDONLY) | O_CLOEXEC);
+        // A file this process may not write is held shared: no one who
+        // honours the hold writes it either.
+        if (fd < 0 && exclusive && (errno == EACCES || errno == EROFS)) fd = open(path, O_RDONLY | O_CLOEXEC);
+        if (fd < 0) return -1;
+        fd = abovezero(fd);
+        if (fd < 0) return -1;
+        if (lockfar(fd, lockkind(fd), kHoldByte) != 0) {
+            const bool busy = errno == EAGAIN || errno == EACCES;  // before close can change errno
+            close(fd);
+            return busy ? 0 : -1;
+        }
+        if (stillnames(fd, path)) return fd;
+        close(fd);
+    }
+    return 0;
 }
 
 void osunholdfile(int32_t token) {

@@ -62,18 +62,42 @@ const char ospathsep = '\\';
 
 // The hold is a lock on one byte at 2^62: the engine's byte locks all lie
 // below 4 GiB, so the two never meet.
+namespace {
+
+// Whether path still names the file open on h.
+bool stillnames(HANDLE h, const char* path) {
+    HANDLE named = CreateFileA(path, 0, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                               OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+    if (named == INVALID_HANDLE_VALUE) return false;
+    BY_HANDLE_FILE_INFORMATION a = {}, b = {};
+    const bool same = GetFileInformationByHandle(h, &a) && GetFileInformationByHandle(named, &b) &&
+                      a.dwVolumeSerialNumber == b.dwVolumeSerialNumber &&
+                      a.nFileIndexHigh == b.nFileIndexHigh && a.nFileIndexLow == b.nFileIndexLow;
+    CloseHandle(named);
+    return same;
+}
+
+}  // namespace
+
 int32_t osholdfile(const char* path, int32_t exclusive) {
     if (osfaultleft[OSF_LOCK] != 0 && osfaulthit(OSF_LOCK, nullptr) < 0) return -1;
     if (path == nullptr || *path == '\0') return -1;
-    HANDLE h = CreateFileA(path, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
-                           nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
-    if (h == INVALID_HANDLE_VALUE) return -1;
-    OVERLAPPED o = {};
-    o.OffsetHigh = 0x40000000;
-    DWORD how = LOCKFILE_FAIL_IMMEDIATELY | (exclusive ? LOCKFILE_EXCLUSIVE_LOCK : 0);
-    if (LockFileEx(h, how, 0, 1, 0, &o))
-        return fromhandle(h);
-    CloseHandle(h);
+    // A file replaced by rename between the open and the lock is opened
+    // again, a few times; one replaced every time counts as in use.
+    for (int tries = 0; tries < 8; tries++) {
+        HANDLE h = CreateFileA(path, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+                               nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+        if (h == INVALID_HANDLE_VALUE) return -1;
+        OVERLAPPED o = {};
+        o.OffsetHigh = 0x40000000;
+        DWORD how = LOCKFILE_FAIL_IMMEDIATELY | (exclusive ? LOCKFILE_EXCLUSIVE_LOCK : 0);
+        if (!LockFileEx(h, how, 0, 1, 0, &o)) {
+            CloseHandle(h);
+            return 0;
+        }
+        if (stillnames(h, path)) return fromhandle(h);
+        CloseHandle(h);
+    }
     return 0;
 }
 

@@ -89,3 +89,50 @@ TEST_F(OsProcess, DescriptorsAreNeverZeroNorInherited) {
         return osread(h, &c, 1) == 1 && c == 'z' ? 0 : 4;
     }), 0);
 }
+
+// An exclusive open keeps out another exclusive open, in another process or
+// this one, and truncates only once it has the file; a plain open is never
+// kept out.  A hold is a lock on byte 2^62, which another process sees.
+TEST_F(OsProcess, ExclusiveOpensAndHoldsKeepEachOtherOut) {
+    const std::string f = path("x.dat");
+    writefile("x.dat", "kept");
+    constexpr uint32_t kAlone = VN_O_BINARY | VN_O_EXCL | VN_O_RDWR;
+    int32_t h = osopen(f.c_str(), kAlone, 0);
+    ASSERT_GE(h, 1);
+    struct Case {
+        uint32_t flags;
+        int refused;
+    } cases[] = {{kAlone, 1}, {kAlone | VN_O_TRUNC | VN_O_CREAT, 1}, {VN_O_BINARY | VN_O_RDWR, 0},
+                 {kShared, 0}};
+    for (const Case& c : cases) {
+        EXPECT_EQ(child([&] {
+            int32_t mine = osopen(f.c_str(), c.flags, 0);
+            return mine < 1 ? 1 : 0;
+        }), c.refused) << c.flags;
+        int32_t here = osopen(f.c_str(), c.flags, 0);
+        EXPECT_EQ(here < 1 ? 1 : 0, c.refused) << c.flags;
+        if (here >= 1) osclose(here);
+    }
+    EXPECT_EQ(vntest::readfile(f), "kept");
+    osclose(h);
+    h = osopen(f.c_str(), kAlone | VN_O_TRUNC, 0);
+    EXPECT_GE(h, 1);
+    EXPECT_EQ(vntest::readfile(f), "");
+    osclose(h);
+
+    const int32_t token = osholdfile(f.c_str(), 0);
+    ASSERT_GT(token, 0);
+    EXPECT_EQ(child([&] {
+        const int fd = open(f.c_str(), O_RDWR);
+        struct flock fl = {};
+        fl.l_type = F_WRLCK;
+        fl.l_whence = SEEK_SET;
+        fl.l_start = off_t{1} << 62;
+        fl.l_len = 1;
+        if (fcntl(fd, F_OFD_GETLK, &fl) != 0) return 2;
+        return fl.l_type == F_RDLCK ? 0 : 1;
+    }), 0);
+    EXPECT_EQ(child([&] { return osholdfile(f.c_str(), 1); }), 0);
+    EXPECT_EQ(child([&] { return osholdfile(f.c_str(), 0) > 0 ? 1 : 0; }), 1);
+    osunholdfile(token);
+}
