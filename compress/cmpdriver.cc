@@ -211,6 +211,7 @@ int32_t VELNOR_CALL compress_files(const char* options, const char* archive, int
     if (run.tempmade) {
         osunlink(run.temp);
     }
+    osunholdfile(run.temphold);
     cmpfreelist(&run.list);
     run.npatterns = 0;
     cmpwndclose();

@@ -1,7 +1,9 @@
 // cmpupdate.cc - the A and D operations: a new archive is written to the
 // temporary file (old entries copied, new ones coded) and then takes the
-// archive's place; a stopped or failed run leaves the archive unchanged.
+// archive's place in one rename; a stopped or failed run leaves the archive
+// unchanged.
 #include <cstdio>
+#include <cstring>
 
 #include "compress/cmpstate.h"
 #include "compress/cmpwnd.h"
@@ -12,8 +14,21 @@
 
 namespace {
 
+// Opens the temporary file held alone: NAME.$$$, or while another run
+// holds that, NAME.$01 to NAME.$99, so that runs beside each other never
+// write into one file.  The file is made before it is held, and the hold
+// taken before the stream is opened: a failed open with the create flag
+// removes its file, which must never be another run's.
 int32_t maketemp(CmpRun& run, uint32_t flags) {
-    run.tmp = fastopen(run.temp, flags, 511);
+    char* const ext = std::strrchr(run.temp, '.');
+    for (int32_t n = 0; n < 100 && run.temphold < 1; n++) {
+        if (n > 0) std::snprintf(ext, 5, ".$%02d", static_cast<int>(n));
+        const int32_t made = osopen(run.temp, VN_O_BINARY | VN_O_CREAT | VN_O_RDWR, 511);
+        if (made < 1) continue;
+        osclose(made);
+        run.temphold = osholdfile(run.temp, 1);
+    }
+    if (run.temphold > 0) run.tmp = fastopen(run.temp, flags, 511);
     if (run.tmp < 0) {
         cmperror(CMP_E_TEMP);
         return -1;
@@ -85,8 +100,8 @@ int32_t replacearchive(CmpRun& run) {
         cmperror(CMP_E_WRITE);
         return -1;
     }
-    osunlink(run.arcname);
-    if (osrename(run.temp, run.arcname) != 0) {
+    // One step: a failed or stopped run leaves the old archive in place.
+    if (osreplace(run.temp, run.arcname) != 0) {
         cmperror(CMP_E_WRITE);
         return -1;
     }

@@ -17,6 +17,7 @@ struct CmpRun {
     int32_t arc;                    // archive stream, -1 when closed
     int32_t tmp;                    // temporary stream, -1 when closed
     int32_t tempmade;               // the temporary file was created
+    int32_t temphold;               // its hold (osholdfile), 0 when none
     int32_t bits;                   // B: listing shows the width
     int32_t npatterns;
     CmpFileList list;
