@@ -11,6 +11,7 @@
 #include <fstream>
 #include <iostream>
 #include <map>
+#include <random>
 
 #include "cliopts.h"
 #include "libinternal.h"
@@ -43,11 +44,6 @@ const char* const errortexts[] = {"Unable to create temporary file.", "Not enoug
                                   "Not a COMPRESS file.", "Corrupt COMPRESS file.",
                                   "Unable to create.", "Unable to open.", "CRC failure.",
                                   "Bad disk write, disk full?"};
-
-std::string lowered(std::string s) {
-    for (char& c : s) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-    return s;
-}
 
 void VELNOR_CALL onreport(const char* line) {
     std::string s(line);
@@ -297,14 +293,14 @@ void addfiles(const ArchiveOptions& opt, const std::string& path) {
     run.sizes = checkadd(opt.files.empty() ? std::vector<std::string>{"*.*"} : opt.files);
     run.sizes.erase(fs::path(path).filename().string());  // never added to itself
     std::error_code ec;
-    bool existed = fs::exists(path, ec);
-    if (existed) readmembers(path);  // never add to a file that is not an archive
+    // An empty file is the one runarchive made to hold a new archive;
+    // never add to a file that is not an archive.
+    if (fs::file_size(path, ec) > 0) readmembers(path);
     ProgressBar bar("");
     run.report = !opt.quiet;
     int32_t r = archiver(optionstring('A', opt, opt.quiet, ""), opt.archive, opt.files,
                          opt.quiet ? nullptr : &bar);
     if (r != 0 || !run.errors.empty()) {
-        if (!existed) fs::remove(path, ec);
         for (int e : run.errors)
             if (e >= 0 && e < 8)
                 std::fprintf(stderr, "velnor: %s: %s (error %d)\n", path.c_str(), errortexts[e], e);
@@ -407,7 +403,8 @@ void extractmembers(const ArchiveOptions& opt, const std::string& path, std::FIL
     fs::create_directories(target, ec);
     if (ec) fail(opt.target, "cannot make the folder: " + ec.message());
     // Members land in a folder of their own beside their targets first.
-    std::string tempname = ".velnor" + std::to_string(std::hash<std::string>{}(path) % 100000);
+    // Named apart from every other run's, which may extract beside this one.
+    std::string tempname = ".velnor" + std::to_string(std::random_device{}() % 100000);
     fs::path temp = opt.target.empty() ? fs::path(tempname) : target / tempname;
     if (temp.string().size() + 1 > TARGET_LIMIT)
         fail(opt.target, "the target folder is longer than the " +
@@ -496,7 +493,24 @@ void runarchive(const ArchiveOptions& opt, std::FILE* out) {
         if (!folder.empty() && !fs::is_directory(folder, ec))
             fail(folder.string(), std::string("cannot make the archive in this folder: ") +
                                       std::strerror(fs::exists(folder, ec) ? ENOTDIR : ENOENT));
-        addfiles(opt, path);
+    }
+    // Adding and deleting replace the archive: held alone for the run.  A
+    // new archive is made empty first, so that there is a file to hold.
+    const bool changes = opt.action == "add" || opt.action == "delete";
+    Holds holds;
+    bool made = false;
+    for (int tries = 0; tries < 3; tries++) {
+        if (opt.action == "add" && !fs::exists(path, ec))
+            if (std::FILE* f = std::fopen(path.c_str(), "wbx")) made = std::fclose(f) == 0;
+        if (holds.hold(path, changes)) break;
+    }
+    if (opt.action == "add") {
+        try {
+            addfiles(opt, path);
+        } catch (const Failure&) {
+            if (made && fs::file_size(path, ec) == 0) fs::remove(path, ec);
+            throw;
+        }
     } else if (opt.action == "extract") {
         extractmembers(opt, path, out);
     } else if (opt.action == "delete") {

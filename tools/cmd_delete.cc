@@ -7,6 +7,7 @@ namespace vtool {
 
 long rundelete(const OpenSpec& file, const std::string& value, std::FILE* out) {
     RecordFile f(file);
+    f.checkcount();
     FHCB* cb = f.cb();
     if (cb->nkeys == 0 || (cb->fflags & VN_FF_HASHED))
         fail(f.path(), "delete needs an indexed file with a primary key", EXIT_USAGE);

@@ -50,6 +50,12 @@ public:
                     fail(f, "no such file (make the index with: velnor keyword create " + index +
                                 ")");
         }
+        // The posting file has no record lock of its own for a writer
+        // without the engine's locks: hold all four files for the run.
+        const bool alone = !takeslocks(network);
+        const std::string hint = alone ? " (use --network MSNET to share it)" : " that holds it unshared";
+        if (!create)
+            for (const std::string& f : {names_.keywords, names_.idx, names_.posting}) holds_.hold(f, alone, hint);
         setname(cb_.datname, names_.keywords);
         setname(cb_.fidname, names_.fid);
         setname(cb_.idxname, names_.idx);
@@ -89,6 +95,7 @@ private:
         fail(file, statustext(status) + " (status " + std::to_string(status) + ")");
     }
     KeywordNames names_;
+    Holds holds_;
     FHCB cb_{};
     bool open_ = false;
 };

@@ -239,6 +239,7 @@ long runload(const LoadOptions& opt, std::FILE* out) {
         f = std::make_unique<RecordFile>(opt.file, true);
     } else {
         f = std::make_unique<RecordFile>(opt.file);
+        f->checkcount();
         if (f->cb()->nitems == 0) fail(f->path(), "the file has no definition to name items by");
         map = mapheader(header, f->cb(), csv.path);
         checkkeycolumns(f->cb(), map, csv);

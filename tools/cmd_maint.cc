@@ -215,6 +215,63 @@ void printjson(std::FILE* out, const MaintOptions& opt, int code, const std::vec
     std::fprintf(out, "%s]\n}\n", findings.empty() ? "" : "\n  ");
 }
 
+namespace fs = std::filesystem;
+
+// Whether a and b name one file or folder (two names of a file not yet
+// there compare by their normal form).
+bool samefile(const fs::path& a, const fs::path& b) {
+    std::error_code ec;
+    if (fs::exists(a, ec) && fs::exists(b, ec)) return fs::equivalent(a, b, ec);
+    return fs::weakly_canonical(a, ec) == fs::weakly_canonical(b, ec);
+}
+
+// The folder of a file name, "." for a bare name.
+fs::path folderof(const std::string& file) {
+    fs::path dir = fs::path(file).parent_path();
+    return dir.empty() ? fs::path(".") : dir;
+}
+
+// Holds the files a run works on, and settles its temporary folder so that
+// no temporary file is one the run reads: a folder that is the files' own
+// is dropped (the new files are then renamed into place), and a temporary
+// name that is one of the run's files is refused before anything is
+// touched.  Returns the temporary folder to use.
+std::string prepare(const MaintOptions& opt, bool verify, const std::string& key, Holds& holds) {
+    const bool alone = !verify || !opt.shared;
+    const std::string hint = verify ? (alone ? " (verify --network MSNET runs beside programs that share it)" : "")
+                                    : " (pack and recover need the files alone)";
+    holds.hold(opt.file, alone, hint);
+    if (!key.empty()) holds.hold(key, alone, hint);
+    if (verify) return opt.tmpdir;
+    std::string tmpdir = opt.tmpdir;
+    if (!tmpdir.empty() && (samefile(tmpdir, folderof(opt.file)) || samefile(tmpdir, folderof(key))))
+        tmpdir.clear();
+    const std::string fid = opt.fid.empty() ? derivedname(opt.file, ".fid") : opt.fid;
+    for (const std::string& base : {opt.file, key}) {
+        if (base.empty()) continue;
+        for (const char* ext : {".zdq", ".ziq"}) {
+            fs::path temp = derivedname(base, ext);
+            if (!tmpdir.empty()) temp = fs::path(tmpdir) / temp.filename();
+            for (const std::string& used : {opt.file, key, fid, opt.report})
+                if (!used.empty() && samefile(temp, used))
+                    fail(opt.file, "the temporary file " + temp.string() + " would be " + used +
+                                       ", which the run reads: rename it or give another --tmpdir",
+                         EXIT_USAGE);
+        }
+    }
+    return tmpdir;
+}
+
+// The key file the run uses: the one given, else the index or hash file
+// beside the data file, whichever is there.
+std::string keyfileof(const MaintOptions& opt) {
+    if (!opt.key.empty()) return opt.key;
+    std::error_code ec;
+    const std::string idx = derivedname(opt.file, ".idx");
+    const std::string hsh = derivedname(opt.file, ".hsh");
+    return fs::exists(idx, ec) || !fs::exists(hsh, ec) ? idx : hsh;
+}
+
 }  // namespace
 
 int runmaint(const MaintOptions& opt, std::FILE* out) {
@@ -222,6 +279,13 @@ int runmaint(const MaintOptions& opt, std::FILE* out) {
     int32_t op = 0;
     while (op < 3 && opt.operation != names[op]) op++;
     if (op == 3) fail(opt.file, "no such maintenance run: " + opt.operation, MAINT_FAILED);
+    const std::string key = keyfileof(opt);
+    Holds holds;
+    const std::string tmpdir = prepare(opt, op == 0, key, holds);
+    const long extra = op == 0 && opt.shared ? 0 : uncounted(opt.file, opt.fid);
+    if (op == 1 && extra > 0)
+        fail(opt.file, "holds " + counted(extra, "record") + " past the count in its header; recover "
+                       "would keep the short count: run velnor pack " + opt.file + " instead", MAINT_FAILED);
     uint32_t flags = (opt.cont ? VN_FM_CONTINUE : 0) | (opt.skipkeys ? VN_FM_NOKEYPASS : 0) |
                      (opt.skiprecords ? VN_FM_NORECPASS : 0) | (opt.strip ? VN_FM_STRIP : 0) |
                      (opt.shared ? VN_FM_SHARED : 0);
@@ -249,10 +313,11 @@ int runmaint(const MaintOptions& opt, std::FILE* out) {
     interrupted = 0;
     auto oldsig = std::signal(SIGINT, onsigint);
     fmsetask(onask);
-    vfhsettmpdir(opt.tmpdir.c_str());
+    vfhsettmpdir(tmpdir.c_str());
     const int32_t r = filemaint(op, opt.file.c_str(), opt.fid.c_str(), opt.key.c_str(), nullptr, flags,
                                 report.c_str(), onprogress);
     vfhsettmpdir(nullptr);
+    holds.release();  // what follows opens the files again, holding them itself
     fmsetask(nullptr);
     std::signal(SIGINT, oldsig == SIG_ERR ? SIG_DFL : oldsig);
     bar.finish();
@@ -268,6 +333,9 @@ int runmaint(const MaintOptions& opt, std::FILE* out) {
     if (r == -1) {
         code = MAINT_STOPPED;
         why = "stopped; the files are left as they were";
+    } else if (r == 1 && (opt.key.empty() || (lowered(opt.file) != lowered(opt.key) && !samefile(opt.file, opt.key)))) {
+        code = MAINT_FAILED;
+        why = statusline(r, opt.file);
     } else if (r == 1) {
         code = MAINT_STOPPED;
         why = "the data file and the key file have the same name";
@@ -302,6 +370,11 @@ int runmaint(const MaintOptions& opt, std::FILE* out) {
                 why = "the counts differ";
             }
         }
+    }
+    if (op == VN_FM_VERIFY && extra > 0 && code != MAINT_STOPPED) {
+        code = MAINT_FAULTS;
+        why = "holds " + counted(extra, "record") + " past the count in its header (a run was cut short); a "
+              "write would overwrite one: run velnor pack " + opt.file;
     }
     if (opt.json) {
         std::vector<Finding> found = reportfindings(report, reportfrom);

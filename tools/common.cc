@@ -2,6 +2,7 @@
 // files for the velnor program.
 #include "common.h"
 
+#include <cctype>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -96,6 +97,11 @@ std::string counted(long n, const std::string& noun) {
     return std::to_string(n) + " " + noun + (n == 1 ? "" : "s");
 }
 
+std::string lowered(std::string s) {
+    for (char& c : s) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    return s;
+}
+
 std::string derivedname(const std::string& datname, const char* ext) {
     size_t slash = datname.find_last_of("/\\");
     size_t dot = datname.rfind('.');
@@ -139,15 +145,18 @@ int nettypeof(const std::string& name) {
 
 }  // namespace
 
+bool takeslocks(const std::string& network) {
+    const int nettype = nettypeof(network);
+    return nettype == 1 || nettype == 2;
+}
+
 RecordFile::RecordFile(const OpenSpec& target, bool create) : spec_(target) {
     setname(cb_.datname, target.path);
     setname(cb_.fidname, target.fid);
     setname(cb_.idxname, target.index);
-    // Only network types 1 and 2 take the engine's byte locks; under any
-    // other two programs at once would corrupt the file, so the program
-    // holds it alone for the run.
-    int nettype = nettypeof(target.network);
-    bool unshared = nettype != 1 && nettype != 2;
+    // Without the engine's byte locks the program holds the file alone.
+    bool unshared = !takeslocks(target.network);
+    unshared_ = unshared;
     if (!create) hold(unshared);
     if ((create ? vfhmake(&cb_) : vfhopen(&cb_)) != 0) fail_status();
     open_ = true;
@@ -168,22 +177,69 @@ RecordFile::RecordFile(const OpenSpec& target, bool create) : spec_(target) {
     }
 }
 
+bool Holds::hold(const std::string& path, bool exclusive, const std::string& hint) {
+    const int32_t token = osholdfile(path.c_str(), exclusive ? 1 : 0);
+    if (token > 0) tokens_.push_back(token);
+    if (token != 0) return token > 0;  // held, or the open names the problem
+    release();
+    std::fflush(stdout);
+    std::fprintf(stderr, "velnor: %s is in use by another process%s\n", path.c_str(), hint.c_str());
+    throw Failure{EXIT_FAILED};
+}
+
+void Holds::release() {
+    for (int32_t token : tokens_) osunholdfile(token);
+    tokens_.clear();
+}
+
 RecordFile::~RecordFile() {
     if (open_) vfhclose(&cb_);
-    osunholdfile(hold_);
 }
 
 void RecordFile::hold(bool unshared) {
-    hold_ = osholdfile(spec_.path.c_str(), unshared ? 1 : 0);
-    if (hold_ != 0) return;  // held, or the open names the problem
-    if (open_) {
-        open_ = false;
-        vfhclose(&cb_);
+    const std::string hint = unshared ? " (use --network MSNET to share it)" : " that holds it unshared";
+    try {
+        holds_.hold(spec_.path, unshared, hint);
+        if (!spec_.index.empty()) {
+            holds_.hold(spec_.index, unshared, hint);
+        } else if (!holds_.hold(derivedname(spec_.path, ".idx"), unshared, hint)) {
+            holds_.hold(derivedname(spec_.path, ".hsh"), unshared, hint);
+        }
+    } catch (const Failure&) {
+        if (open_) {
+            open_ = false;
+            vfhclose(&cb_);
+        }
+        throw;
     }
-    std::fflush(stdout);
-    std::fprintf(stderr, "velnor: %s is in use by another process%s\n", spec_.path.c_str(),
-                 unshared ? " (use --network MSNET to share it)" : " that holds it unshared");
-    throw Failure{EXIT_FAILED};
+}
+
+long uncounted(const FHCB* cb, const std::string& path) {
+    if (cb->reclen == 0 || (cb->fflags & (VN_FF_VARLEN | VN_FF_HASHED)) != 0) return 0;
+    std::error_code ec;
+    const uintmax_t size = std::filesystem::file_size(path, ec);
+    if (ec) return 0;
+    const uintmax_t records = size / cb->reclen;
+    return records > cb->nrecs ? static_cast<long>(records - cb->nrecs) : 0;
+}
+
+long uncounted(const std::string& path, const std::string& fid) {
+    if (path.size() > PATH_LIMIT || fid.size() > PATH_LIMIT) return 0;
+    FHCB cb{};
+    std::memcpy(cb.datname, path.c_str(), path.size() + 1);
+    std::memcpy(cb.fidname, fid.c_str(), fid.size() + 1);
+    cb.fflags = VN_FF_NOKEY;  // the data file alone
+    if (vfhopen(&cb) != 0) return 0;
+    const long extra = uncounted(&cb, path);
+    vfhclose(&cb);
+    return extra;
+}
+
+void RecordFile::checkcount() const {
+    const long extra = unshared_ ? uncounted(&cb_, spec_.path) : 0;
+    if (extra > 0)
+        fail(spec_.path, "holds " + counted(extra, "record") + " past the count in its header (a run was cut "
+                         "short); a write would overwrite one: run velnor pack " + spec_.path + " first");
 }
 
 void RecordFile::close() {

@@ -6,6 +6,7 @@
 #define VELNOR_TOOLS_COMMON_H
 
 #include <string>
+#include <vector>
 
 #include "velnor.h"
 
@@ -44,6 +45,9 @@ void checkpath(const std::string& path, size_t limit = PATH_LIMIT);
 // "1 key", "2 keys": n and the noun, made plural unless n is 1.
 std::string counted(long n, const std::string& noun);
 
+// s with its ASCII letters in lower case.
+std::string lowered(std::string s);
+
 // Names the engine derives from a data file name: its extension (from the
 // last dot of the file part) replaced by ext, or ext appended.
 std::string derivedname(const std::string& datname, const char* ext);
@@ -56,6 +60,41 @@ public:
     Engine(const Engine&) = delete;
     Engine& operator=(const Engine&) = delete;
 };
+
+// Files held against other runs of the program for the life of the object
+// (docs/sharing.md): held exclusively by a run that changes them without
+// the engine's locks or replaces them, shared otherwise.
+class Holds {
+public:
+    Holds() = default;
+    ~Holds() { release(); }
+    Holds(const Holds&) = delete;
+    Holds& operator=(const Holds&) = delete;
+    // Holds path; when another run's hold is in the way, prints "velnor:
+    // PATH is in use by another process" with hint after it and throws
+    // Failure{EXIT_FAILED}, the holds taken so far given up.  A file that is
+    // not there (or cannot be opened) is not held: false.
+    bool hold(const std::string& path, bool exclusive, const std::string& hint = "");
+    void release();
+
+private:
+    std::vector<int32_t> tokens_;
+};
+
+// Records in the data file at path, open on cb, past the count its header
+// gives (a run cut short before it wrote the count): 0 when the count
+// accounts for the file's length.  Variable-length and hashed files are
+// left to verify.  Measure only a file held alone: sharers append under
+// the engine's file lock.
+long uncounted(const FHCB* cb, const std::string& path);
+// The same for a record file not yet open, opened and closed here; 0 when
+// it cannot be opened (the run that follows says why).
+long uncounted(const std::string& path, const std::string& fid);
+
+// Whether the engine takes its byte locks under the named network type
+// (types 1 and 2), so that programs may share a file; under any other two
+// programs at once would corrupt it.  An unknown name is a usage failure.
+bool takeslocks(const std::string& network);
 
 // How a record file is to be opened.
 struct OpenSpec {
@@ -91,17 +130,21 @@ public:
     void setkey(int key);
     // Fails (usage) unless thread is 1 to the number of threads.
     void checkthread(int thread) const;
+    // Fails, advising pack, when the header count trails the data: a write
+    // would go where the count ends, over a record.
+    void checkcount() const;
     // Closes now, reporting a failure; the destructor closes quietly.
     void close();
 
 private:
-    // Keeps other programs off the data file for the run: alone in an
-    // unshared mode, alongside other sharers otherwise.
+    // Keeps other programs off the data and key files for the run: alone in
+    // an unshared mode, alongside other sharers otherwise.
     void hold(bool unshared);
     OpenSpec spec_;
+    bool unshared_ = true;
     FHCB cb_{};
     bool open_ = false;
-    int32_t hold_ = -1;
+    Holds holds_;
 };
 
 }  // namespace vtool

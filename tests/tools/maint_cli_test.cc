@@ -60,3 +60,43 @@ TEST_F(Customers, RecordsWhoseKeyIsTakenAreSetAside) {
         EXPECT_EQ(lines(ok({"dump", "c.dat"})).size(), 2u);
     }
 }
+
+// A writer killed before it wrote the header count leaves records past it:
+// found, refused where a write would land on one, and mended by pack.
+TEST_F(Customers, AHeaderCountShortOfTheDataIsFoundAndPackMendsIt) {
+    std::string dat = readfile("c.dat");
+    writefile("c.dat", dat.replace(1, 8, "00000002"));
+    const std::string before = files();
+    const char* past = "holds 1 record past the count in its header";
+    EXPECT_TRUE(exits(3, {"verify", "c.dat"}, past));
+    EXPECT_TRUE(exits(2, {"recover", "c.dat"}, past));
+    writefile("more.csv", "CODE,NAME\nC3,quince\n");
+    EXPECT_TRUE(exits(1, {"load", "c.dat", "--csv", "more.csv"}, past));
+    EXPECT_TRUE(exits(1, {"delete", "c.dat", "A1"}, past));
+    EXPECT_EQ(files(), before);
+    EXPECT_TRUE(exits(0, {"pack", "c.dat", "--yes"}));
+    EXPECT_TRUE(exits(0, {"load", "c.dat", "--csv", "more.csv"}));
+    EXPECT_TRUE(exits(0, {"verify", "c.dat"}));
+    EXPECT_EQ(lines(ok({"dump", "c.dat", "--format", "csv", "--items", "CODE"})),
+              (std::vector<std::string>{"CODE", "A1", "B2", "C3"}));
+}
+
+// The temporary folder may be the files' own, by any name; a temporary name
+// that is one of the run's own files is refused before anything is touched.
+TEST_F(Customers, MaintenanceNeverWritesIntoItsOwnSource) {
+    for (const char* run : {"pack", "recover"})
+        for (const std::string& tmpdir : {std::string("."), dir_.string(), dir_.string() + "/./"}) {
+            EXPECT_TRUE(exits(0, {run, "c.dat", "--tmpdir", tmpdir, "--yes"})) << run << " " << tmpdir;
+            EXPECT_TRUE(exits(0, {"verify", "c.dat"}));
+            EXPECT_EQ(lines(ok({"dump", "c.dat", "--format", "csv", "--items", "CODE"})),
+                      (std::vector<std::string>{"CODE", "A1", "B2"}));
+        }
+    for (const char* ext : {".zdq", ".ziq"}) {
+        const std::string name = std::string("c") + ext;
+        writefile(name, readfile("c.dat"));
+        EXPECT_TRUE(exits(2, {"pack", name, "--fid", "c.fid", "--key-file", "c.idx", "--yes"},
+                          "would be " + name + ", which the run reads"));
+        EXPECT_EQ(readfile(name), readfile("c.dat"));
+    }
+    EXPECT_TRUE(exits(2, {"verify", "none.dat", "--fid", "c.fid"}, "Error opening data file (status 1)"));
+}
