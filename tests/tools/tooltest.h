@@ -22,6 +22,22 @@ struct RunResult {
 RunResult runprogram(const std::string& exe, const std::vector<std::string>& args,
                      const std::filesystem::path& dir, const std::string& input);
 
+#ifndef _WIN32
+#include <sys/types.h>
+
+// A run started beside others: its process and its capture folder.
+struct Started {
+    pid_t pid;
+    std::filesystem::path io;
+};
+// Starts the program in dir after delayus microseconds, capturing into a
+// folder named after dir and io; finishprogram waits for it.
+Started startprogram(const std::string& exe, const std::vector<std::string>& args,
+                     const std::filesystem::path& dir, const std::string& input, const std::string& io,
+                     unsigned delayus);
+RunResult finishprogram(const Started& s);
+#endif
+
 // Success when text holds part; a failure shows the whole text.
 inline testing::AssertionResult holds(const std::string& text, const std::string& part) {
     if (text.find(part) != std::string::npos) return testing::AssertionSuccess();
