@@ -13,7 +13,7 @@ VELNOR_MATRIX_RUNS=$runs "$build/tests/tools_tests" --gtest_filter='Pairs/Matrix
 status=$?
 printf '%-16s %-16s %-8s %9s  %9s  %14s\n' first second mode runs "ok 1st 2nd" "in use 1st 2nd"
 grep '^matrix ' "$out" | sed 's/^matrix //'
-grep '^matrix ' "$out" | awk '{ runs += $4; ok += $6 + $7; inuse += $9 + $10; pairs++ }
+grep '^matrix ' "$out" | awk '{ runs += $5; ok += $7 + $8; inuse += $10 + $11; pairs++ }
   END { printf "%d pairs, %d runs, %d commands succeeded, %d found the files in use\n", pairs, runs, ok, inuse }'
 grep -E '^\[  (PASSED|FAILED)|Failure|^\[  FAILED' "$out" | head -40
 exit $status
