@@ -100,6 +100,10 @@ int32_t replacearchive(CmpRun& run) {
         cmperror(CMP_E_WRITE);
         return -1;
     }
+    // Windows renames no file that is open, so the hold on the finished
+    // temporary ends here, just before the rename.
+    osunholdfile(run.temphold);
+    run.temphold = 0;
     // One step: a failed or stopped run leaves the old archive in place.
     if (osreplace(run.temp, run.arcname) != 0) {
         cmperror(CMP_E_WRITE);
