@@ -131,11 +131,11 @@ RawCounts rawcounts(const std::string& datname, const std::string& fid) {
 // from below every key misses an active record, which they do not explain.
 long hiddenkeys(const MaintOptions& opt) {
     try {
-        OpenSpec spec;
-        spec.path = opt.file;
-        spec.fid = opt.fid;
-        spec.index = opt.key;
-        RecordFile f(spec);
+        OpenSpec target;
+        target.path = opt.file;
+        target.fid = opt.fid;
+        target.index = opt.key;
+        RecordFile f(target);
         FHCB* cb = f.cb();
         if (cb->fflags & VN_FF_HASHED) return -1;
         const long active = countactive(f);
