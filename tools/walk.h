@@ -10,6 +10,7 @@
 #include <string>
 
 #include "common.h"
+#include "keystart.h"
 
 namespace vtool {
 
@@ -33,10 +34,6 @@ void walkphysical(RecordFile& f, const Visitor& visit, ShortRecord* cut = nullpt
 // begins with a byte above 0x7F sorts below it, as a negative number does
 // in a numeric part; start a walk of every record at lowestkey.
 void walkkey(RecordFile& f, int key, const std::string& start, const Visitor& visit);
-// A value below every key the definition's key (1-based) can hold: each
-// text part at its lowest byte, each numeric part at its most negative
-// number (highest for a descending part).
-std::string lowestkey(const FHCB* cb, int key);
 // The active records of the file, counted in physical order.
 long countactive(RecordFile& f);
 // The records of thread (1-based), newest first.
