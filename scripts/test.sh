@@ -7,6 +7,7 @@
 #                 (default 20000); one check per target
 #   win32         i686 cross build + the DLL's export and import checks
 #   win64         x86_64 cross build + ctest under wine
+#   python        the Python package (native build) + its pytest suite
 #   install       cmake --install + a find_package and a pkg-config consumer
 # Installs missing tools first.  Ends with "N passed, M failed" alone on a
 # line (tests counted from ctest, each check counted as one) and exits
@@ -20,7 +21,7 @@ jobs=2
 # ccache, when present, shares compiled objects between the builds and runs.
 launcher=()
 command -v ccache >/dev/null && launcher=(-DCMAKE_CXX_COMPILER_LAUNCHER=ccache -DCMAKE_C_COMPILER_LAUNCHER=ccache)
-steps=${VELNOR_STEPS:-native sanitize fuzz win32 win64 install}
+steps=${VELNOR_STEPS:-native sanitize fuzz win32 win64 python install}
 passed=0
 failed=0
 failures=()
@@ -80,6 +81,28 @@ run_ctest() {
   fi
 }
 
+# run_pytest NAME DIR: the Python package's tests against DIR's package and
+# program; every test of pytest's summary line counts.
+run_pytest() {
+  local name=$1 dir=$root/$2 log=$logs/$1-pytest.log
+  (cd "$root/python/tests" && PYTHONPATH=$dir/python VELNOR_EXE=$dir/tools/velnor \
+    VELNOR_EXAMPLES=$root/docs/examples timeout 1500 pytest-3 -q -p no:cacheprovider) >"$log" 2>&1
+  local rc=$? line n p=0 f=0
+  # "2 failed, 40 passed, 1 error in 3.2s": failures and errors both fail.
+  line=$(grep -E '[0-9]+ (passed|failed|errors?).* in [0-9.]+s' "$log" | tail -n 1)
+  for n in $(grep -oE '[0-9]+ (passed|failed|errors?)' <<<"$line" | tr ' ' ':'); do
+    case ${n#*:} in passed) p=${n%%:*} ;; *) f=$((f + ${n%%:*})) ;; esac
+  done
+  passed=$((passed + p))
+  failed=$((failed + f))
+  [ "$f" -eq 0 ] || failures+=("$name: $f pytest tests")
+  echo "$name: ${line:-no summary}"
+  if [ $rc -ne 0 ]; then
+    tail -n 40 "$log"
+    [ $((p + f)) -gt 0 ] || fail "$name" "$log"
+  fi
+}
+
 start=$SECONDS
 for step in $steps; do
   t0=$SECONDS
@@ -123,6 +146,13 @@ for step in $steps; do
       note "64-bit Windows build (x86_64-w64-mingw32) and tests under wine"
       if build win64 build-win64 -DCMAKE_TOOLCHAIN_FILE=cmake/x86_64-w64-mingw32.cmake -DVELNOR_BENCH=OFF; then
         run_ctest win64 build-win64
+      fi
+      ;;
+    python)
+      note "Python package and its pytest suite"
+      # The native build (made again only if the native step did not run).
+      if build python build -DCMAKE_BUILD_TYPE=Release -DVELNOR_BENCH=ON -DVELNOR_PYTHON=ON; then
+        run_pytest python build
       fi
       ;;
     install)
