@@ -11,7 +11,7 @@ all_packages=("${demo_packages[@]}"
   googletest libgtest-dev libbenchmark-dev clang-14 libclang-rt-14-dev
   g++-mingw-w64-i686-posix g++-mingw-w64-x86-64-posix binutils-mingw-w64-i686 binutils-mingw-w64-x86-64
   wine wine64
-  pybind11-dev python3-dev python3-pytest
+  pybind11-dev python3-dev python3-pytest help2man man-db bash-completion
   libsqlite3-dev libdb-dev liblmdb-dev ncompress gzip valgrind strace binutils file util-linux)
 
 case ${1:-all} in
