@@ -313,7 +313,7 @@ int runpass(const MaintOptions& opt, std::FILE* out, bool retryable) {
     run = Run{};
     run.out = lines;
     run.yes = opt.yes;
-    run.terminal = stderristty();
+    run.terminal = barswanted();
     if (run.terminal) run.bar = &bar;
     interrupted = 0;
     auto oldsig = std::signal(SIGINT, onsigint);

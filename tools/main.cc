@@ -8,9 +8,10 @@ int main(int argc, char** argv) {
     uint16_t major = 0, minor = 0;
     vfhgetversion(&major, &minor);
     CLI::App app{"velnor - look into, load, index, repair and archive velnor record files"};
-    app.set_version_flag("--version", "velnor " + std::to_string(major >> 8) + "." +
-                                          std::to_string(major & 0xFF) + "." +
-                                          std::to_string(minor));
+    std::string version = "velnor " VELNOR_PROGRAM_VERSION "\nengine ";
+    version.append(std::to_string(major >> 8)).append(".").append(std::to_string(major & 0xFF));
+    version.append(".").append(std::to_string(minor));
+    app.set_version_flag("--version", version, "Print the program's and the engine's versions");
     app.require_subcommand(1);
     app.fallthrough();
     vtool::addinfo(app);

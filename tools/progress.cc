@@ -26,9 +26,13 @@ std::string bytes(double n) {
 
 bool stderristty() { return isatty(2) != 0; }
 bool stdinistty() { return isatty(0) != 0; }
+bool barswanted() {
+    const char* plain = std::getenv("NO_COLOR");
+    return stderristty() && (plain == nullptr || *plain == '\0');
+}
 
 ProgressBar::ProgressBar(std::string label, int delayms)
-    : label_(std::move(label)), enabled_(stderristty()), start_(Clock::now()), delay_(delayms) {
+    : label_(std::move(label)), enabled_(barswanted()), start_(Clock::now()), delay_(delayms) {
     if (const char* ms = std::getenv("VELNOR_PROGRESS_DELAY"))
         delay_ = std::chrono::milliseconds(std::atoi(ms));
 }

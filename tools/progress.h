@@ -1,6 +1,6 @@
 // progress.h - one progress bar on stderr, drawn only when stderr is a
-// terminal and the work has already taken a moment, so that short runs and
-// redirected output stay clean.  It is redrawn only when what it shows
+// terminal, NO_COLOR is not set and the work has already taken a moment,
+// so that short runs, redirected output and plain terminals stay clean.  It is redrawn only when what it shows
 // changes, and at most ten times a second.
 #ifndef VELNOR_TOOLS_PROGRESS_H
 #define VELNOR_TOOLS_PROGRESS_H
@@ -14,6 +14,9 @@ namespace vtool {
 // Whether stderr (or stdin) is a terminal.
 bool stderristty();
 bool stdinistty();
+// Whether bars may be drawn: stderr is a terminal and the environment has
+// no NO_COLOR (set to anything but "") asking for plain output.
+bool barswanted();
 
 class ProgressBar {
 public:

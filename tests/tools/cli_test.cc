@@ -1,18 +1,11 @@
-// cli_test.cc - the program's command line: help, version, usage errors
+// cli_test.cc - the program's command line: version, usage errors
 // and their exit statuses.
 #include "tooltest.h"
 
-TEST_F(ToolTest, EverySubcommandHasHelpAndTheVersionIsTheLibrarys) {
-    RunResult top = velnor({"--help"});
-    EXPECT_EQ(top.code, 0);
-    for (const char* sub : {"info", "dump", "load", "get", "delete", "fid", "archive", "demo", "keyword", "verify",
-                            "recover", "pack"}) {
-        RunResult r = velnor({sub, "--help"});
-        EXPECT_EQ(r.code, 0) << sub;
-        EXPECT_TRUE(holds(r.out, "Usage"));
-        EXPECT_TRUE(holds(top.out, sub));
-    }
-    EXPECT_TRUE(holds(velnor({"--version"}).out, "velnor 7.0.144"));
+// Every command's --help is read at build time, for its man page.
+TEST_F(ToolTest, TheVersionNamesTheProgramAndTheEngine) {
+    const std::string out = velnor({"--version"}).out;
+    EXPECT_TRUE(holds(out, "velnor 7.0.144\nengine 7.0.")) << out;
 }
 
 TEST_F(ToolTest, UsageErrorsExitWithTwo) {
