@@ -86,7 +86,7 @@ run_ctest() {
 run_pytest() {
   local name=$1 dir=$root/$2 log=$logs/$1-pytest.log
   (cd "$root/python/tests" && PYTHONPATH=$dir/python VELNOR_EXE=$dir/tools/velnor \
-    VELNOR_EXAMPLES=$root/docs/examples timeout 1500 pytest-3 -q -p no:cacheprovider) >"$log" 2>&1
+    VELNOR_EXAMPLES=$root/docs/examples VELNOR_EXAMPLE_C=$dir/example_records timeout 1500 pytest-3 -q -p no:cacheprovider) >"$log" 2>&1
   local rc=$? line n p=0 f=0
   # "2 failed, 40 passed, 1 error in 3.2s": failures and errors both fail.
   line=$(grep -E '[0-9]+ (passed|failed|errors?).* in [0-9.]+s' "$log" | tail -n 1)
