@@ -10,9 +10,10 @@
 
 Records are dicts of item name to value: text items as str (decoded with
 the file's encoding, cp1252 unless told otherwise), number items as int, or
-decimal.Decimal when the stored number has decimals; an item of several
-occurrences is a list.  Failures raise velnor.Error (NotFound, Locked,
-Damaged) carrying the engine's status and message.
+decimal.Decimal when the stored number has decimals, binary items (types
+I and S) as bytes; an item of several occurrences is a list.  Failures
+raise velnor.Error (NotFound, Exists, Locked, Damaged) carrying the
+engine's status and message.
 """
 
 from decimal import Decimal, InvalidOperation
@@ -28,6 +29,8 @@ _codes = _velnor.codes
 # Segment flags of a key: descending, case-sensitive.
 _SEG_DESCEND = 0x01
 _SEG_CASE = 0x04
+# Item types held as bytes (binary fields), not text.
+_BINARY = ("I", "S")
 # filemaint operations and flags.
 _FM_VERIFY, _FM_RECOVER, _FM_PACK = 0, 1, 2
 _FM_CONTINUE, _FM_NOKEYPASS, _FM_NORECPASS, _FM_STRIP, _FM_SHARED = 0x01, 0x02, 0x04, 0x10, 0x20
@@ -159,7 +162,11 @@ class File:
                 start = it.offset + k * it.length
                 if start >= len(raw):
                     break
-                b = raw[start:start + it.length].rstrip(b" \0")
+                b = raw[start:start + it.length]
+                if it.type in _BINARY:
+                    values.append(bytes(b))
+                    continue
+                b = b.rstrip(b" \0")
                 if it.right:
                     b = b.lstrip(b" ")
                 values.append(self._value(it, b))
@@ -190,10 +197,13 @@ class File:
             if len(values) > it.occurs:
                 raise ValueError(f"{name}: {len(values)} values for {it.occurs} occurrences")
             for k, v in enumerate(values):
-                b = b"" if v is None else str(v).encode(self.encoding)
+                if isinstance(v, (bytes, bytearray)):
+                    b = bytes(v)
+                else:
+                    b = b"" if v is None else str(v).encode(self.encoding)
                 if len(b) > it.length:
                     raise ValueError(f"{name}: {v!r} is longer than its {it.length} characters")
-                if any(c in b for c in b"\t\r\n"):
+                if it.type not in _BINARY and any(c in b for c in b"\t\r\n"):
                     raise ValueError(f"{name}: tabs and line breaks do not fit in a record")
                 b = b.rjust(it.length) if it.right else b.ljust(it.length)
                 start = it.offset + k * it.length

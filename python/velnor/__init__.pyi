@@ -8,7 +8,7 @@ from typing import ContextManager, Iterator, Optional, Union
 from . import archive as archive
 
 PathLike = Union[str, "os.PathLike[str]"]
-Value = Union[str, int, Decimal, None]
+Value = Union[str, int, Decimal, bytes, None]
 Record = dict[str, Union[Value, list[Value]]]
 Report = dict[str, object]
 
