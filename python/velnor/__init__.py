@@ -104,6 +104,8 @@ class File:
                  encoding="cp1252", create=False):
         self.path = _os.fspath(path)
         self.encoding = encoding
+        self._onebyte = all(len(bytes([c]).decode(encoding, errors="replace")) == 1
+                            for c in range(256))
         self.readonly = readonly
         self._f = _velnor.File()
         status = self._f.open(self.path, _os.fspath(fid), _os.fspath(index),
@@ -155,6 +157,9 @@ class File:
             raise _error(status, self.path)
 
     def _decode(self, raw):
+        # A code page of one byte a character is decoded once for the whole
+        # record, whose text then lies at the items' byte offsets.
+        text = raw.decode(self.encoding, errors="replace") if self._onebyte else None
         rec = {}
         for it in self._items:
             values = []
@@ -162,19 +167,20 @@ class File:
                 start = it.offset + k * it.length
                 if start >= len(raw):
                     break
-                b = raw[start:start + it.length]
+                end = start + it.length
                 if it.type in _BINARY:
-                    values.append(bytes(b))
+                    values.append(raw[start:end])
                     continue
-                b = b.rstrip(b" \0")
-                if it.right:
-                    b = b.lstrip(b" ")
-                values.append(self._value(it, b))
+                if text is not None:
+                    t = text[start:end].rstrip(" \0")
+                else:
+                    t = raw[start:end].rstrip(b" \0").decode(self.encoding, errors="replace")
+                values.append(self._value(it, t.lstrip(" ") if it.right else t))
             rec[it.name] = values[0] if it.occurs == 1 and values else values
         return rec
 
-    def _value(self, it, b):
-        text = b.decode(self.encoding, errors="replace")
+    @staticmethod
+    def _value(it, text):
         if it.type in ("N", "J"):
             if not text:
                 return None
