@@ -61,7 +61,7 @@ def test_orders_lookups_and_refusals(parts):
             f.replace({"CODE": "Z9"})
     with pytest.raises(velnor.Error) as e:
         velnor.open(parts.parent / "none.dat")
-    assert e.value.status and "none.dat" in str(e.value)
+    assert e.value.status and "none.dat: No such file or directory" in str(e.value)
 
 
 def test_model_against_a_dict(parts):

@@ -89,6 +89,18 @@ def _error(status, path=""):
     return cls(status, _statustext(status), path)
 
 
+def _openerror(status, path, create):
+    """The error of an open that failed, with the system's reason when the
+    data file itself cannot be opened (the engine names only the step)."""
+    err = _error(status, path)
+    if not create:
+        try:
+            _os.close(_os.open(path, _os.O_RDONLY))
+        except OSError as e:
+            return type(err)(status, f"{e.strerror} ({err.message})", path)
+    return err
+
+
 class _Item:
     __slots__ = ("name", "type", "right", "offset", "length", "occurs")
 
@@ -111,7 +123,7 @@ class File:
         status = self._f.open(self.path, _os.fspath(fid), _os.fspath(index),
                               network or "SINGLE", create, readonly)
         if status:
-            raise _error(status, self.path)
+            raise _openerror(status, self.path, create)
         d = self._f.definition()
         self._reclen = d["reclen"]
         self.numbered = d["numbered"]
