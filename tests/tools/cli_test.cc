@@ -1,5 +1,6 @@
-// cli_test.cc - the program's command line: version, usage errors
-// and their exit statuses.
+// cli_test.cc - the program's command line: its version, and usage errors
+// with their exit status, before any file is touched and where the file
+// shows the argument is wrong.
 #include "tooltest.h"
 
 // Every command's --help is read at build time, for its man page.
@@ -8,31 +9,39 @@ TEST_F(ToolTest, TheVersionNamesTheProgramAndTheEngine) {
     EXPECT_TRUE(holds(out, "velnor 7.0.144\nengine 7.0.")) << out;
 }
 
-TEST_F(ToolTest, UsageErrorsExitWithTwo) {
-    const std::vector<std::vector<std::string>> bad{
-        {},                                       // no subcommand
-        {"frobnicate"},                           // unknown subcommand
-        {"info"},                                 // FILE missing
-        {"dump", "x.dat", "--format", "xml"},     // unknown format
-        {"dump", "x.dat", "--key", "one"},        // not a number
-        {"dump", "x.dat", "--key", "1", "--thread", "1"},
-        {"dump", "x.dat", "--key", "0"},          // keys count from 1
-        {"dump", "x.dat", "--thread", "0"},
-        {"dump", "x.dat", "--deleted", "--key", "1"},  // deleted ones are in no key
-        {"dump", "x.dat", "--deleted", "--thread", "1"},
-        {"get", "x.dat", "A", "--key", "0"},
-        {"archive", "list", "a.cmp", "--bits"},   // --bits is for --raw
-        {"archive", "list", "a.cmp", "--raw", "--json"},
-        {"load", "x.dat"},                        // --csv missing
-        {"archive", "squash", "a.cmp"},           // unknown action
-        {"fid", "compile", "only-one"},
-        {"demo", "--count", "3"},                 // below the range
+TEST_F(Customers, UsageErrorsExitWithTwo) {
+    const std::pair<std::vector<std::string>, std::string> bad[] = {  // arguments, part of the message
+        {{}, ""},                                       // no subcommand
+        {{"frobnicate"}, ""},                           // unknown subcommand
+        {{"info"}, ""},                                 // FILE missing
+        {{"dump", "x.dat", "--format", "xml"}, ""},     // unknown format
+        {{"dump", "x.dat", "--key", "one"}, ""},        // not a number
+        {{"dump", "x.dat", "--key", "1", "--thread", "1"}, ""},
+        {{"dump", "x.dat", "--key", "0"}, ""},          // keys count from 1
+        {{"dump", "x.dat", "--thread", "0"}, ""},
+        {{"dump", "x.dat", "--deleted", "--key", "1"}, ""},  // deleted ones are in no key
+        {{"dump", "x.dat", "--deleted", "--thread", "1"}, ""},
+        {{"get", "x.dat", "A", "--key", "0"}, ""},
+        {{"archive", "list", "a.cmp", "--bits"}, ""},   // --bits is for --raw
+        {{"archive", "list", "a.cmp", "--raw", "--json"}, ""},
+        {{"load", "x.dat"}, ""},                        // --csv missing
+        {{"archive", "squash", "a.cmp"}, ""},           // unknown action
+        {{"fid", "compile", "only-one"}, ""},
+        {{"demo", "--count", "3"}, ""},                 // below the range
+        // Arguments the file itself refuses.
+        {{"dump", "c.dat", "--key", "4"}, ""},
+        {{"dump", "c.dat", "--thread", "1"}, ""},
+        {{"dump", "c.dat", "--items", "CODE,WEIGHT"}, "no item called 'WEIGHT'"},
+        {{"info", "c.dat", "--network", "TOKENRING"}, "unknown network type (status 106)"},
     };
-    for (const auto& args : bad) {
+    for (const auto& [args, message] : bad) {
         SCOPED_TRACE(testing::PrintToString(args));
         RunResult r = velnor(args);
         EXPECT_EQ(r.code, 2) << r.err;
         EXPECT_FALSE(r.err.empty());
+        EXPECT_TRUE(holds(r.err, message));
         EXPECT_TRUE(r.out.empty()) << r.out;
     }
+    for (const char* name : {"single", "IBMNET", "MSNET", "NETWARE", "MULTI", "PCMOS-M"})
+        EXPECT_EQ(velnor({"get", "c.dat", "B2", "--network", name}).code, 0) << name;
 }

@@ -96,15 +96,6 @@ TEST_F(BadInput, SpreadsheetRowsFromStandardInput) {
     EXPECT_EQ(ok({"get", "c.dat", "D2", "--items", "QTY", "--format", "csv"}), "QTY\nn/a\n");
 }
 
-TEST_F(BadInput, BadNumbersAndNamesAreUsageErrors) {
-    EXPECT_TRUE(exits(2, {"dump", "c.dat", "--key", "4"}));
-    EXPECT_TRUE(exits(2, {"dump", "c.dat", "--thread", "1"}));
-    EXPECT_TRUE(exits(2, {"dump", "c.dat", "--items", "CODE,WEIGHT"}, "no item called 'WEIGHT'"));
-    EXPECT_TRUE(exits(2, {"info", "c.dat", "--network", "TOKENRING"}, "unknown network type (status 106)"));
-    for (const char* name : {"single", "IBMNET", "MSNET", "NETWARE", "MULTI", "PCMOS-M"})
-        EXPECT_EQ(velnor({"get", "c.dat", "B2", "--network", name}).code, 0) << name;
-}
-
 TEST_F(BadInput, QuotedValuesSurviveADumpAndALoadAgain) {
     writefile("q.csv", "\xEF\xBB\xBF" "CODE,NAME,QTY\r\n"
                        "Q1,\"a, b\",1\r\n"

@@ -74,46 +74,29 @@ protected:
     }
 };
 
-const char* const utf8names[] = {
-    "Émile Zola",   "Ærøskøbing Ltd", "Øyvind Berg", "Ångström AB",   "Über Köln",   "Łukasz Żak",
-    "Świętosław",   "Żaneta Łęcka",   "Иван Петров", "Ольга Смирнова", "Δημήτρης",    "Ελένη Παππά",
-    "王芳",          "山田太郎",          "김민준",         "müller gmbh",    "Zürich Re",   "Ñandú SA",
-    "adam smith",   "Bob Jones",      "ÇELİK",       "çelik",          "José García", "jose garcia"};
-
 }  // namespace
 
-// The whole file in both key orders, then a clean verdict before and
-// after a pack that loses nothing.
-TEST_F(RealData, FiftyThousandInternationalNamesSurviveWalksVerifyAndPack) {
+// Keys that begin with a byte above 0x7F (UTF-8 and Windows-1252 text) and
+// negative numbers: both key orders, a verdict of sound that says why the
+// library's own check differs, and a pack that loses nothing.
+TEST_F(RealData, InternationalNamesAndNegativeNumbersAreWalkedVerifiedAndPacked) {
+    const char* const names[] = {"\xC9milie", "\xD8rsted", "\xC1ngel", "Zo\xEB", "\xFC" "ber", "anna", "\x8Aimon",
+                                 "Émile Zola", "Łukasz Żak", "Иван Петров", "王芳", "müller gmbh", "Zürich Re",
+                                 "adam smith", "ÇELİK", "çelik", "José García", "jose garcia"};
     std::mt19937 rng(25);
     std::vector<Person> people;
-    for (long i = 0; i < 50000; ++i) {
-        const std::string base = utf8names[rng() % std::size(utf8names)];
-        people.push_back({i * 3 - 20000, base + " " + std::to_string(rng() % 1000)});
-    }
+    for (long i = 0; i < 3000; ++i)
+        people.push_back({i * 3 - 2000, names[rng() % std::size(names)] + std::string(" ") + std::to_string(rng() % 100)});
     std::shuffle(people.begin(), people.end(), rng);
-    loadandwalk(people, "utf-8");
+    loadandwalk(people, "cp1252");
     RunResult v = velnor({"verify", "p.dat"});
     EXPECT_EQ(v.code, 0) << v.out << v.err;
     EXPECT_TRUE(holds(v.out, "the file is sound; the library's check cannot see them"));
     ASSERT_EQ(velnor({"pack", "p.dat"}).code, 0);
-    EXPECT_EQ(velnor({"verify", "p.dat"}).code, 0);
-    RunResult d = velnor({"dump", "p.dat", "--key", "2", "--format", "csv"});
-    EXPECT_EQ(d.code, 0) << d.err;
-    EXPECT_EQ(parsedump(d.out).size(), people.size());
-}
-
-// Windows-1252 text: every accented capital is one byte above 0x7F.
-TEST_F(RealData, Cp1252NamesAndNegativeNumbersAreWalked) {
-    std::vector<Person> people;
-    const char* const names[] = {"\xC9milie", "\xD8rsted", "\xC1ngel", "Zo\xEB", "\xFC" "ber", "anna", "\x8Aimon"};
-    long id = -30;
-    for (const char* n : names)
-        for (int i = 0; i < 3; ++i) people.push_back({id += 7, n + std::string(1, static_cast<char>('a' + i))});
-    loadandwalk(people, "cp1252");
-    RunResult v = velnor({"verify", "p.dat", "--json"});
+    v = velnor({"verify", "p.dat", "--json"});
     EXPECT_EQ(v.code, 0) << v.out << v.err;
     EXPECT_TRUE(holds(v.out, "\"verdict\": \"sound\""));
+    EXPECT_EQ(lines(ok({"dump", "p.dat", "--key", "2", "--format", "csv"})).size(), people.size() + 1);
 }
 
 // A keyword that goes on with a byte above 0x7F sorts below the blank
