@@ -11,11 +11,6 @@ namespace vntest {
 
 namespace {
 
-void put16(std::string& s, int v) {
-    s += static_cast<char>(v & 0xFF);
-    s += static_cast<char>((v >> 8) & 0xFF);
-}
-
 std::string padname(const std::string& n) {
     std::string s = n.substr(0, 10);
     s.resize(10, ' ');
@@ -54,14 +49,14 @@ std::string fidbin(const Def& d) {
     std::string b("TKF\0", 4);
     for (int v : {608, d.reclen, static_cast<int>(d.items.size()), static_cast<int>(d.keys.size()),
                   d.hashrecs & 0xFFFF, d.hashrecs >> 16, static_cast<int>(d.threads.size()), d.flags})
-        put16(b, v);
+        b += le16(static_cast<uint16_t>(v));
     const std::vector<int> order = orders(d);
     for (size_t i = 0; i < d.items.size(); i++) {
         const Item& it = d.items[i];
         b += padname(it.name);
         b += it.type;
         b += it.just;
-        for (int v : {it.off, it.len, it.occurs, order[i]}) put16(b, v);
+        for (int v : {it.off, it.len, it.occurs, order[i]}) b += le16(static_cast<uint16_t>(v));
         b += "item\n";
     }
     for (const Key& k : d.keys) {
@@ -70,7 +65,7 @@ std::string fidbin(const Def& d) {
         b += static_cast<char>(k.segs.size());
         for (size_t s = 0; s < 18; s++) {
             const Seg g = s < k.segs.size() ? k.segs[s] : Seg{0, 0, 0};
-            put16(b, g.off);
+            b += le16(static_cast<uint16_t>(g.off));
             b += static_cast<char>(g.len);
             b += static_cast<char>(g.flags);
         }
@@ -216,11 +211,6 @@ Def people(int flags) {
 std::string rtrim(std::string s) {
     while (!s.empty() && (s.back() == ' ' || s.back() == '\n')) s.pop_back();
     return s;
-}
-
-void patch(const std::string& path, size_t at, const std::string& bytes) {
-    std::string b = readfile(path);
-    writefile(path, b.replace(at, bytes.size(), bytes));
 }
 
 std::vector<std::string> scan(File& f) {

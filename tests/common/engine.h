@@ -144,9 +144,6 @@ protected:
 std::vector<std::string> scan(File& f);
 std::string rtrim(std::string s);
 
-// Writes bytes over the file at path from offset at on.
-void patch(const std::string& path, size_t at, const std::string& bytes);
-
 }  // namespace vntest
 
 #endif

@@ -50,6 +50,11 @@ std::string hex(const std::string& bytes) {
     return out;
 }
 
+void patch(const std::string& path, size_t pos, const std::string& bytes, size_t len) {
+    std::string all = readfile(path);
+    writefile(path, all.replace(pos, len == std::string::npos ? bytes.size() : len, bytes));
+}
+
 bool exists(const std::string& path) {
     std::error_code ec;
     return fs::exists(path, ec);

@@ -33,6 +33,9 @@ void writefile(const std::string& path, const std::string& bytes);
 // The whole file, or "" when it cannot be read.
 std::string readfile(const std::string& path);
 bool exists(const std::string& path);
+// Puts bytes at pos of path in place of the len bytes there (by default as
+// many as it puts: an overwrite; 0 inserts, and "" with len n erases).
+void patch(const std::string& path, size_t pos, const std::string& bytes, size_t len = std::string::npos);
 
 // prefix followed by n in decimal.  Built by appending: GCC 12 warns
 // falsely about overlapping copies on "text" + std::to_string(n) when
@@ -59,6 +62,9 @@ inline uint16_t le16(const std::string& b, size_t off) {
 inline uint32_t le32(const std::string& b, size_t off) {
     return le16(b, off) | static_cast<uint32_t>(le16(b, off + 2)) << 16;
 }
+// And the bytes of a value, little-endian.
+inline std::string le16(uint16_t v) { return std::string{static_cast<char>(v & 0xFF), static_cast<char>(v >> 8)}; }
+inline std::string le32(uint32_t v) { return le16(static_cast<uint16_t>(v)) + le16(static_cast<uint16_t>(v >> 16)); }
 
 // A test with a temporary directory of its own.
 class TmpDirTest : public ::testing::Test {

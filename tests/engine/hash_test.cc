@@ -188,8 +188,7 @@ TEST_F(Hash, FullTableIsReportedFull) {
     ASSERT_EQ(write("OCCUPANT", "x"), 0);
     uint32_t pos = static_cast<uint32_t>(cb.datpos);
     std::string slots;
-    for (uint32_t s = 0; s < cb.hashrecs; ++s)
-        for (int b = 0; b < 4; ++b) slots += static_cast<char>(pos >> (8 * b));
+    for (uint32_t s = 0; s < cb.hashrecs; ++s) slots += le32(pos);
     int32_t fd = static_cast<int32_t>(cb.idxfd);
     osseek(fd, 16, 0);
     ASSERT_EQ(oswrite(fd, slots.data(), static_cast<uint32_t>(slots.size())), static_cast<int32_t>(slots.size()));

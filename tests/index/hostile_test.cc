@@ -37,9 +37,6 @@ protected:
     std::vector<KeyDef> defs = {{{6, 0}}, {{18, SEG_CASE}}};
 };
 
-std::string u16(uint16_t v) { return std::string{char(v & 0xFF), char(v >> 8)}; }
-std::string u32(uint32_t v) { return u16(uint16_t(v)) + u16(uint16_t(v >> 16)); }
-
 TEST_F(Hostile, HeaderChecksAtOpen) {
     const std::string good = build();
     auto with = [&](size_t off, const std::string& bytes) {
@@ -47,14 +44,14 @@ TEST_F(Hostile, HeaderChecksAtOpen) {
         return openstatus("b.idx", defs);
     };
     EXPECT_EQ(with(0, ""), 0);
-    EXPECT_EQ(with(4, u16(864)), VN_E_IDXOLD);
-    EXPECT_EQ(with(4, u16(866)), VN_E_IDXVERSION);
-    EXPECT_EQ(with(4, u16(0)), VN_E_IDXVERSION);
-    EXPECT_EQ(with(92, u16(3)), VN_E_IDXFID);
-    EXPECT_EQ(with(92, u16(1)), VN_E_IDXFID);
-    EXPECT_EQ(with(92, u16(40)), VN_E_IDXFID);
+    EXPECT_EQ(with(4, le16(864)), VN_E_IDXOLD);
+    EXPECT_EQ(with(4, le16(866)), VN_E_IDXVERSION);
+    EXPECT_EQ(with(4, le16(0)), VN_E_IDXVERSION);
+    EXPECT_EQ(with(92, le16(3)), VN_E_IDXFID);
+    EXPECT_EQ(with(92, le16(1)), VN_E_IDXFID);
+    EXPECT_EQ(with(92, le16(40)), VN_E_IDXFID);
     EXPECT_EQ(with(97, "\x19"), VN_E_IDXFID);  // second key length changed
-    for (uint16_t p : {0, 100, 256, 640, 6400, 65535}) EXPECT_EQ(with(94, u16(p)), VN_E_IDXFID) << p;
+    for (uint16_t p : {0, 100, 256, 640, 6400, 65535}) EXPECT_EQ(with(94, le16(p)), VN_E_IDXFID) << p;
     // The definition with one key more or less, or another length.
     EXPECT_EQ(openstatus("a.idx", {{{6, 0}}}), VN_E_IDXFID);
     EXPECT_EQ(openstatus("a.idx", {{{6, 0}}, {{18, 0}}, {{2, 0}}}), VN_E_IDXFID);
@@ -84,7 +81,7 @@ TEST_F(Hostile, ForeignOrEmptyPagesAreCorrupt) {
         {root1 * P + 1, "\xff", "count above capacity"},
         {root1 * P + 4, std::string(4 * 40, '\0'), "child pages 0"},
         {root1 * P + 4, std::string(4 * 40, '\x70'), "children beyond the file"},
-        {24, u32(0x7fffffff), "root beyond the file"},
+        {24, le32(0x7fffffff), "root beyond the file"},
     };
     for (const Damage& d : damages) {
         damaged("d.idx", good, d.off, d.bytes);
@@ -109,7 +106,7 @@ TEST_F(Hostile, PagesThatLoopStopAtTheDepthLimit) {
     const size_t P = le16(good, 94);
     // The root's children all point back at the root.
     std::string children;
-    for (unsigned i = 0; i < static_cast<unsigned char>(good[root1 * P + 1]); i++) children += u32(root1);
+    for (unsigned i = 0; i < static_cast<unsigned char>(good[root1 * P + 1]); i++) children += le32(root1);
     damaged("l.idx", good, root1 * P + 4, children);
     IdxFile f(path("l.idx"), defs);
     ASSERT_EQ(f.open(), 0);

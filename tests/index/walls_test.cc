@@ -33,15 +33,9 @@ TEST_P(Walls, DamagedChainEndsWithCorruptStatus) {
     const uint32_t extra = f.st()->nextpage, root = f.st()->root[0], size = f.st()->pagesize;
     ASSERT_EQ(f.close(), 0);
     std::string b = readfile(f.path);
-    std::string page(size, '\0');
     const unsigned cap = (size - 6) / 6;
-    for (int i = 0; i < 4; i++) page[i] = static_cast<char>(extra >> (8 * i));
-    page[4] = static_cast<char>(d.full ? cap & 0xFF : 0);
-    page[5] = static_cast<char>(d.full ? cap >> 8 : 0);
-    b += page;
-    auto put = [&](size_t off, uint32_t v) {
-        for (int i = 0; i < 4; i++) b[off + i] = static_cast<char>(v >> (8 * i));
-    };
+    b += vntest::le32(extra) + vntest::le16(static_cast<uint16_t>(d.full ? cap : 0)) + std::string(size - 6, '\0');
+    auto put = [&](size_t off, uint32_t v) { b.replace(off, 4, vntest::le32(v)); };
     put(8, extra + 1);
     if (d.freepage != KEEP) put(12, d.freepage == ROOT ? root : extra);
     if (d.spacelist != KEEP) put(16, d.spacelist == ROOT ? root : extra);

@@ -40,11 +40,8 @@ struct Index {
     void setposn(const std::string& word, const std::string& posn);
 };
 
-// Little-endian bytes of v, and a posting node.
-inline std::string le32(uint32_t v) {
-    const char b[4] = {char(v), char(v >> 8), char(v >> 16), char(v >> 24)};
-    return std::string(b, 4);
-}
+// A posting node.
+using vntest::le32;
 inline std::string node(uint32_t value, uint32_t next) { return le32(value) + le32(next); }
 
 // Engine started and stopped around each test; a folder for the files.

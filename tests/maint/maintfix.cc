@@ -157,8 +157,3 @@ int MaintTest::count(const std::string& ext) const {
         if (e.path().extension() == ext) n++;
     return n;
 }
-
-void patch(const std::string& path, size_t pos, const std::string& bytes, size_t len) {
-    std::string all = slurp(path);
-    vntest::writefile(path, all.replace(pos, len == std::string::npos ? bytes.size() : len, bytes));
-}

@@ -53,10 +53,7 @@ public:
     static std::function<bool()> stopwhen;
 };
 
-inline std::string slurp(const std::string& path) { return vntest::readfile(path); }
-// Puts bytes at pos of path in place of the len bytes there (by default as
-// many as it puts: an overwrite; 0 inserts, and "" with len n erases).
-void patch(const std::string& path, size_t pos, const std::string& bytes, size_t len = std::string::npos);
+using vntest::patch;
 // A question hook that answers OK.
 inline int32_t VELNOR_CALL answerok(const char*, const char*) { return 1; }
 

@@ -39,16 +39,16 @@ TEST_F(MaintTest, SharedVerifyWaitsOnLocksOfAnotherProcess) {
 TEST_F(MaintTest, CrashBetweenReplacementsLosesNoFile) {
     std::string dat = build(FIXLEN);
     patch(dat, 1, "0000000C");
-    const std::string oldidx = slurp(path("f.idx"));
+    const std::string oldidx = vntest::readfile(path("f.idx"));
     pid_t child = vntest::spawn([&] {
         osreplaced = [](const char*) { _exit(7); };
         return run(VN_FM_PACK, dat) == 0 ? 0 : 1;
     });
     ASSERT_EQ(vntest::waitexit(child), 7);
     // The new data file is in place, the old index still beside it.
-    EXPECT_EQ(slurp(dat).substr(0, 9), " 00000009");
-    EXPECT_EQ(slurp(dat).size(), 9u * 32u);
-    EXPECT_EQ(slurp(path("f.idx")), oldidx);
+    EXPECT_EQ(vntest::readfile(dat).substr(0, 9), " 00000009");
+    EXPECT_EQ(vntest::readfile(dat).size(), 9u * 32u);
+    EXPECT_EQ(vntest::readfile(path("f.idx")), oldidx);
     EXPECT_EQ(count(".ziq"), 1);
     EXPECT_EQ(run(VN_FM_RECOVER, dat), 0);
     EXPECT_EQ(run(VN_FM_VERIFY, dat), 0);

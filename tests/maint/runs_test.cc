@@ -48,7 +48,7 @@ TEST_F(MaintTest, LinesOfCleanRuns) {
     for (const Case& c : cases) {
         SCOPED_TRACE(std::string(c.filetype) + c.status);
         std::string dat = c.kind == RANDOM ? build(RANDOM, 5, {}) : build(c.kind);
-        const std::string before = slurp(dat);
+        const std::string before = vntest::readfile(dat);
         ASSERT_EQ(run(c.op, dat, c.flags), 0);
         static const char* const kHeader[] = {"Verifying file: ", "Recovering file: ", "Packing file: "};
         ASSERT_FALSE(log.empty());
@@ -59,8 +59,8 @@ TEST_F(MaintTest, LinesOfCleanRuns) {
         EXPECT_EQ(line(VN_FM_MESSAGE), std::string("Message: ") + c.message);
         const bool changes = (c.op == VN_FM_PACK && c.kind != RANDOM) || (c.op == VN_FM_RECOVER && c.kind == HASHED);
         const std::vector<std::string> lines = report();
-        EXPECT_EQ(slurp(dat) == before, !changes);
-        EXPECT_EQ(slurp(dat).size(), changes ? 9u * 32u : before.size());  // the header and 8 records
+        EXPECT_EQ(vntest::readfile(dat) == before, !changes);
+        EXPECT_EQ(vntest::readfile(dat).size(), changes ? 9u * 32u : before.size());  // the header and 8 records
         if (c.kind == RANDOM && c.op == VN_FM_VERIFY) {
             EXPECT_TRUE(logged(VN_FM_STATUS, "Status: Random record verification in progress..."));
         }
@@ -106,15 +106,15 @@ TEST_F(MaintTest, StopInEveryPassKeepsTheOldFiles) {
     for (const auto& [op, pass] : cases) {
         SCOPED_TRACE(pass);
         std::string dat = build(FIXLEN);
-        const std::string olddat = slurp(dat), oldidx = slurp(path("f.idx"));
+        const std::string olddat = vntest::readfile(dat), oldidx = vntest::readfile(path("f.idx"));
         int polls = 0;
         stopwhen = [&] { return line(VN_FM_STATUS).rfind(pass, 0) == 0 && ++polls == 3; };
         EXPECT_EQ(run(op, dat), -1);
         EXPECT_EQ(line(VN_FM_STATUS), "Status: Stopped.");
         EXPECT_EQ(line(VN_FM_CURRENT), "Current: ");
         EXPECT_EQ(report(), std::vector<std::string>{"  Stopped."});
-        EXPECT_EQ(slurp(dat), olddat);
-        EXPECT_EQ(slurp(path("f.idx")), oldidx);
+        EXPECT_EQ(vntest::readfile(dat), olddat);
+        EXPECT_EQ(vntest::readfile(path("f.idx")), oldidx);
         EXPECT_EQ(count(".ziq") + count(".zdq"), 0);
     }
 }
@@ -123,11 +123,11 @@ TEST_F(MaintTest, LengthFixIsAskedOnceAndCancelChangesNothing) {
     std::string dat = build(FIXLEN);
     patch(dat, 128 + 31, "X");
     patch(dat, 192 + 31, "Y");
-    const std::string before = slurp(dat);
+    const std::string before = vntest::readfile(dat);
     fmsetask(answercancel);
     EXPECT_EQ(run(VN_FM_PACK, dat), VN_E_DATREAD);
     EXPECT_EQ(asked, std::vector<std::string>{"Data/FID record length mismatch. Do you want to fix it?|FileMaint: Error"});
-    EXPECT_EQ(slurp(dat), before);
+    EXPECT_EQ(vntest::readfile(dat), before);
     EXPECT_EQ(count(".ziq") + count(".zdq"), 0);
     fmsetask(nullptr);  // no hook: Cancel where there are no windows
 #ifndef _WIN32
@@ -142,10 +142,10 @@ TEST_F(MaintTest, StripMovesUnprintableRecords) {
     for (uint32_t flags : {0u, static_cast<uint32_t>(VN_FM_STRIP)}) {
         std::string dat = build(FIXLEN);
         patch(dat, 192 + 13, "\t");  // a TAB in K06's NAME
-        const std::string k06 = slurp(dat).substr(192, 32);
+        const std::string k06 = vntest::readfile(dat).substr(192, 32);
         EXPECT_EQ(run(VN_FM_PACK, dat, flags), 0);
         EXPECT_EQ(line(VN_FM_STATUS), "Status: Done. 8 active data records. 2 deleted records removed.");
-        EXPECT_EQ(slurp(path("f.nas")), flags ? k06 : "");
+        EXPECT_EQ(vntest::readfile(path("f.nas")), flags ? k06 : "");
         EXPECT_EQ(active(dat).size(), flags ? 7u : 8u);
         std::filesystem::remove(path("f.nas"));
     }
