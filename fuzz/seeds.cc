@@ -3,7 +3,6 @@
 #include <cstdio>
 #include <filesystem>
 #include <string>
-#include <vector>
 
 #include "definition/fid.h"
 #include "fuzz/fuzz.h"

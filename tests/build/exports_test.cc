@@ -3,7 +3,6 @@
 // cannot, and calls through the found addresses work.
 #include <gtest/gtest.h>
 
-#include <cmath>
 #include <cstdint>
 #include <string>
 

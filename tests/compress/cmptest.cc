@@ -1,7 +1,6 @@
 // cmptest.cc - the shared helpers of the archiver tests.
 #include "cmptest.h"
 
-#include <cstdio>
 #include <filesystem>
 #include <map>
 #include <random>

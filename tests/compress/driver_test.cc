@@ -3,7 +3,6 @@
 // and hostile archives (randomly mutated ones are the fuzz target's).
 #include <algorithm>
 #include <cstdio>
-#include <filesystem>
 
 #include "cmptest.h"
 #include "support/os.h"

@@ -4,7 +4,6 @@
 #include "cmptest.h"
 
 #include <algorithm>
-#include <set>
 
 using namespace cmptest;
 

@@ -1,7 +1,6 @@
 // roundtrip_test.cc - a randomized sequence of adds and deletes keeps the
 // archive equal to a simple model, and many megabytes come back unchanged.
 #include <cstdio>
-#include <map>
 #include <random>
 
 #include "cmptest.h"

@@ -1,7 +1,6 @@
 // handles_test.cc - the open-file list where the model test does not go:
 // files that cannot be reopened stay parked, or leave the list on close.
 #include <cstdio>
-#include <cstring>
 
 #include "engine/engine.h"
 #include "engine/handles.h"

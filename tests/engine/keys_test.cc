@@ -2,8 +2,6 @@
 // checked against a plain concatenation of their segments.
 #include <gtest/gtest.h>
 
-#include <cstdio>
-#include <cstring>
 
 #include "definition/keys.h"
 #include "common/engine.h"

@@ -5,7 +5,6 @@
 // searches outlast an index file that another process cuts short.
 #include <unistd.h>
 
-#include <cstdio>
 #include <cstdlib>
 #include <map>
 #include <random>

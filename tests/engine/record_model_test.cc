@@ -2,11 +2,9 @@
 // through the engine, checked against a std::map after every step and by
 // full scans in both key orders, for fixed and variable-length files,
 // unshared and shared, with and without reuse of deleted slots.
-#include <cstring>
 #include <map>
 #include <random>
 #include <set>
-#include <tuple>
 
 #include "definition/fid.h"
 #include "common/engine.h"

@@ -1,7 +1,6 @@
 // record_thread_test.cc - threads from a binary definition: records linked
 // newest first with the head in the header, walked by thread, unlinked on
 // delete and on rewrites that leave the condition; damaged chains that loop.
-#include <cstring>
 
 #include "definition/fid.h"
 #include "common/engine.h"

@@ -3,7 +3,6 @@
 #include "idxfixture.h"
 
 #include <cstring>
-#include <set>
 
 #include "support/os.h"
 

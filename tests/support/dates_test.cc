@@ -3,7 +3,6 @@
 
 #include <cstdio>
 #include <random>
-#include <string>
 
 #include "velnor.h"
 
