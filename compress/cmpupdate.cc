@@ -26,7 +26,7 @@ int32_t maketemp(CmpRun& run, uint32_t flags) {
         const int32_t made = osopen(run.temp, VN_O_BINARY | VN_O_CREAT | VN_O_RDWR, 511);
         if (made < 1) continue;
         osclose(made);
-        run.temphold = osholdfile(run.temp, 1);
+        run.temphold = osholdfile(run.temp, OS_HOLD_ALONE);
     }
     if (run.temphold > 0) run.tmp = fastopen(run.temp, flags, 511);
     if (run.tmp < 0) {

@@ -94,17 +94,24 @@ int32_t osunlock(int32_t h, uint32_t offset, uint32_t length);
 // refused or the test itself failed.  Another holder's lock is never held
 // up by the test.
 int32_t osprobe(int32_t h, uint32_t offset, uint32_t length);
-// Holds a whole file against other processes: exclusive keeps out every
-// other hold, shared only exclusive ones.  The hold is a byte-range lock on
-// byte 2^62, far beyond any offset the library touches, so the record and
+// The kinds of whole-file hold.
+enum : int32_t {
+    OS_HOLD_SHARED = 0,   // runs sharing the file through the byte locks: beside one another
+    OS_HOLD_ALONE = 1,    // one run alone
+    OS_HOLD_READING = 2,  // runs that only read, taking no byte locks: beside one another only
+};
+// Holds a whole file against other processes: an ALONE hold keeps out every
+// other hold; SHARED holds and READING holds each keep out ALONE holds and
+// the other kind.  The hold is byte-range locks at 2^62 and a few bytes
+// above it, far beyond any offset the library touches, so the record and
 // file byte locks above never meet it, and file servers that honour
 // byte-range locks (NFSv4, SMB) keep it across machines.  On POSIX a file
-// this process may not write is held shared even when exclusive is asked.
+// this process may not write is held shared even when alone is asked.
 // The path is checked to name the held file once the lock is taken, so a
 // file replaced by rename meanwhile is opened again.  Never waits.  A token
 // above 0 for osunholdfile, 0 when another hold is in the way, or -1 when
-// the file cannot be opened.
-int32_t osholdfile(const char* path, int32_t exclusive);
+// the file cannot be opened (or kind is none of the three).
+int32_t osholdfile(const char* path, int32_t kind);
 // Gives the hold up (closing its handle); a token below 1 is ignored.
 void osunholdfile(int32_t token);
 // The separator put between a folder and a name: '/', or '\' on Windows.
@@ -118,7 +125,10 @@ int32_t osrename(const char* from, const char* to);
 // to, so that a crash leaves either the old or the new file under that name,
 // never none: the new file is forced to disk first, then renamed over the
 // old one, then (POSIX) the directory is forced to disk.  0, or -1 with both
-// files as they were.  osreplaced, when set, is called after each success
+// files as they were.  This process's holds on the old to are carried
+// over to the new file under the same tokens: on POSIX without a break, on
+// Windows (which replaces no open file) with the old file let go just
+// before the move.  osreplaced, when set, is called after each success
 // (tests stop a process there to play a crash between replacements).
 int32_t osreplace(const char* from, const char* to);
 extern void (*osreplaced)(const char* to);

@@ -24,6 +24,7 @@
 #include <atomic>
 #include <mutex>
 #include <unordered_map>
+#include <vector>
 
 #include "support/os.h"
 #include "support/ossync.h"
@@ -70,6 +71,10 @@ constexpr int kSetLock = F_SETLK, kGetLock = F_GETLK;
 // offset is a plain byte-range lock, which NFSv4 and SMB servers honour.
 constexpr off_t kHoldByte = off_t{1} << 62;
 constexpr off_t kExclusiveByte = kHoldByte + 1;
+// Sharing holds read-lock the sharing byte, reading holds the reading byte;
+// each kind, once locked, checks that no hold of the other kind is there.
+constexpr off_t kSharingByte = kHoldByte + 2;
+constexpr off_t kReadingByte = kHoldByte + 3;
 
 // Locks one byte at where: read (shared) or write (exclusive).  0, or -1
 // with errno EAGAIN or EACCES when another handle's lock is in the way.
@@ -92,12 +97,48 @@ short lockkind(int fd) {
     return mode >= 0 && (mode & O_ACCMODE) == O_RDONLY ? F_RDLCK : F_WRLCK;
 }
 
+// Whether another handle holds a lock on the byte at where.
+bool lockedfar(int fd, off_t where) {
+    struct flock fl = {};
+    fl.l_type = F_WRLCK;
+    fl.l_whence = SEEK_SET;
+    fl.l_start = where;
+    fl.l_len = 1;
+    return fcntl(fd, kGetLock, &fl) != 0 || fl.l_type != F_UNLCK;
+}
+
+// Takes the locks of a hold of kind on fd.  A sharing hold and a reading
+// hold each lock their own byte first and then look at the other's, so that
+// of two that start together at least one sees the other.  0, or -1 with
+// errno EAGAIN when another hold is in the way.
+int takehold(int fd, int32_t kind, bool check) {
+    if (kind == OS_HOLD_ALONE) return lockfar(fd, lockkind(fd), kHoldByte);
+    const bool sharing = kind == OS_HOLD_SHARED;
+    if (lockfar(fd, F_RDLCK, kHoldByte) != 0 || lockfar(fd, F_RDLCK, sharing ? kSharingByte : kReadingByte) != 0)
+        return -1;
+    if (check && lockedfar(fd, sharing ? kReadingByte : kSharingByte)) {
+        errno = EAGAIN;
+        return -1;
+    }
+    return 0;
+}
+
 // Whether path still names the file open on fd.
 bool stillnames(int fd, const char* path) {
     struct stat held {}, named {};
     return fstat(fd, &held) == 0 && stat(path, &named) == 0 && held.st_dev == named.st_dev &&
            held.st_ino == named.st_ino;
 }
+
+// The holds this process has taken, by token (the held file's descriptor)
+// and kind, so that osreplace can carry a hold over to the file that
+// replaces it.
+struct Hold {
+    int32_t token;
+    int32_t kind;
+};
+std::mutex holdlock;
+std::vector<Hold> holdtokens;
 
 int setlock(int32_t h, short type, uint32_t offset, uint32_t length) {
     struct flock fl = {};
@@ -193,8 +234,10 @@ int32_t oscreat(const char* path, uint32_t perm) {
 
 const char ospathsep = '/';
 
-int32_t osholdfile(const char* path, int32_t exclusive) {
+int32_t osholdfile(const char* path, int32_t kind) {
     if (drain() < 0) return -1;
+    if (kind != OS_HOLD_SHARED && kind != OS_HOLD_ALONE && kind != OS_HOLD_READING) return -1;
+    const bool exclusive = kind == OS_HOLD_ALONE;
     if (osfaultleft[OSF_LOCK] != 0 && osfaulthit(OSF_LOCK, nullptr) < 0) return -1;
     if (path == nullptr || *path == '\0') return -1;
     // A file replaced by rename between the open and the lock is opened
@@ -207,19 +250,28 @@ int32_t osholdfile(const char* path, int32_t exclusive) {
         if (fd < 0) return -1;
         fd = abovezero(fd);
         if (fd < 0) return -1;
-        if (lockfar(fd, lockkind(fd), kHoldByte) != 0) {
+        if (takehold(fd, kind, true) != 0) {
             const bool busy = errno == EAGAIN || errno == EACCES;  // before close can change errno
             close(fd);
             return busy ? 0 : -1;
         }
-        if (stillnames(fd, path)) return fd;
+        if (stillnames(fd, path)) {
+            std::lock_guard<std::mutex> guard(holdlock);
+            holdtokens.push_back({fd, kind});
+            return fd;
+        }
         close(fd);
     }
     return 0;
 }
 
 void osunholdfile(int32_t token) {
-    if (token > 0) close(token);
+    if (token < 1) return;
+    std::lock_guard<std::mutex> guard(holdlock);
+    auto at = std::find_if(holdtokens.begin(), holdtokens.end(), [token](const Hold& h) { return h.token == token; });
+    if (at == holdtokens.end()) return;
+    holdtokens.erase(at);
+    close(token);
 }
 
 namespace {
@@ -534,10 +586,34 @@ bool syncpath(const char* path, int flags) {
 
 // rename() replaces atomically; the new file's bytes are synced before it,
 // and the directory entry after it, so that the order survives a crash.
+// This process's holds on the old file are taken on the new one before the
+// rename and moved onto their tokens after it (dup2), so that the name is
+// held without a break.
 int32_t osreplace(const char* from, const char* to) {
     if (drain() < 0) return -1;
     if (from == nullptr || to == nullptr || *from == '\0' || *to == '\0') return -1;
-    if (!syncpath(from, O_RDONLY) || rename(from, to) != 0) return -1;
+    if (!syncpath(from, O_RDONLY)) return -1;
+    std::lock_guard<std::mutex> guard(holdlock);
+    std::vector<std::pair<int32_t, int>> carried;  // hold token, new file's descriptor
+    auto dropcarried = [&carried] {
+        for (const auto& c : carried) close(c.second);
+        return -1;
+    };
+    for (const auto& [token, kind] : holdtokens) {
+        if (!stillnames(token, to)) continue;
+        const int mode = fcntl(token, F_GETFL);
+        const int fd = open(from, ((mode >= 0 && (mode & O_ACCMODE) != O_RDONLY) ? O_RDWR : O_RDONLY) | O_CLOEXEC);
+        if (fd < 0) return dropcarried();
+        carried.emplace_back(token, fd);
+        // No other run sees the new file before the rename: nothing to check.
+        if (takehold(fd, kind, false) != 0) return dropcarried();
+    }
+    if (rename(from, to) != 0) return dropcarried();
+    for (const auto& [token, fd] : carried) {
+        dup2(fd, token);  // closes the old file's description, and its lock with it
+        fcntl(token, F_SETFD, FD_CLOEXEC);
+        close(fd);
+    }
     std::string dir(to);
     size_t slash = dir.find_last_of('/');
     dir = slash == std::string::npos ? "." : slash == 0 ? "/" : dir.substr(0, slash);

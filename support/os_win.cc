@@ -4,11 +4,15 @@
 // descriptors, whose byte locks are taken on the underlying Win32 handle.
 #include <windows.h>
 
+#include <errno.h>
 #include <fcntl.h>
 #include <io.h>
 #include <share.h>
 #include <stdio.h>
 #include <sys/stat.h>
+
+#include <utility>
+#include <vector>
 
 #include "support/os.h"
 #include "support/ossync.h"
@@ -60,8 +64,8 @@ int32_t oscreat(const char* path, uint32_t perm) {
 
 const char ospathsep = '\\';
 
-// The hold is a lock on one byte at 2^62: the engine's byte locks all lie
-// below 4 GiB, so the two never meet.
+// A hold is locks on bytes at 2^62 and a little above: the engine's byte
+// locks all lie below 4 GiB, so the two never meet.
 namespace {
 
 // Whether path still names the file open on h.
@@ -79,30 +83,105 @@ bool stillnames(HANDLE h, const char* path) {
 
 }  // namespace
 
-int32_t osholdfile(const char* path, int32_t exclusive) {
+namespace {
+
+// The holds this process has taken.  A token is its hold's slot + 1, not
+// the handle, so that osreplace can carry a hold over to the file that
+// replaces the held one and the token stays good.
+struct Hold {
+    HANDLE handle = INVALID_HANDLE_VALUE;
+    int32_t kind = OS_HOLD_SHARED;
+};
+std::vector<Hold> holds;
+SRWLOCK holdlock = SRWLOCK_INIT;
+
+// Keeps holdlock for its scope.
+class HoldGuard {
+public:
+    HoldGuard() { AcquireSRWLockExclusive(&holdlock); }
+    ~HoldGuard() { ReleaseSRWLockExclusive(&holdlock); }
+    HoldGuard(const HoldGuard&) = delete;
+    HoldGuard& operator=(const HoldGuard&) = delete;
+};
+
+// Locks the byte 2^62 + above on h, shared or exclusive: true, or false
+// when another handle's lock is in the way.
+bool lockfar(HANDLE h, DWORD above, bool exclusive) {
+    OVERLAPPED o = {};
+    o.Offset = above;
+    o.OffsetHigh = 0x40000000;
+    return LockFileEx(h, LOCKFILE_FAIL_IMMEDIATELY | (exclusive ? LOCKFILE_EXCLUSIVE_LOCK : 0), 0, 1, 0, &o) != 0;
+}
+
+// Whether another handle holds a lock on the byte 2^62 + above: tried and,
+// when free, let go again.
+bool lockedfar(HANDLE h, DWORD above) {
+    if (!lockfar(h, above, true)) return true;
+    OVERLAPPED o = {};
+    o.Offset = above;
+    o.OffsetHigh = 0x40000000;
+    UnlockFileEx(h, 0, 1, 0, &o);
+    return false;
+}
+
+// The bytes above 2^62: the hold byte, the byte a sharing hold locks and the
+// byte a reading hold locks.  Each of those two kinds, once locked, checks
+// that no hold of the other kind is there, so that of two that start
+// together at least one sees the other.
+constexpr DWORD kHoldByte = 0, kSharingByte = 2, kReadingByte = 3;
+
+// Opens path to hold it and takes the locks of a hold of kind (the check
+// left out for a file no other run can see yet): the handle, or
+// INVALID_HANDLE_VALUE with *busy telling whether another hold was in the
+// way.  The handle lets others delete and rename the file, so that a held
+// file can itself be renamed over another.
+HANDLE lockhold(const char* path, int32_t kind, bool check, bool* busy) {
+    *busy = false;
+    HANDLE h = CreateFileA(path, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                           OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+    if (h == INVALID_HANDLE_VALUE) return h;
+    const bool sharing = kind == OS_HOLD_SHARED;
+    const bool held = kind == OS_HOLD_ALONE
+                          ? lockfar(h, kHoldByte, true)
+                          : lockfar(h, kHoldByte, false) && lockfar(h, sharing ? kSharingByte : kReadingByte, false) &&
+                                !(check && lockedfar(h, sharing ? kReadingByte : kSharingByte));
+    if (held) return h;
+    CloseHandle(h);
+    *busy = true;
+    return INVALID_HANDLE_VALUE;
+}
+
+}  // namespace
+
+int32_t osholdfile(const char* path, int32_t kind) {
     if (osfaultleft[OSF_LOCK] != 0 && osfaulthit(OSF_LOCK, nullptr) < 0) return -1;
     if (path == nullptr || *path == '\0') return -1;
+    if (kind != OS_HOLD_SHARED && kind != OS_HOLD_ALONE && kind != OS_HOLD_READING) return -1;
     // A file replaced by rename between the open and the lock is opened
     // again, a few times; one replaced every time counts as in use.
     for (int tries = 0; tries < 8; tries++) {
-        HANDLE h = CreateFileA(path, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
-                               nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
-        if (h == INVALID_HANDLE_VALUE) return -1;
-        OVERLAPPED o = {};
-        o.OffsetHigh = 0x40000000;
-        DWORD how = LOCKFILE_FAIL_IMMEDIATELY | (exclusive ? LOCKFILE_EXCLUSIVE_LOCK : 0);
-        if (!LockFileEx(h, how, 0, 1, 0, &o)) {
-            CloseHandle(h);
-            return 0;
+        bool busy = false;
+        HANDLE h = lockhold(path, kind, true, &busy);
+        if (h == INVALID_HANDLE_VALUE) return busy ? 0 : -1;
+        if (stillnames(h, path)) {
+            HoldGuard guard;
+            size_t slot = 0;
+            while (slot < holds.size() && holds[slot].handle != INVALID_HANDLE_VALUE) slot++;
+            if (slot == holds.size()) holds.emplace_back();
+            holds[slot] = Hold{h, kind};
+            return static_cast<int32_t>(slot + 1);
         }
-        if (stillnames(h, path)) return fromhandle(h);
         CloseHandle(h);
     }
     return 0;
 }
 
 void osunholdfile(int32_t token) {
-    if (token > 0) CloseHandle(tohandle(token));
+    HoldGuard guard;
+    if (token < 1 || static_cast<size_t>(token) > holds.size()) return;
+    Hold& hold = holds[static_cast<size_t>(token) - 1];
+    if (hold.handle != INVALID_HANDLE_VALUE) CloseHandle(hold.handle);
+    hold.handle = INVALID_HANDLE_VALUE;
 }
 
 int32_t osclose(int32_t h) {
@@ -234,13 +313,52 @@ void (*osreplaced)(const char* to) = nullptr;
 
 // MoveFileExA replaces the old file in one step; write-through returns only
 // once the move is on disk.  The new file's own bytes are flushed first.
+// Windows replaces no file that is open, so this process's holds on the old
+// file are first taken on the new one (which may be renamed while open,
+// since a hold lets others rename), then given up on the old, and the move
+// follows at once; a run that opens the old file in that moment makes the
+// move fail, and it is tried again a few times.
 int32_t osreplace(const char* from, const char* to) {
     if (from == nullptr || to == nullptr || *from == '\0' || *to == '\0') return -1;
-    HANDLE f = CreateFileA(from, GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr);
+    HANDLE f = CreateFileA(from, GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+                           nullptr, OPEN_EXISTING, 0, nullptr);
     if (f == INVALID_HANDLE_VALUE) return -1;
     BOOL flushed = FlushFileBuffers(f);
     CloseHandle(f);
-    if (!flushed || !MoveFileExA(from, to, MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH)) return -1;
+    if (!flushed) return -1;
+    HoldGuard guard;
+    std::vector<std::pair<Hold*, HANDLE>> carried;  // hold, its handle on the new file
+    auto dropcarried = [&carried] {
+        for (const auto& c : carried) CloseHandle(c.second);
+        return -1;
+    };
+    for (Hold& hold : holds) {
+        if (hold.handle == INVALID_HANDLE_VALUE || !stillnames(hold.handle, to)) continue;
+        bool busy = false;
+        HANDLE h = lockhold(from, hold.kind, false, &busy);
+        if (h == INVALID_HANDLE_VALUE) return dropcarried();
+        carried.emplace_back(&hold, h);
+    }
+    for (const auto& c : carried) CloseHandle(c.first->handle);
+    BOOL moved = FALSE;
+    for (int tries = 0; tries < 20 && !moved; tries++) {
+        if (tries > 0) Sleep(25);
+        moved = MoveFileExA(from, to, MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH);
+    }
+    if (!moved) {
+        const DWORD why = GetLastError();
+        errno = why == ERROR_ACCESS_DENIED || why == ERROR_SHARING_VIOLATION ? EACCES
+                : why == ERROR_FILE_NOT_FOUND || why == ERROR_PATH_NOT_FOUND ? ENOENT
+                                                                              : EIO;
+        // The old file is held again where it can be; the new one is let go.
+        for (const auto& [hold, h] : carried) {
+            bool busy = false;
+            hold->handle = lockhold(to, hold->kind, true, &busy);
+            CloseHandle(h);
+        }
+        return -1;
+    }
+    for (const auto& [hold, h] : carried) hold->handle = h;
     if (osreplaced != nullptr) osreplaced(to);
     return 0;
 }

@@ -150,7 +150,7 @@ TEST_F(Driver, ATemporaryFileInUseIsLeftAlone) {
     const Bytes alone = readfile("arc.cmp");
     std::remove("arc.cmp");
     writefile("arc.$$$", textbytes("another run"));
-    const int32_t other = osholdfile("arc.$$$", 1);
+    const int32_t other = osholdfile("arc.$$$", OS_HOLD_ALONE);
     ASSERT_GE(other, 1);
     EXPECT_EQ(run("-a", "arc", {"a"}), 0);
     EXPECT_EQ(readfile("arc.cmp"), alone);

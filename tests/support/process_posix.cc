@@ -120,7 +120,7 @@ TEST_F(OsProcess, ExclusiveOpensAndHoldsKeepEachOtherOut) {
     EXPECT_EQ(vntest::readfile(f), "");
     osclose(h);
 
-    const int32_t token = osholdfile(f.c_str(), 0);
+    const int32_t token = osholdfile(f.c_str(), OS_HOLD_SHARED);
     ASSERT_GT(token, 0);
     EXPECT_EQ(child([&] {
         const int fd = open(f.c_str(), O_RDWR);
@@ -132,7 +132,41 @@ TEST_F(OsProcess, ExclusiveOpensAndHoldsKeepEachOtherOut) {
         if (fcntl(fd, F_OFD_GETLK, &fl) != 0) return 2;
         return fl.l_type == F_RDLCK ? 0 : 1;
     }), 0);
-    EXPECT_EQ(child([&] { return osholdfile(f.c_str(), 1); }), 0);
-    EXPECT_EQ(child([&] { return osholdfile(f.c_str(), 0) > 0 ? 1 : 0; }), 1);
     osunholdfile(token);
+}
+
+// Which kind of hold another process may take beside each kind: sharing
+// runs beside sharing runs, readers without locks beside such readers,
+// and nothing beside a run alone.
+TEST_F(OsProcess, EachKindOfHoldAdmitsOnlyItsOwnKind) {
+    const std::string f = path("k.dat");
+    writefile("k.dat", "k");
+    const int32_t kinds[] = {OS_HOLD_SHARED, OS_HOLD_ALONE, OS_HOLD_READING};
+    for (int32_t held : kinds) {
+        const int32_t token = osholdfile(f.c_str(), held);
+        ASSERT_GT(token, 0);
+        for (int32_t asked : kinds) {
+            const int admitted = held == asked && held != OS_HOLD_ALONE ? 1 : 0;
+            EXPECT_EQ(child([&] { return osholdfile(f.c_str(), asked) > 0 ? 1 : 0; }), admitted) << held << asked;
+        }
+        osunholdfile(token);
+    }
+    EXPECT_EQ(osholdfile(f.c_str(), 3), -1);
+}
+
+// A held file replaced by osreplace stays held: the new file is locked
+// before the rename, and the token then stands for it.
+TEST_F(OsProcess, AHoldGoesOverToTheFileThatReplacesTheHeldOne) {
+    const std::string f = path("h.dat"), g = path("h.new");
+    writefile("h.dat", "old");
+    writefile("h.new", "new");
+    const int32_t token = osholdfile(f.c_str(), OS_HOLD_READING);
+    ASSERT_GT(token, 0);
+    ASSERT_EQ(osreplace(g.c_str(), f.c_str()), 0);
+    EXPECT_EQ(vntest::readfile(f), "new");
+    EXPECT_EQ(child([&] { return osholdfile(f.c_str(), OS_HOLD_SHARED); }), 0);
+    EXPECT_EQ(child([&] { return osholdfile(f.c_str(), OS_HOLD_READING) > 0 ? 1 : 0; }), 1);
+    EXPECT_EQ(child([&] { return (fcntl(token, F_GETFD) & FD_CLOEXEC) != 0 ? 0 : 1; }), 0);
+    osunholdfile(token);
+    EXPECT_EQ(child([&] { return osholdfile(f.c_str(), OS_HOLD_ALONE) > 0 ? 1 : 0; }), 1);
 }
