@@ -348,11 +348,12 @@ void deletemembers(const ArchiveOptions& opt, const std::string& path, std::FILE
             fail(path, "cannot write the new archive; it is left as it was");
         }
     }
-    std::error_code ec;
-    fs::rename(temp, path, ec);
-    if (ec) {
+    // One step, and the run's hold goes over to the new archive.
+    if (osreplace(temp.c_str(), path.c_str()) != 0) {
+        const std::string reason = std::strerror(errno);
+        std::error_code ec;
         fs::remove(temp, ec);
-        fail(path, "cannot replace the archive: " + ec.message());
+        fail(path, "cannot replace the archive: " + reason);
     }
     for (const Member& m : members)
         if (selected(m.h.name, opt.files)) std::fprintf(out, "Deleted: %s\n", m.h.name);
@@ -502,7 +503,7 @@ void runarchive(const ArchiveOptions& opt, std::FILE* out) {
     for (int tries = 0; tries < 3; tries++) {
         if (opt.action == "add" && !fs::exists(path, ec))
             if (std::FILE* f = std::fopen(path.c_str(), "wbx")) made = std::fclose(f) == 0;
-        if (holds.hold(path, changes)) break;
+        if (holds.hold(path, changes ? OS_HOLD_ALONE : OS_HOLD_READING)) break;
     }
     if (opt.action == "add") {
         try {

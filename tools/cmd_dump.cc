@@ -8,7 +8,7 @@
 namespace vtool {
 
 long rundump(const DumpOptions& opt, std::FILE* out) {
-    RecordFile f(opt.file);
+    RecordFile f(reading(opt.file));
     FHCB* cb = f.cb();
     f.setkey(opt.key);  // a bad key number fails before anything is written
     if (opt.key > 0 && (cb->fflags & VN_FF_HASHED))
@@ -47,7 +47,7 @@ long rundump(const DumpOptions& opt, std::FILE* out) {
 }
 
 long runget(const GetOptions& opt, std::FILE* out) {
-    RecordFile f(opt.file);
+    RecordFile f(reading(opt.file));
     FHCB* cb = f.cb();
     if (opt.key < 1) fail(f.path(), "get needs a key from 1 up", EXIT_USAGE);
     f.setkey(opt.key);

@@ -64,7 +64,7 @@ struct ExportOptions {
 };
 
 long runexport(const ExportOptions& opt, std::FILE* out) {
-    RecordFile f(opt.file);
+    RecordFile f(reading(opt.file));
     FHCB* cb = f.cb();
     if (cb->nitems == 0) fail(f.path(), "the file has no definition to name columns by");
     SqlTable t = sqltable(cb, opt.table.empty() ? defaulttable(f.path()) : opt.table);

@@ -7,7 +7,7 @@
 namespace vtool {
 
 void runinfo(const OpenSpec& file, std::FILE* out) {
-    RecordFile f(file);
+    RecordFile f(reading(file));
     FHCB* cb = f.cb();
     std::fprintf(out, "File: %s\n", f.path().c_str());
     if (cb->nitems > 0) std::fprintf(out, "Definition: %s\n", cb->fidname);

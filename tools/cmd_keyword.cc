@@ -11,6 +11,7 @@
 #include <fstream>
 
 #include "commands.h"
+#include "libinternal.h"
 #include "progress.h"
 
 namespace vtool {
@@ -41,8 +42,13 @@ void setname(char (&field)[261], const std::string& name) {
 // concern and thrown.
 class KeywordIndex {
 public:
-    KeywordIndex(const std::string& index, const std::string& network, bool create = false)
+    // How a run uses the index: to change it, only to read it, or to make it
+    // new (its keywords file already made empty, so that it can be held).
+    enum class Use { Change, Read, Create };
+
+    KeywordIndex(const std::string& index, const std::string& network, Use use = Use::Change)
         : names_(index) {
+        const bool create = use == Use::Create;
         std::error_code ec;
         if (!create) {
             for (const std::string& f : {names_.keywords, names_.fid, names_.posting})
@@ -52,10 +58,13 @@ public:
         }
         // The posting file has no record lock of its own for a writer
         // without the engine's locks: hold all four files for the run.
-        const bool alone = !takeslocks(network);
-        const std::string hint = alone ? " (use --network MSNET to share it)" : " that holds it unshared";
-        if (!create)
-            for (const std::string& f : {names_.keywords, names_.idx, names_.posting}) holds_.hold(f, alone, hint);
+        const bool unshared = !takeslocks(network);
+        const std::string hint = unshared ? " (use --network MSNET to share it)" : " that holds it unshared";
+        if (create)
+            holds_.hold(names_.keywords, OS_HOLD_ALONE, hint);
+        else
+            for (const std::string& f : {names_.keywords, names_.idx, names_.posting})
+                holds_.hold(f, holdkind(unshared, use == Use::Read), hint);
         setname(cb_.datname, names_.keywords);
         setname(cb_.fidname, names_.fid);
         setname(cb_.idxname, names_.idx);
@@ -146,7 +155,7 @@ std::vector<std::string> wordsholding(KeywordIndex& ix, uint32_t value, std::str
 }  // namespace
 
 void runkwlist(const KeywordOptions& opt, std::FILE* out) {
-    KeywordIndex ix(opt.index, opt.network);
+    KeywordIndex ix(opt.index, opt.network, KeywordIndex::Use::Read);
     const std::vector<std::string> words = wordsholding(ix, opt.value, opt.prefix);
     for (const std::string& w : words) std::fprintf(out, "%s\n", w.c_str());
     ix.close();
@@ -176,12 +185,22 @@ void valueoption(CLI::App* sub, KeywordOptions& opt) {
 void runkwcreate(const std::string& index, std::FILE* out) {
     const KeywordNames names(index);
     std::error_code ec;
-    for (const std::string& f : {names.keywords, names.posting})
-        if (std::filesystem::exists(f, ec)) fail(f, "already exists; delete it first");
-    std::ofstream(names.fid, std::ios::binary) << kKeywordDefinition;
-    if (!std::filesystem::exists(names.fid, ec)) fail(names.fid, "cannot write");
-    KeywordIndex ix(index, "SINGLE", true);
-    ix.close();
+    if (std::filesystem::exists(names.posting, ec)) fail(names.posting, "already exists; delete it first");
+    // The keywords file is made first, and only if it is not there, so that
+    // of two runs making one index the second stops here.
+    std::FILE* made = std::fopen(names.keywords.c_str(), "wbx");
+    if (made == nullptr)
+        fail(names.keywords, errno == EEXIST ? "already exists; delete it first" : std::strerror(errno));
+    std::fclose(made);
+    try {
+        std::ofstream(names.fid, std::ios::binary) << kKeywordDefinition;
+        if (!std::filesystem::exists(names.fid, ec)) fail(names.fid, "cannot write");
+        KeywordIndex ix(index, "SINGLE", KeywordIndex::Use::Create);
+        ix.close();
+    } catch (const Failure&) {
+        if (std::filesystem::file_size(names.keywords, ec) == 0) std::filesystem::remove(names.keywords, ec);
+        throw;
+    }
     std::fprintf(out, "Made the keyword index %s: %s, %s, %s and %s.\n", index.c_str(),
                  names.keywords.c_str(), names.fid.c_str(), names.idx.c_str(),
                  names.posting.c_str());
@@ -212,7 +231,7 @@ long runkwaddlines(const KeywordOptions& opt, std::FILE* out) {
 }
 
 std::vector<uint32_t> runkwsearch(const KeywordOptions& opt, std::FILE* out) {
-    KeywordIndex ix(opt.index, opt.network);
+    KeywordIndex ix(opt.index, opt.network, KeywordIndex::Use::Read);
     uint32_t count = 0;
     uint32_t* found = fhhypsearch(ix.cb(), opt.word.c_str(), &count);
     if (found == nullptr && ix.cb()->status == VN_E_HYPREAD) ix.fail_status();

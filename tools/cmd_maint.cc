@@ -11,6 +11,7 @@
 
 #include "cliopts.h"
 #include "fidtools.h"
+#include "libinternal.h"
 #include "progress.h"
 #include "walk.h"
 
@@ -218,12 +219,14 @@ void printjson(std::FILE* out, const MaintOptions& opt, int code, const std::vec
 
 namespace fs = std::filesystem;
 
-// Whether a and b name one file or folder (two names of a file not yet
-// there compare by their normal form).
+// Whether a and b name one file or folder: the same file on disk, or the
+// same normal form (which also covers names of files not yet there, and a
+// folder named with a trailing separator, which Windows' equivalent misses).
 bool samefile(const fs::path& a, const fs::path& b) {
     std::error_code ec;
-    if (fs::exists(a, ec) && fs::exists(b, ec)) return fs::equivalent(a, b, ec);
-    return fs::weakly_canonical(a, ec) == fs::weakly_canonical(b, ec);
+    if (fs::exists(a, ec) && fs::exists(b, ec) && fs::equivalent(a, b, ec)) return true;
+    const fs::path x = fs::weakly_canonical(a, ec), y = fs::weakly_canonical(b, ec);
+    return !x.empty() && x == y;
 }
 
 // The folder of a file name, "." for a bare name.
@@ -238,11 +241,12 @@ fs::path folderof(const std::string& file) {
 // name that is one of the run's files is refused before anything is
 // touched.  Returns the temporary folder to use.
 std::string prepare(const MaintOptions& opt, bool verify, const std::string& key, Holds& holds) {
-    const bool alone = !verify || !opt.shared;
-    const std::string hint = verify ? (alone ? " (verify --network MSNET runs beside programs that share it)" : "")
+    // pack and recover replace the files; verify only reads them.
+    const int32_t kind = verify ? holdkind(!opt.shared, true) : OS_HOLD_ALONE;
+    const std::string hint = verify ? (kind == OS_HOLD_READING ? " (verify --network MSNET runs beside programs that share it)" : "")
                                     : " (pack and recover need the files alone)";
-    holds.hold(opt.file, alone, hint);
-    if (!key.empty()) holds.hold(key, alone, hint);
+    holds.hold(opt.file, kind, hint);
+    if (!key.empty()) holds.hold(key, kind, hint);
     if (verify) return opt.tmpdir;
     std::string tmpdir = opt.tmpdir;
     if (!tmpdir.empty() && (samefile(tmpdir, folderof(opt.file)) || samefile(tmpdir, folderof(key))))

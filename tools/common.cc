@@ -177,8 +177,12 @@ RecordFile::RecordFile(const OpenSpec& target, bool create) : spec_(target) {
     }
 }
 
-bool Holds::hold(const std::string& path, bool exclusive, const std::string& hint) {
-    const int32_t token = osholdfile(path.c_str(), exclusive ? 1 : 0);
+int32_t holdkind(bool unshared, bool readsonly) {
+    return !unshared ? OS_HOLD_SHARED : readsonly ? OS_HOLD_READING : OS_HOLD_ALONE;
+}
+
+bool Holds::hold(const std::string& path, int32_t kind, const std::string& hint) {
+    const int32_t token = osholdfile(path.c_str(), kind);
     if (token > 0) tokens_.push_back(token);
     if (token != 0) return token > 0;  // held, or the open names the problem
     release();
@@ -198,12 +202,13 @@ RecordFile::~RecordFile() {
 
 void RecordFile::hold(bool unshared) {
     const std::string hint = unshared ? " (use --network MSNET to share it)" : " that holds it unshared";
+    const int32_t kind = holdkind(unshared, spec_.readsonly);
     try {
-        holds_.hold(spec_.path, unshared, hint);
+        holds_.hold(spec_.path, kind, hint);
         if (!spec_.index.empty()) {
-            holds_.hold(spec_.index, unshared, hint);
-        } else if (!holds_.hold(derivedname(spec_.path, ".idx"), unshared, hint)) {
-            holds_.hold(derivedname(spec_.path, ".hsh"), unshared, hint);
+            holds_.hold(spec_.index, kind, hint);
+        } else if (!holds_.hold(derivedname(spec_.path, ".idx"), kind, hint)) {
+            holds_.hold(derivedname(spec_.path, ".hsh"), kind, hint);
         }
     } catch (const Failure&) {
         if (open_) {

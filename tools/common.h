@@ -70,16 +70,22 @@ public:
     ~Holds() { release(); }
     Holds(const Holds&) = delete;
     Holds& operator=(const Holds&) = delete;
-    // Holds path; when another run's hold is in the way, prints "velnor:
-    // PATH is in use by another process" with hint after it and throws
-    // Failure{EXIT_FAILED}, the holds taken so far given up.  A file that is
-    // not there (or cannot be opened) is not held: false.
-    bool hold(const std::string& path, bool exclusive, const std::string& hint = "");
+    // Holds path with a hold of kind (OS_HOLD_ALONE, _SHARED or _READING);
+    // when another run's hold is in the way, prints "velnor: PATH is in use
+    // by another process" with hint after it and throws Failure{EXIT_FAILED},
+    // the holds taken so far given up.  A file that is not there (or cannot
+    // be opened) is not held: false.
+    bool hold(const std::string& path, int32_t kind, const std::string& hint = "");
     void release();
 
 private:
     std::vector<int32_t> tokens_;
 };
+
+// The hold a run takes on its files: a run under the engine's byte locks
+// shares them; without them, one that only reads shares them with other
+// such readers, and one that writes holds them alone.
+int32_t holdkind(bool unshared, bool readsonly);
 
 // Records in the data file at path, open on cb, past the count its header
 // gives (a run cut short before it wrote the count): 0 when the count
@@ -102,7 +108,14 @@ struct OpenSpec {
     std::string fid;            // definition, "" = derived
     std::string index;          // index or hash file, "" = derived
     std::string network = "SINGLE";
+    bool readsonly = false;     // the run only reads: held shared, beside other readers
 };
+
+// The same file, opened by a run that only reads it.
+inline OpenSpec reading(OpenSpec spec) {
+    spec.readsonly = true;
+    return spec;
+}
 
 // One open record file.  Every failure is reported (naming the file the
 // status belongs to) and thrown as Failure.

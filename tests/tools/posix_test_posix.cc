@@ -16,7 +16,7 @@ using Posix = Customers;
 TEST_F(Posix, AnUnsharedRunHoldsTheFileAgainstAnotherProcess) {
     vntest::Signal sig;
     pid_t holder = vntest::spawn([&] {  // another program holding the file unshared
-        const int32_t token = osholdfile(path("c.dat").c_str(), 1);
+        const int32_t token = osholdfile(path("c.dat").c_str(), OS_HOLD_ALONE);
         sig.childsays();
         sig.childhears();
         return token > 0 ? 0 : 1;
@@ -31,11 +31,17 @@ TEST_F(Posix, AnUnsharedRunHoldsTheFileAgainstAnotherProcess) {
     ASSERT_EQ(vntest::waitexit(holder), 0);
     EXPECT_TRUE(exits(0, {"load", "c.dat", "--csv", "more.csv"}));
     // Shared runs share: a shared hold does not keep out another.
-    int32_t shared = osholdfile(path("c.dat").c_str(), 0);
+    int32_t shared = osholdfile(path("c.dat").c_str(), OS_HOLD_SHARED);
     ASSERT_GT(shared, 0);
     EXPECT_EQ(velnor({"dump", "c.dat", "--network", "MSNET"}).code, 0);
     EXPECT_EQ(velnor({"dump", "c.dat"}).code, 1);
     osunholdfile(shared);
+    // Readers without the byte locks read beside one another, not beside a writer.
+    int32_t reading = osholdfile(path("c.dat").c_str(), OS_HOLD_READING);
+    ASSERT_GT(reading, 0);
+    EXPECT_EQ(velnor({"dump", "c.dat"}).code, 0);
+    EXPECT_TRUE(exits(1, {"load", "c.dat", "--csv", "more.csv"}, "in use"));
+    osunholdfile(reading);
 }
 
 TEST_F(Posix, FilesAreMadeWithoutExecuteBits) {
