@@ -341,12 +341,14 @@ int32_t osreplace(const char* from, const char* to) {
     }
     for (const auto& c : carried) CloseHandle(c.first->handle);
     BOOL moved = FALSE;
-    for (int tries = 0; tries < 20 && !moved; tries++) {
+    DWORD why = ERROR_SHARING_VIOLATION;
+    for (int tries = 0; tries < 20 && !moved && (why == ERROR_SHARING_VIOLATION || why == ERROR_ACCESS_DENIED);
+         tries++) {
         if (tries > 0) Sleep(25);
         moved = MoveFileExA(from, to, MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH);
+        if (!moved) why = GetLastError();
     }
     if (!moved) {
-        const DWORD why = GetLastError();
         errno = why == ERROR_ACCESS_DENIED || why == ERROR_SHARING_VIOLATION ? EACCES
                 : why == ERROR_FILE_NOT_FOUND || why == ERROR_PATH_NOT_FOUND ? ENOENT
                                                                               : EIO;
