@@ -13,7 +13,7 @@
 #include <map>
 #include <random>
 
-#include "cliopts.h"
+#include "commands.h"
 #include "libinternal.h"
 #include "progress.h"
 
@@ -523,32 +523,6 @@ void runarchive(const ArchiveOptions& opt, std::FILE* out) {
     } else {
         listmembers(opt, path, out);
     }
-}
-
-void addarchive(CLI::App& app) {
-    auto opt = std::make_shared<ArchiveOptions>();
-    CLI::App* sub = app.add_subcommand(
-        "archive", "Add files to a compressed archive (.cmp), extract, list or delete them");
-    sub->add_option("ACTION", opt->action, "add, extract, list or delete")
-        ->required()
-        ->check(CLI::IsMember({"add", "extract", "list", "delete"}));
-    sub->add_option("ARCHIVE", opt->archive,
-                    "Archive file; .cmp is added when it has no extension.  The archiver takes "
-                    "archive and file names in lower case, up to 12 characters")
-        ->required();
-    sub->add_option("FILES", opt->files,
-                    "Files to add, members to delete, or name patterns to extract or list "
-                    "(default *.*); @NAME reads the names from a list file");
-    sub->add_option("--password", opt->password,
-                    "Scramble or unscramble with this password (up to 10 characters)");
-    sub->add_option("--target", opt->target, "Extract into this folder");
-    sub->add_flag("--overwrite", opt->overwrite,
-                  "Replace existing files on extraction without asking");
-    sub->add_flag("--quiet", opt->quiet, "No progress (and with --raw no size columns)");
-    auto json = sub->add_flag("--json", opt->json, "List as JSON");
-    auto raw = sub->add_flag("--raw", opt->raw, "List in the archiver's own text")->excludes(json);
-    sub->add_flag("--bits", opt->bits, "With --raw, show the code width column")->needs(raw);
-    sub->callback([opt] { runarchive(*opt, stdout); });
 }
 
 }  // namespace vtool

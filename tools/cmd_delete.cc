@@ -1,6 +1,6 @@
 // cmd_delete.cc - velnor delete: deletes the records whose first key is
 // the value given.
-#include "cliopts.h"
+#include "commands.h"
 #include "walk.h"
 
 namespace vtool {
@@ -30,15 +30,6 @@ long rundelete(const OpenSpec& file, const std::string& value, std::FILE* out) {
     if (n == 0) fail(file.path, "no record whose key 1 is '" + value + "'");
     std::fprintf(out, "Deleted %ld record%s.\n", n, n == 1 ? "" : "s");
     return n;
-}
-
-void adddelete(CLI::App& app) {
-    auto target = std::make_shared<OpenSpec>();
-    auto value = std::make_shared<std::string>();
-    CLI::App* sub = app.add_subcommand("delete", "Delete the record whose primary key is VALUE");
-    fileoptions(sub, *target);
-    sub->add_option("VALUE", *value, "Primary key value (key 1)")->required();
-    sub->callback([target, value] { rundelete(*target, *value, stdout); });
 }
 
 }  // namespace vtool

@@ -7,7 +7,7 @@
 #include <fstream>
 #include <iterator>
 
-#include "cliopts.h"
+#include "commands.h"
 #include "fidtools.h"
 #include "sample.h"
 #include "walk.h"
@@ -19,11 +19,6 @@ namespace vtool {
 namespace {
 
 const char* const marker = ".velnor-demo";
-
-struct DemoOptions {
-    std::string dir = "velnor-demo";
-    unsigned count = 3000;
-};
 
 void step(int n, const char* title) { std::printf("\n== Step %d. %s ==\n\n", n, title); }
 void say(const char* text) { std::printf("%s\n", text); }
@@ -159,6 +154,8 @@ void maintenancestep() {
     opt.operation = "verify";
     runmaint(opt, stdout);
 }
+
+}  // namespace
 
 void rundemo(const DemoOptions& opt) {
     std::printf("velnor demo: a customer file built, searched, changed and archived, step by "
@@ -363,20 +360,6 @@ void rundemo(const DemoOptions& opt) {
     std::printf("\nDone.  The files stay in %s for you to try the commands on; "
                 "velnor --help lists them all.\n",
                 opt.dir.c_str());
-}
-
-}  // namespace
-
-void adddemo(CLI::App& app) {
-    auto opt = std::make_shared<DemoOptions>();
-    CLI::App* sub = app.add_subcommand(
-        "demo", "Build a sample customer file in a fresh folder and show, step by step, what "
-                "velnor does with it");
-    sub->add_option("--dir", opt->dir, "Folder to work in (made fresh)")->capture_default_str();
-    sub->add_option("--count", opt->count, "Number of sample customers")
-        ->capture_default_str()
-        ->check(CLI::Range(50u, 100000u));
-    sub->callback([opt] { rundemo(*opt); });
 }
 
 }  // namespace vtool

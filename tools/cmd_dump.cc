@@ -1,7 +1,7 @@
 // cmd_dump.cc - velnor dump and velnor get: records as text, CSV or JSON,
 // in physical order, key order, along a thread, or those whose key starts
 // with a value.
-#include "cliopts.h"
+#include "commands.h"
 #include "sqltable.h"
 #include "walk.h"
 
@@ -75,44 +75,6 @@ long runget(const GetOptions& opt, std::FILE* out) {
         fail(opt.file.path, "no record whose key " + std::to_string(opt.key) +
                                 (opt.exact ? " is '" : " starts with '") + opt.value + "'");
     return n;
-}
-
-void adddump(CLI::App& app) {
-    auto opt = std::make_shared<DumpOptions>();
-    CLI::App* sub = app.add_subcommand(
-        "dump", "Write the records, item by item, in physical order, key order or along a thread");
-    fileoptions(sub, opt->file);
-    auto key = sub->add_option("--key", opt->key, "Key order: key N of the definition (1 = first)")
-                   ->check(CLI::PositiveNumber);
-    auto thread = sub->add_option("--thread", opt->thread,
-                                  "Walk thread N of the definition (1 = first)")
-                      ->check(CLI::PositiveNumber)
-                      ->excludes(key);
-    formatoption(sub, opt->format, true);
-    encodingoption(sub, opt->encoding);
-    itemsoption(sub, opt->items);
-    sub->add_flag("--deleted", opt->deleted,
-                  "Include deleted records (physical order only), marked D")
-        ->excludes(key)
-        ->excludes(thread);
-    sub->callback([opt] { rundump(*opt, stdout); });
-}
-
-void addget(CLI::App& app) {
-    auto opt = std::make_shared<GetOptions>();
-    CLI::App* sub =
-        app.add_subcommand("get", "Write the records whose key starts with VALUE (or equals it)");
-    fileoptions(sub, opt->file);
-    sub->add_option("VALUE", opt->value, "Key value; a right-justified item may be typed short")
-        ->required();
-    sub->add_option("--key", opt->key, "Key N of the definition (1 = first, the default)")
-        ->capture_default_str()
-        ->check(CLI::PositiveNumber);
-    sub->add_flag("--exact", opt->exact, "Only keys equal to VALUE, not starting with it");
-    formatoption(sub, opt->format);
-    encodingoption(sub, opt->encoding);
-    itemsoption(sub, opt->items);
-    sub->callback([opt] { runget(*opt, stdout); });
 }
 
 }  // namespace vtool

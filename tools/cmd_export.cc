@@ -9,7 +9,7 @@
 
 #include <unistd.h>
 
-#include "cliopts.h"
+#include "commands.h"
 #include "fidtools.h"
 #include "progress.h"
 #include "sqltable.h"
@@ -56,12 +56,7 @@ private:
     sqlite3* db_ = nullptr;
 };
 
-struct ExportOptions {
-    OpenSpec file;
-    std::string database, table;
-    Encoding encoding = Encoding::Cp1252;
-    bool replace = false;
-};
+}  // namespace
 
 long runexport(const ExportOptions& opt, std::FILE* out) {
     RecordFile f(reading(opt.file));
@@ -110,8 +105,6 @@ long runexport(const ExportOptions& opt, std::FILE* out) {
                  t.name.c_str(), opt.database.c_str(), nidx, nidx == 1 ? "" : "es");
     return n;
 }
-
-}  // namespace
 
 void tabletocsv(const std::string& database, const std::string& table, const FHCB* cb,
                 Encoding enc, const std::string& csv) {
@@ -172,19 +165,6 @@ long runloadtable(const LoadOptions& opt, std::FILE* out) {
     load.csv = csv.string();
     load.sqlite.clear();
     return runload(load, out);
-}
-
-void addexport(CLI::App& app) {
-    auto opt = std::make_shared<ExportOptions>();
-    CLI::App* sub = app.add_subcommand(
-        "export", "Copy the records into an SQLite database: one table, a column per item, "
-                  "an index per key");
-    fileoptions(sub, opt->file);
-    sub->add_option("--sqlite", opt->database, "Database to write (made when missing)")->required();
-    sub->add_option("--table", opt->table, "Table name (default: FILE without folder or extension)");
-    sub->add_flag("--replace", opt->replace, "Replace a table of that name");
-    encodingoption(sub, opt->encoding);
-    sub->callback([opt] { runexport(*opt, stdout); });
 }
 
 }  // namespace vtool

@@ -1,6 +1,6 @@
 // cmd_info.cc - velnor info: a record file's names, definition, type and
 // record counts.
-#include "cliopts.h"
+#include "commands.h"
 #include "fidtools.h"
 #include "walk.h"
 
@@ -36,14 +36,6 @@ void runinfo(const OpenSpec& file, std::FILE* out) {
         fail(f.path(), "the header counts " + std::to_string(slots) + " records but " +
                            std::to_string(active + deleted) + " were found; velnor verify " +
                            f.path() + " checks the file");
-}
-
-void addinfo(CLI::App& app) {
-    auto target = std::make_shared<OpenSpec>();
-    CLI::App* sub = app.add_subcommand(
-        "info", "Show a record file's definition (items, keys, threads), its type and counts");
-    fileoptions(sub, *target);
-    sub->callback([target] { runinfo(*target, stdout); });
 }
 
 }  // namespace vtool

@@ -1,8 +1,6 @@
 // cmd_keyword.cc - velnor keyword: make a keyword index, add words to it
 // (given, or every word of a text file's lines), find the values of a word
 // and the words of a value, and remove a value.
-#include <CLI/CLI.hpp>
-
 #include <algorithm>
 #include <cctype>
 #include <cerrno>
@@ -114,18 +112,6 @@ std::string trimmed(std::string s) {
     return s;
 }
 
-void runadd(const KeywordOptions& opt, std::FILE* out) {
-    KeywordIndex ix(opt.index, opt.network);
-    for (const std::string& w : opt.words) {
-        std::vector<char> buf(w.begin(), w.end());
-        buf.push_back('\0');
-        if (fhhypaddword(ix.cb(), buf.data(), opt.value) != 0) ix.fail_status();
-    }
-    ix.close();
-    std::fprintf(out, "Added %zu word%s under %u.\n", opt.words.size(),
-                 opt.words.size() == 1 ? "" : "s", opt.value);
-}
-
 // The words that hold value and begin with prefix (folded to lower case),
 // in the order the listing gives them.
 std::vector<std::string> wordsholding(KeywordIndex& ix, uint32_t value, std::string prefix) {
@@ -162,9 +148,19 @@ void runkwlist(const KeywordOptions& opt, std::FILE* out) {
     if (words.empty()) fail(opt.index, "no word holds the value " + std::to_string(opt.value));
 }
 
-namespace {
+void runkwadd(const KeywordOptions& opt, std::FILE* out) {
+    KeywordIndex ix(opt.index, opt.network);
+    for (const std::string& w : opt.words) {
+        std::vector<char> buf(w.begin(), w.end());
+        buf.push_back('\0');
+        if (fhhypaddword(ix.cb(), buf.data(), opt.value) != 0) ix.fail_status();
+    }
+    ix.close();
+    std::fprintf(out, "Added %zu word%s under %u.\n", opt.words.size(),
+                 opt.words.size() == 1 ? "" : "s", opt.value);
+}
 
-void runremove(const KeywordOptions& opt, std::FILE* out) {
+void runkwremove(const KeywordOptions& opt, std::FILE* out) {
     KeywordIndex ix(opt.index, opt.network);
     const size_t held = wordsholding(ix, opt.value, "").size();
     if (held == 0) {
@@ -175,12 +171,6 @@ void runremove(const KeywordOptions& opt, std::FILE* out) {
     ix.close();
     std::fprintf(out, "Removed %u from %s.\n", opt.value, counted(static_cast<long>(held), "word").c_str());
 }
-
-void valueoption(CLI::App* sub, KeywordOptions& opt) {
-    sub->add_option("VALUE", opt.value, "The value (0 to 4294967295)")->required();
-}
-
-}  // namespace
 
 void runkwcreate(const std::string& index, std::FILE* out) {
     const KeywordNames names(index);
@@ -247,59 +237,6 @@ std::vector<uint32_t> runkwsearch(const KeywordOptions& opt, std::FILE* out) {
     }
     if (values.empty()) fail(opt.index, "'" + opt.word + "' is not in the index");
     return values;
-}
-
-void addkeyword(CLI::App& app) {
-    auto opt = std::make_shared<KeywordOptions>();
-    CLI::App* kw = app.add_subcommand(
-        "keyword", "Keyword indexes: the values (document or record numbers) of each word");
-    kw->require_subcommand(1);
-    kw->add_option("--network", opt->network,
-                   "Network type: SINGLE (default) when no one else has the index open")
-        ->capture_default_str();
-    const char* indexhelp = "The index: NAME.kwd, .kwf, .kwx and .kwp (from NAME, any extension "
-                            "replaced)";
-
-    CLI::App* sub = kw->add_subcommand("create", "Make an empty keyword index");
-    sub->add_option("INDEX", opt->index, indexhelp)->required();
-    sub->callback([opt] { runkwcreate(opt->index, stdout); });
-
-    sub = kw->add_subcommand("add", "Add words under a value");
-    sub->add_option("INDEX", opt->index, indexhelp)->required();
-    valueoption(sub, *opt);
-    sub->add_option("WORD", opt->words, "Words (folded to lower case; 'and', 'the' and words "
-                                        "under 3 letters other than two capitals are ignored)")
-        ->required();
-    sub->callback([opt] { runadd(*opt, stdout); });
-
-    sub = kw->add_subcommand("addlines", "Add the words of each line of a text file");
-    sub->add_option("INDEX", opt->index, indexhelp)->required();
-    sub->add_option("TEXTFILE", opt->textfile, "Text file; a line's number is its value")
-        ->required();
-    sub->add_option("--flags", opt->flags,
-                    "Also index: 2 numbers and words of letters and digits, 4 or 8 numbers, "
-                    "16 words with other characters (add them up)")
-        ->check(CLI::Range(0, 65535));
-    sub->add_option("--value", opt->value, "One value for every line instead of its number")
-        ->each([opt](const std::string&) { opt->onevalue = true; });
-    sub->callback([opt] { runkwaddlines(*opt, stdout); });
-
-    sub = kw->add_subcommand("search", "The values of a word, one a line");
-    sub->add_option("INDEX", opt->index, indexhelp)->required();
-    sub->add_option("WORD", opt->word, "The word (case does not matter)")->required();
-    sub->add_flag("--json", opt->json, "Print a JSON array");
-    sub->callback([opt] { runkwsearch(*opt, stdout); });
-
-    sub = kw->add_subcommand("list", "The words that hold a value, one a line");
-    sub->add_option("INDEX", opt->index, indexhelp)->required();
-    valueoption(sub, *opt);
-    sub->add_option("--prefix", opt->prefix, "Only words that begin with this");
-    sub->callback([opt] { runkwlist(*opt, stdout); });
-
-    sub = kw->add_subcommand("delete", "Remove a value from every word");
-    sub->add_option("INDEX", opt->index, indexhelp)->required();
-    valueoption(sub, *opt);
-    sub->callback([opt] { runremove(*opt, stdout); });
 }
 
 }  // namespace vtool

@@ -8,7 +8,7 @@
 #include <map>
 #include <memory>
 
-#include "cliopts.h"
+#include "commands.h"
 #include "csv.h"
 #include "encoding.h"
 #include "fidtools.h"
@@ -211,6 +211,13 @@ Checked checkrows(CsvFile& csv, const std::vector<Column>& map, FHCB* cb, Record
 
 }  // namespace
 
+bool parsedelimiter(const std::string& name, char* delimiter) {
+    if (name == "tab" || name == "\\t" || name == "\t") *delimiter = '\t';
+    else if (name.size() == 1 && name != "\"" && name != "\n") *delimiter = name[0];
+    else return false;
+    return true;
+}
+
 long runload(const LoadOptions& opt, std::FILE* out) {
     CsvFile csv(opt.csv);
     std::vector<std::string> header;
@@ -290,49 +297,6 @@ long runload(const LoadOptions& opt, std::FILE* out) {
                      checked.replaced == 1 ? "" : "s");
     std::fprintf(out, ".\n");
     return n;
-}
-
-void addload(CLI::App& app) {
-    auto opt = std::make_shared<LoadOptions>();
-    CLI::App* sub = app.add_subcommand(
-        "load", "Add records from a CSV file whose header row names the items");
-    fileoptions(sub, opt->file);
-    auto csv = sub->add_option("--csv", opt->csv,
-                               "CSV input, - for standard input; items of several occurrences as NAME[1], NAME[2]");
-#ifdef VELNOR_SQLITE
-    auto db = sub->add_option("--sqlite", opt->sqlite,
-                              "Rows from a table of this SQLite database instead (as export wrote it)")
-                  ->excludes(csv);
-    sub->add_option("--table", opt->table, "Table of --sqlite (default: FILE without folder or extension)")
-        ->needs(db);
-    encodingoption(sub, opt->encoding);
-#else
-    csv->required();
-#endif
-    sub->add_flag("--replace", opt->replace,
-                  "Let a row replace the items it names in the record with its primary key (refused "
-                  "otherwise); the other items keep their values");
-    sub->add_option_function<std::string>(
-           "--delimiter",
-           [opt](const std::string& d) {
-               if (d == "tab" || d == "\\t" || d == "\t") opt->delimiter = '\t';
-               else if (d.size() == 1 && d != "\"" && d != "\n") opt->delimiter = d[0];
-               else throw CLI::ValidationError("--delimiter", "one character, or tab: " + d);
-           },
-           "Field separator: ',' (the default), ';', tab, ...");
-    sub->add_flag("--lenient", opt->lenient, "Load values that are no number into numeric items as they are");
-    sub->add_flag("--create", opt->create,
-                  "Make the data file (and its index) first, from its definition");
-    sub->callback([opt] {
-#ifdef VELNOR_SQLITE
-        if (!opt->sqlite.empty()) {
-            runloadtable(*opt, stdout);
-            return;
-        }
-        if (opt->csv.empty()) throw CLI::RequiredError("--csv or --sqlite");
-#endif
-        runload(*opt, stdout);
-    });
 }
 
 }  // namespace vtool

@@ -9,7 +9,7 @@
 #include <iostream>
 #include <thread>
 
-#include "cliopts.h"
+#include "commands.h"
 #include "fidtools.h"
 #include "libinternal.h"
 #include "progress.h"
@@ -412,6 +412,8 @@ void release(std::FILE* held, std::FILE* out) {
 
 }  // namespace
 
+bool sharednetwork(const std::string& type) { return !lowered(type).starts_with("single"); }
+
 // A verify beside programs that share the file can meet a write half done:
 // the counts and keys it reads then belong to different moments.  Such a
 // verify checks again, up to SHARED_VERIFY_PASSES times in all, and reports
@@ -437,46 +439,6 @@ int runmaint(const MaintOptions& opt, std::FILE* out) {
             std::this_thread::sleep_for(std::chrono::milliseconds(100));
         }
     return runpass(opt, out, false);
-}
-
-void addmaint(CLI::App& app) {
-    static const char* const exitcodes =
-        "Exit status: 0 the file is sound; 1 stopped or refused; 2 the run failed (a file missing or "
-        "unreadable); 3 faults found (an Error or Solution line, or counts that cannot be).";
-    static const char* const help[] = {
-        "Check a record file against its definition and index or hash file, changing nothing",
-        "Rebuild the index of a record file from its data file",
-        "Copy the active records of a record file into new data and key files, repairing what can be "
-        "repaired"};
-    static const char* const names[] = {"verify", "recover", "pack"};
-    for (int i = 0; i < 3; i++) {
-        auto opt = std::make_shared<MaintOptions>();
-        opt->operation = names[i];
-        CLI::App* sub = app.add_subcommand(names[i], help[i]);
-        sub->add_option("FILE", opt->file, "Data file")->required();
-        sub->add_option("--fid", opt->fid, "Definition file (default: FILE with .fid)");
-        // The record commands' names, with the older spellings kept hidden.
-        sub->add_option("--index", opt->key, "Index or hash file (default: FILE with .idx or .hsh)");
-        sub->add_option("--key-file", opt->key)->group("");
-        sub->add_option("--report", opt->report, "Append the run's report to this text file");
-        sub->add_option_function<std::string>(
-            "--network", [opt](const std::string& type) { opt->shared = !CLI::detail::to_lower(type).starts_with("single"); },
-            "Network type: SINGLE (default) for files no one else has open; any other (MSNET, "
-            "NETWARE, ...) locks what is read, for files in use");
-        sub->add_flag("--shared", opt->shared)->group("");
-        sub->add_option("--tmpdir", opt->tmpdir, "Build the new files in this folder");
-        sub->footer(exitcodes);
-        if (i == 0) {
-            sub->add_flag("--json", opt->json, "Print the verdict, the counts and every finding as JSON");
-            sub->add_flag("--continue", opt->cont, "Go on after an error and report them all");
-            sub->add_flag("--skip-keys", opt->skipkeys, "Skip the key-by-key pass");
-            sub->add_flag("--skip-records", opt->skiprecords, "Skip the record passes and the counts");
-        }
-        if (i == 2) sub->add_flag("--strip", opt->strip, "Move records with unprintable text to FILE with .nas");
-        // A hashed file is recovered by packing it, which may ask too.
-        if (i > 0) sub->add_flag("--yes", opt->yes, "Cut records whose length does not match without asking");
-        sub->callback([opt] { runmaint(*opt, stdout); });
-    }
 }
 
 }  // namespace vtool

@@ -1,6 +1,7 @@
-// commands.h - the subcommands of the velnor program: each registers
-// itself on the command line and has a plain entry the demo reuses.  Every
-// entry prints to out and reports failures through fail() (common.h).
+// commands.h - the subcommands of the velnor program: the options each
+// takes and its plain entry, which the command line (cli.cc) calls and the
+// demo reuses.  Every entry prints to out and reports failures through
+// fail() (common.h).
 #ifndef VELNOR_TOOLS_COMMANDS_H
 #define VELNOR_TOOLS_COMMANDS_H
 
@@ -11,10 +12,6 @@
 
 #include "common.h"
 #include "output.h"
-
-namespace CLI {
-class App;
-}
 
 namespace vtool {
 
@@ -46,6 +43,12 @@ struct GetOptions {
 };
 long runget(const GetOptions& opt, std::FILE* out);
 
+// velnor fid compile IN OUT: writes the binary form of the text
+// definition in to bin.
+void runfidcompile(const std::string& in, const std::string& bin, std::FILE* out);
+// velnor fid show FILE [--text]
+void runfidshow(const std::string& path, bool text, std::FILE* out);
+
 // velnor delete FILE VALUE
 long rundelete(const OpenSpec& file, const std::string& value, std::FILE* out);
 
@@ -60,6 +63,9 @@ struct LoadOptions {
     std::string sqlite{}, table{};  // rows from this database's table instead of csv
     Encoding encoding = Encoding::Cp1252;  // code page the table's text goes into
 };
+// The --delimiter given as name: one character, or tab spelled "tab", "\t"
+// or itself.  False, leaving delimiter alone, for anything else.
+bool parsedelimiter(const std::string& name, char* delimiter);
 long runload(const LoadOptions& opt, std::FILE* out);
 // Writes the rows of table in database as CSV at csv, the columns that
 // name an item of cb's definition only, text in enc.  Built with SQLite.
@@ -70,6 +76,13 @@ void tabletocsv(const std::string& database, const std::string& table, const FHC
 long runloadtable(const LoadOptions& opt, std::FILE* out);
 
 // velnor export FILE --sqlite DB [--table NAME]
+struct ExportOptions {
+    OpenSpec file;
+    std::string database, table;
+    Encoding encoding = Encoding::Cp1252;
+    bool replace = false;
+};
+long runexport(const ExportOptions& opt, std::FILE* out);
 
 // velnor archive ACTION ARCHIVE [FILES...]
 struct ArchiveOptions {
@@ -103,6 +116,10 @@ enum { MAINT_STOPPED = 1, MAINT_FAILED = 2, MAINT_FAULTS = 3 };
 std::string setaside(const MaintOptions& opt);
 // Prints the run's lines to out; EXIT_OK, or fails with the exit status.
 int runmaint(const MaintOptions& opt, std::FILE* out);
+// Whether the --network type locks what is read: any whose name does not
+// begin with SINGLE, in any case.
+bool sharednetwork(const std::string& type);
+
 // velnor keyword create|add|addlines|search|list|delete INDEX ...
 struct KeywordOptions {
     std::string index, network = "SINGLE", word, prefix, textfile;
@@ -113,23 +130,19 @@ struct KeywordOptions {
     bool onevalue = false;  // value for every line of textfile
 };
 void runkwcreate(const std::string& index, std::FILE* out);
+void runkwadd(const KeywordOptions& opt, std::FILE* out);
 // Returns the number of lines.
 long runkwaddlines(const KeywordOptions& opt, std::FILE* out);
 std::vector<uint32_t> runkwsearch(const KeywordOptions& opt, std::FILE* out);
 void runkwlist(const KeywordOptions& opt, std::FILE* out);
+void runkwremove(const KeywordOptions& opt, std::FILE* out);
 
-// Registration on the command line.
-void addinfo(CLI::App& app);
-void adddump(CLI::App& app);
-void addget(CLI::App& app);
-void adddelete(CLI::App& app);
-void addload(CLI::App& app);
-void addfid(CLI::App& app);
-void addarchive(CLI::App& app);
-void adddemo(CLI::App& app);
-void addmaint(CLI::App& app);
-void addkeyword(CLI::App& app);
-void addexport(CLI::App& app);
+// velnor demo [--dir DIR] [--count N]
+struct DemoOptions {
+    std::string dir = "velnor-demo";
+    unsigned count = 3000;
+};
+void rundemo(const DemoOptions& opt);
 
 }  // namespace vtool
 
