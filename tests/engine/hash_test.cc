@@ -40,7 +40,7 @@ protected:
     }
     // hshread of code: 1 found, 0 not found, -1 failure.
     int32_t find(const std::string& code) {
-        std::snprintf(f->cb.index->keybuf, 9, "%-8s", code.c_str());
+        std::snprintf(f->cb.index->keybuf, 9, "%-8.8s", code.c_str());
         if (hshread(&f->cb) != 0) return -1;
         return (f->cb.hashstate & HS_FOUND) ? 1 : 0;
     }
