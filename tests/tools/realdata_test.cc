@@ -85,8 +85,8 @@ TEST_F(RealData, InternationalNamesAndNegativeNumbersAreWalkedVerifiedAndPacked)
                                  "adam smith", "ÇELİK", "çelik", "José García", "jose garcia"};
     std::mt19937 rng(25);
     std::vector<Person> people;
-    for (long i = 0; i < 3000; ++i)
-        people.push_back({i * 3 - 2000, names[rng() % std::size(names)] + std::string(" ") + std::to_string(rng() % 100)});
+    for (long i = 0; i < 50000; ++i)  // the size of a real customer file
+        people.push_back({i * 3 - 20000, names[rng() % std::size(names)] + std::string(" ") + std::to_string(rng() % 1000)});
     std::shuffle(people.begin(), people.end(), rng);
     loadandwalk(people, "cp1252");
     RunResult v = velnor({"verify", "p.dat"});
