@@ -76,14 +76,20 @@ constexpr off_t kExclusiveByte = kHoldByte + 1;
 constexpr off_t kSharingByte = kHoldByte + 2;
 constexpr off_t kReadingByte = kHoldByte + 3;
 
-// Locks one byte at where: read (shared) or write (exclusive).  0, or -1
-// with errno EAGAIN or EACCES when another handle's lock is in the way.
-int lockfar(int fd, short type, off_t where) {
+// A lock of type on the one byte at where.
+struct flock farbyte(short type, off_t where) {
     struct flock fl = {};
     fl.l_type = type;
     fl.l_whence = SEEK_SET;
     fl.l_start = where;
     fl.l_len = 1;
+    return fl;
+}
+
+// Locks one byte at where: read (shared) or write (exclusive).  0, or -1
+// with errno EAGAIN or EACCES when another handle's lock is in the way.
+int lockfar(int fd, short type, off_t where) {
+    struct flock fl = farbyte(type, where);
     int r;
     do {
         r = fcntl(fd, kSetLock, &fl);
@@ -99,11 +105,7 @@ short lockkind(int fd) {
 
 // Whether another handle holds a lock on the byte at where.
 bool lockedfar(int fd, off_t where) {
-    struct flock fl = {};
-    fl.l_type = F_WRLCK;
-    fl.l_whence = SEEK_SET;
-    fl.l_start = where;
-    fl.l_len = 1;
+    struct flock fl = farbyte(F_WRLCK, where);
     return fcntl(fd, kGetLock, &fl) != 0 || fl.l_type != F_UNLCK;
 }
 

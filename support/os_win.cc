@@ -104,12 +104,18 @@ public:
     HoldGuard& operator=(const HoldGuard&) = delete;
 };
 
-// Locks the byte 2^62 + above on h, shared or exclusive: true, or false
-// when another handle's lock is in the way.
-bool lockfar(HANDLE h, DWORD above, bool exclusive) {
+// The range of one byte at 2^62 + above.
+OVERLAPPED farbyte(DWORD above) {
     OVERLAPPED o = {};
     o.Offset = above;
     o.OffsetHigh = 0x40000000;
+    return o;
+}
+
+// Locks the byte 2^62 + above on h, shared or exclusive: true, or false
+// when another handle's lock is in the way.
+bool lockfar(HANDLE h, DWORD above, bool exclusive) {
+    OVERLAPPED o = farbyte(above);
     return LockFileEx(h, LOCKFILE_FAIL_IMMEDIATELY | (exclusive ? LOCKFILE_EXCLUSIVE_LOCK : 0), 0, 1, 0, &o) != 0;
 }
 
@@ -117,9 +123,7 @@ bool lockfar(HANDLE h, DWORD above, bool exclusive) {
 // when free, let go again.
 bool lockedfar(HANDLE h, DWORD above) {
     if (!lockfar(h, above, true)) return true;
-    OVERLAPPED o = {};
-    o.Offset = above;
-    o.OffsetHigh = 0x40000000;
+    OVERLAPPED o = farbyte(above);
     UnlockFileEx(h, 0, 1, 0, &o);
     return false;
 }
