@@ -14,7 +14,7 @@ namespace vtool {
 namespace {
 
 // FILE, --fid, --index and --network, filling target.
-void fileoptions(CLI::App* sub, OpenSpec& target) {
+void fileoptions(CLI::App* sub, RecordTarget& target) {
     sub->add_option("FILE", target.path, "Data file")->required();
     sub->add_option("--fid", target.fid, "Definition file (default: FILE with the extension .fid)");
     sub->add_option("--index", target.index,
@@ -61,7 +61,7 @@ void itemsoption(CLI::App* sub, std::vector<std::string>& items) {
 }
 
 void addinfo(CLI::App& app) {
-    auto target = std::make_shared<OpenSpec>();
+    auto target = std::make_shared<RecordTarget>();
     CLI::App* sub = app.add_subcommand(
         "info", "Show a record file's definition (items, keys, threads), its type and counts");
     fileoptions(sub, *target);
@@ -107,7 +107,7 @@ void addget(CLI::App& app) {
 }
 
 void adddelete(CLI::App& app) {
-    auto target = std::make_shared<OpenSpec>();
+    auto target = std::make_shared<RecordTarget>();
     auto value = std::make_shared<std::string>();
     CLI::App* sub = app.add_subcommand("delete", "Delete the record whose primary key is VALUE");
     fileoptions(sub, *target);

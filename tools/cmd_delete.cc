@@ -5,7 +5,7 @@
 
 namespace vtool {
 
-long rundelete(const OpenSpec& file, const std::string& value, std::FILE* out) {
+long rundelete(const RecordTarget& file, const std::string& value, std::FILE* out) {
     RecordFile f(file);
     f.checkcount();
     FHCB* cb = f.cb();

@@ -56,7 +56,7 @@ const std::vector<std::string> shortitems{"CUSTNO", "LASTNAME", "FIRSTNAME", "CI
                                           "BALANCE"};
 const std::string shortlist = "CUSTNO,LASTNAME,FIRSTNAME,CITY,CREDIT,BALANCE";
 
-const OpenSpec customers{"customer.dat", "", "", "SINGLE"};
+const RecordTarget customers{"customer.dat", "", "", "SINGLE"};
 
 // The thread's records, shown up to limit, counted to the end.
 long showthread(long limit) {

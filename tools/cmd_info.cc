@@ -6,7 +6,7 @@
 
 namespace vtool {
 
-void runinfo(const OpenSpec& file, std::FILE* out) {
+void runinfo(const RecordTarget& file, std::FILE* out) {
     RecordFile f(reading(file));
     FHCB* cb = f.cb();
     std::fprintf(out, "File: %s\n", f.path().c_str());

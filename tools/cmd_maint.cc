@@ -132,7 +132,7 @@ RawCounts rawcounts(const std::string& datname, const std::string& fid) {
 // from below every key misses an active record, which they do not explain.
 long hiddenkeys(const MaintOptions& opt) {
     try {
-        OpenSpec target;
+        RecordTarget target;
         target.path = opt.file;
         target.fid = opt.fid;
         target.index = opt.key;

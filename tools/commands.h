@@ -16,11 +16,11 @@
 namespace vtool {
 
 // velnor info FILE
-void runinfo(const OpenSpec& file, std::FILE* out);
+void runinfo(const RecordTarget& file, std::FILE* out);
 
 // velnor dump FILE [--key N | --thread N] [--format F] [--deleted]
 struct DumpOptions {
-    OpenSpec file;
+    RecordTarget file;
     int key = 0;      // 0 = physical order
     int thread = 0;   // 1-based thread to walk, 0 = none
     Format format = Format::Text;
@@ -33,7 +33,7 @@ long rundump(const DumpOptions& opt, std::FILE* out);
 
 // velnor get FILE --key N VALUE [--exact]
 struct GetOptions {
-    OpenSpec file;
+    RecordTarget file;
     int key = 1;
     std::string value;
     bool exact = false;
@@ -50,11 +50,11 @@ void runfidcompile(const std::string& in, const std::string& bin, std::FILE* out
 void runfidshow(const std::string& path, bool text, std::FILE* out);
 
 // velnor delete FILE VALUE
-long rundelete(const OpenSpec& file, const std::string& value, std::FILE* out);
+long rundelete(const RecordTarget& file, const std::string& value, std::FILE* out);
 
 // velnor load FILE --csv IN [--create] [--replace]
 struct LoadOptions {
-    OpenSpec file;
+    RecordTarget file;
     std::string csv;
     bool create = false;
     bool replace = false;  // a row may replace the items it names in the record with its key
@@ -77,7 +77,7 @@ long runloadtable(const LoadOptions& opt, std::FILE* out);
 
 // velnor export FILE --sqlite DB [--table NAME]
 struct ExportOptions {
-    OpenSpec file;
+    RecordTarget file;
     std::string database, table;
     Encoding encoding = Encoding::Cp1252;
     bool replace = false;

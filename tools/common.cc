@@ -150,7 +150,7 @@ bool takeslocks(const std::string& network) {
     return nettype == 1 || nettype == 2;
 }
 
-RecordFile::RecordFile(const OpenSpec& target, bool create) : spec_(target) {
+RecordFile::RecordFile(const RecordTarget& target, bool create) : target_(target) {
     setname(cb_.datname, target.path);
     setname(cb_.fidname, target.fid);
     setname(cb_.idxname, target.index);
@@ -202,13 +202,13 @@ RecordFile::~RecordFile() {
 
 void RecordFile::hold(bool unshared) {
     const std::string hint = unshared ? " (use --network MSNET to share it)" : " that holds it unshared";
-    const int32_t kind = holdkind(unshared, spec_.readsonly);
+    const int32_t kind = holdkind(unshared, target_.readsonly);
     try {
-        holds_.hold(spec_.path, kind, hint);
-        if (!spec_.index.empty()) {
-            holds_.hold(spec_.index, kind, hint);
-        } else if (!holds_.hold(derivedname(spec_.path, ".idx"), kind, hint)) {
-            holds_.hold(derivedname(spec_.path, ".hsh"), kind, hint);
+        holds_.hold(target_.path, kind, hint);
+        if (!target_.index.empty()) {
+            holds_.hold(target_.index, kind, hint);
+        } else if (!holds_.hold(derivedname(target_.path, ".idx"), kind, hint)) {
+            holds_.hold(derivedname(target_.path, ".hsh"), kind, hint);
         }
     } catch (const Failure&) {
         if (open_) {
@@ -241,10 +241,10 @@ long uncounted(const std::string& path, const std::string& fid) {
 }
 
 void RecordFile::checkcount() const {
-    const long extra = unshared_ ? uncounted(&cb_, spec_.path) : 0;
+    const long extra = unshared_ ? uncounted(&cb_, target_.path) : 0;
     if (extra > 0)
-        fail(spec_.path, "holds " + counted(extra, "record") + " past the count in its header (a run was cut "
-                         "short); a write would overwrite one: run velnor pack " + spec_.path + " first");
+        fail(target_.path, "holds " + counted(extra, "record") + " past the count in its header (a run was cut "
+                         "short); a write would overwrite one: run velnor pack " + target_.path + " first");
 }
 
 void RecordFile::close() {
@@ -256,14 +256,14 @@ void RecordFile::close() {
 std::string RecordFile::fileof(int status) const {
     bool hashed = (cb_.fflags & VN_FF_HASHED) != 0;
     auto idx = [&](const char* ext) {
-        return cb_.idxname[0] ? std::string(cb_.idxname) : derivedname(spec_.path, ext);
+        return cb_.idxname[0] ? std::string(cb_.idxname) : derivedname(target_.path, ext);
     };
     if ((status >= 6 && status <= 8) || status == 13 || status == 41 || status == 42)
-        return cb_.fidname[0] ? std::string(cb_.fidname) : derivedname(spec_.path, ".fid");
+        return cb_.fidname[0] ? std::string(cb_.fidname) : derivedname(target_.path, ".fid");
     if (status >= 21 && status <= 30) return idx(".idx");
     if (status >= 31 && status <= 39 && status != 37) return idx(".hsh");
     if (status == 10) return idx(hashed ? ".hsh" : ".idx");
-    return spec_.path;
+    return target_.path;
 }
 
 void RecordFile::fail_status() const {
@@ -274,7 +274,7 @@ void RecordFile::fail_status() const {
 void RecordFile::setkey(int key) {
     if (key == 0 && cb_.nkeys == 0) return;  // already in physical order
     if (key < 0 || key > cb_.nkeys)
-        fail(spec_.path, "no key " + std::to_string(key) + " (the file has " +
+        fail(target_.path, "no key " + std::to_string(key) + " (the file has " +
                              std::to_string(cb_.nkeys) + ")",
              EXIT_USAGE);
     if (vfhsetkey(&cb_, static_cast<uint8_t>(key)) != 0) fail_status();
@@ -282,7 +282,7 @@ void RecordFile::setkey(int key) {
 
 void RecordFile::checkthread(int thread) const {
     if (thread < 1 || thread > cb_.nthreads)
-        fail(spec_.path, "no thread " + std::to_string(thread) + " (the file has " +
+        fail(target_.path, "no thread " + std::to_string(thread) + " (the file has " +
                              std::to_string(cb_.nthreads) + ")",
              EXIT_USAGE);
 }

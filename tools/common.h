@@ -103,7 +103,7 @@ long uncounted(const std::string& path, const std::string& fid);
 bool takeslocks(const std::string& network);
 
 // How a record file is to be opened.
-struct OpenSpec {
+struct RecordTarget {
     std::string path;           // data file
     std::string fid;            // definition, "" = derived
     std::string index;          // index or hash file, "" = derived
@@ -112,9 +112,9 @@ struct OpenSpec {
 };
 
 // The same file, opened by a run that only reads it.
-inline OpenSpec reading(OpenSpec spec) {
-    spec.readsonly = true;
-    return spec;
+inline RecordTarget reading(RecordTarget target) {
+    target.readsonly = true;
+    return target;
 }
 
 // One open record file.  Every failure is reported (naming the file the
@@ -122,15 +122,15 @@ inline OpenSpec reading(OpenSpec spec) {
 class RecordFile {
 public:
     // Opens the file, or with create makes it new from its definition.
-    RecordFile(const OpenSpec& target, bool create = false);
+    RecordFile(const RecordTarget& target, bool create = false);
     ~RecordFile();
     RecordFile(const RecordFile&) = delete;
     RecordFile& operator=(const RecordFile&) = delete;
 
     FHCB* cb() { return &cb_; }
     const FHCB* cb() const { return &cb_; }
-    const std::string& path() const { return spec_.path; }
-    const OpenSpec& target() const { return spec_; }
+    const std::string& path() const { return target_.path; }
+    const RecordTarget& target() const { return target_; }
 
     // Reports the block's current status against the file it concerns and
     // throws.
@@ -153,7 +153,7 @@ private:
     // Keeps other programs off the data and key files for the run: alone in
     // an unshared mode, alongside other sharers otherwise.
     void hold(bool unshared);
-    OpenSpec spec_;
+    RecordTarget target_;
     bool unshared_ = true;
     FHCB cb_{};
     bool open_ = false;
