@@ -11,12 +11,6 @@ namespace vntest {
 
 namespace {
 
-std::string padname(const std::string& n) {
-    std::string s = n.substr(0, 10);
-    s.resize(10, ' ');
-    return s;
-}
-
 // The order column: entry i is the index of the i-th item by name.
 std::vector<int> orders(const Def& d) {
     std::vector<int> o(d.items.size());
@@ -43,35 +37,6 @@ std::string fidtext(const Def& d) {
     }
     for (const Thread& th : d.threads) t += cat("Thread = ", th.item, ", ", th.expr, "\n");
     return t;
-}
-
-std::string fidbin(const Def& d) {
-    std::string b("TKF\0", 4);
-    for (int v : {608, d.reclen, static_cast<int>(d.items.size()), static_cast<int>(d.keys.size()),
-                  d.hashrecs & 0xFFFF, d.hashrecs >> 16, static_cast<int>(d.threads.size()), d.flags})
-        b += le16(static_cast<uint16_t>(v));
-    const std::vector<int> order = orders(d);
-    for (size_t i = 0; i < d.items.size(); i++) {
-        const Item& it = d.items[i];
-        b += padname(it.name);
-        b += it.type;
-        b += it.just;
-        for (int v : {it.off, it.len, it.occurs, order[i]}) b += le16(static_cast<uint16_t>(v));
-        b += "item\n";
-    }
-    for (const Key& k : d.keys) {
-        b += padname(k.name);
-        b += static_cast<char>(k.keylen);
-        b += static_cast<char>(k.segs.size());
-        for (size_t s = 0; s < 18; s++) {
-            const Seg g = s < k.segs.size() ? k.segs[s] : Seg{0, 0, 0};
-            b += le16(static_cast<uint16_t>(g.off));
-            b += static_cast<char>(g.len);
-            b += static_cast<char>(g.flags);
-        }
-    }
-    for (const Thread& t : d.threads) b += t.item + "\n" + t.expr + "\n";
-    return b;
 }
 
 File::File(const std::string& datname) : buf(512, '\0') {
@@ -193,7 +158,14 @@ std::string File::lookup(const std::string& key) {
 }
 
 std::string EngineTest::define(const std::string& name, const Def& d, bool bin) {
-    writefile(tmp.path(name + ".fid"), bin ? fidbin(d) : fidtext(d));
+    const std::string fid = tmp.path(name + ".fid");
+    writefile(fid, fidtext(d));
+    if (bin) {  // threads live only in the binary form
+        Loaded def;
+        EXPECT_EQ(def.load(fid), 0);
+        for (const Thread& t : d.threads) EXPECT_EQ(fidaddthread(&def.cb, t.item.c_str(), t.expr.c_str()), 0);
+        EXPECT_EQ(savefidbin(&def.cb, fid.c_str()), 0);
+    }
     return tmp.path(name + ".dat");
 }
 
@@ -290,7 +262,7 @@ std::string randomfid(std::mt19937& rng) {
     d.reclen = std::max(at, 8);
     if (pick(0, 3) == 0) d.flags |= 128;                  // record numbers
     if (pick(0, 3) == 0) d.flags |= pick(0, 1) ? 1 : 2;  // variable length or hashed
-    d.hashrecs = pick(1, 3000);
+    if (d.flags & 2) d.hashrecs = pick(1, 3000);
     for (int k = 0, n = pick(d.flags & 2 ? 1 : 0, 6); k < n; ++k) {
         d.keys.push_back({numbered("K", k), 0, {}});
         for (int s = pick(1, 4); s > 0; --s) {
@@ -300,41 +272,6 @@ std::string randomfid(std::mt19937& rng) {
         }
     }
     return fidtext(d);
-}
-
-bool samedef(const FHCB& a, const FHCB& b, std::string* why) {
-    auto diff = [&](const std::string& what) {
-        *why = what;
-        return false;
-    };
-    if (a.reclen != b.reclen || a.nitems != b.nitems || a.nkeys != b.nkeys ||
-        a.nthreads != b.nthreads)
-        return diff("counts");
-    if ((a.fflags & 0x25) != (b.fflags & 0x25)) return diff("flags");
-    if ((a.fflags & VN_FF_HASHED) && a.hashrecs != b.hashrecs) return diff("hashrecs");
-    for (int i = 0; i < a.nitems; ++i) {
-        const FidItem& x = a.items[i];
-        const FidItem& y = b.items[i];
-        if (std::strcmp(x.name, y.name) != 0 || x.type != y.type || x.just != y.just ||
-            x.offset != y.offset || x.length != y.length || x.occurs != y.occurs ||
-            x.order != y.order)
-            return diff(numbered("item ", i));
-    }
-    for (int k = 0; k < a.nkeys; ++k) {
-        const FidKey& x = a.keys[k];
-        const FidKey& y = b.keys[k];
-        if (std::strcmp(x.name, y.name) != 0 || x.keylen != y.keylen || x.nsegs != y.nsegs)
-            return diff(numbered("key ", k));
-        for (int s = 0; s < x.nsegs; ++s)
-            if (x.seg[s].segoff != y.seg[s].segoff || x.seg[s].seglen != y.seg[s].seglen ||
-                x.seg[s].segflags != y.seg[s].segflags)
-                return diff(cat("segment ", s, " of key ", k));
-    }
-    for (int t = 0; t < a.nthreads; ++t)
-        if (a.threads[t].thoff != b.threads[t].thoff ||
-            std::strcmp(a.threads[t].expr, b.threads[t].expr) != 0)
-            return diff(numbered("thread ", t));
-    return true;
 }
 
 }  // namespace vntest

@@ -47,9 +47,8 @@ struct Def {
     std::vector<Thread> threads;
 };
 
-// The definition in the text form and in the binary form.
+// The definition in the text form.
 std::string fidtext(const Def& d);
-std::string fidbin(const Def& d);
 
 // Fixed 30-byte records: ID (10 bytes, the only key when keyed) and NAME
 // (20 bytes), in the text form; flags is the Flags value.
@@ -78,10 +77,6 @@ struct Loaded {
     // Writes text to t.fid in dir and loads it.
     int32_t loadtext(const TempDir& dir, const std::string& text, uint8_t fflags = 0);
 };
-
-// True when the two blocks hold the same definition; names the first
-// difference in *why.
-bool samedef(const FHCB& a, const FHCB& b, std::string* why);
 
 // A zeroed command block naming datname, with a record buffer of its own:
 // 512 zero bytes at first, sized to the record by create() and open().
@@ -134,7 +129,8 @@ protected:
     void TearDown() override;
     // Creates data file name with fidtext(keyed).
     std::string makefile(const std::string& name, bool keyed);
-    // Writes name.fid (text, or binary when bin) and returns name.dat.
+    // Writes name.fid (text, or binary through the library when bin: the
+    // form that holds threads) and returns name.dat.
     std::string define(const std::string& name, const Def& d, bool bin = false);
     TempDir tmp;
 };

@@ -65,21 +65,6 @@ TEST_F(Layout, RecordBytesOnDiskAndBack) {
     }
 }
 
-TEST_F(Layout, RecordNumbersStartAtOneInBase95) {
-    File f(define("n", people(128)));
-    ASSERT_EQ(f.create(), 0);
-    for (int i = 0; i < 96; i++) ASSERT_EQ(f.add(vntest::numbered("K", i), "N"), 0) << i;
-    ASSERT_EQ(f.close(), 0);
-    const std::string b = readfile(f.cb.datname);
-    const int rl = 37;
-    ASSERT_EQ(b.size(), size_t(rl * 97));
-    EXPECT_EQ(b.substr(rl + 1, 5), "    !");       // 1
-    EXPECT_EQ(b.substr(2 * rl + 1, 5), "    \"");  // 2
-    EXPECT_EQ(b.substr(95 * rl + 1, 5), "   ! ");  // 95
-    EXPECT_EQ(b.substr(96 * rl + 1, 5), "   !!");  // 96
-    EXPECT_EQ(b.substr(rl + 6, 4), "K0  ");
-}
-
 TEST_F(Layout, DeletedRecordReadsAsDeletedWithPositionMoved) {
     File f(define("p", people()));
     ASSERT_EQ(f.create(), 0);
