@@ -46,7 +46,7 @@ TEST_F(Archive, FilesComeBackByteForByteAndDeleteMatchesMemberNames) {
     EXPECT_EQ(readfile("a.cmp"), before);
 }
 
-TEST_F(Archive, ListingsShowEveryFieldInColumnsJsonOrTheArchiversText) {
+TEST_F(Archive, ListingsShowEveryFieldInColumnsOrJson) {
     writefile("text.txt", "ABC");
     ASSERT_EQ(velnor({"archive", "add", "a", "text.txt", "one.txt"}).code, 0);
     const std::vector<std::string> l = lines(ok({"archive", "list", "a.cmp"}));
@@ -59,18 +59,14 @@ TEST_F(Archive, ListingsShowEveryFieldInColumnsJsonOrTheArchiversText) {
     EXPECT_TRUE(holds(json.out, "{\"name\": \"text.txt\", \"date\": \"20"));
     EXPECT_TRUE(holds(json.out, "\"size\": 3, \"stored\": 3, \"saving\": 0, \"method\": \"stored\", "
                                 "\"width\": 9, \"check\": \"00c6\"}\n]\n"));
-    EXPECT_EQ(lines(velnor({"archive", "list", "a.cmp", "--raw", "--bits", "--quiet"}).out).at(2),
-              " File Name      Date     Time   Bits");
 }
 
-// Each way an addition or an extraction can fail, with the program's
-// message for it: arguments are checked before anything is written, and
-// no file is left changed.
+// A failed addition or extraction, with the program's message for it:
+// arguments are checked before anything is written; no file is changed.
 TEST_F(Archive, AFailedRunChangesNoFile) {
     ASSERT_EQ(velnor({"archive", "add", "a.cmp", "text.txt", "one.txt"}).code, 0);
     const std::string good = readfile("a.cmp");
     writefile("cut.cmp", good.substr(0, 500));
-    writefile("tiny.cmp", good.substr(0, 20));
     writefile("junk.cmp", std::string(100, 'j'));
     writefile("verylongname_data.csv", "x");
     struct Case {
@@ -84,7 +80,6 @@ TEST_F(Archive, AFailedRunChangesNoFile) {
         {{"add", "new.cmp", "*.xyz"}, 1, "*.xyz: no file matches"},
         {{"add", "nodir/new.cmp", "one.txt"}, 1, "nodir: cannot make the archive in this folder: No such file"},
         {{"extract", "cut.cmp", "--overwrite"}, 1, "text.txt; the archive ends inside it"},
-        {{"extract", "tiny.cmp", "--overwrite"}, 1, "tiny.cmp: cut short inside the entry header"},
         {{"extract", "a.cmp", "--overwrite", "--password", "nope"}, 1,
          "text.txt; the file there is left as it was: its check value differs"},
         {{"extract", "junk.cmp"}, 1, "junk.cmp: not an archive (Not a COMPRESS file.)"},
