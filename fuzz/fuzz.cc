@@ -1,5 +1,5 @@
 // fuzz.cc - the folder, the definitions and the sound files the fuzz
-// targets and the seed writer share.
+// targets share.
 #include "fuzz/fuzz.h"
 
 #include <unistd.h>

@@ -1,4 +1,4 @@
-// fuzz.h - what the fuzz targets and the seed writer share: a private
+// fuzz.h - what the fuzz targets share: a private
 // folder that hostile inputs are written to, the engine started once per
 // process, the record definitions hostile files are opened with, and the
 // sound files those definitions give, built through the library itself.

@@ -17,7 +17,7 @@
 #
 # Each target first replays the inputs of fuzz/regress/TARGET (earlier
 # findings, kept as regression tests) without fuzzing; then it fuzzes a
-# working copy of its seed corpus (written at build time by fuzz_seeds) in
+# working copy of its seed corpus (fuzz/seeds/TARGET, files the library made) in
 # DIR/fuzz/work/TARGET.  A finding's input goes to DIR/fuzz/findings/TARGET;
 # replay it with DIR/fuzz/fuzz_TARGET FILE, and once fixed copy it to
 # fuzz/regress/TARGET.  A run takes at most 10 s per input (-timeout) and
@@ -96,7 +96,7 @@ for t in "${targets[@]}"; do
     limit=(-runs="${runs:-1000000000}")
     [ -n "$runs" ] || limit=(-max_total_time=$((end - SECONDS)))
     "$bin" "${limit[@]}" -timeout=10 -rss_limit_mb=2048 -print_final_stats=1 \
-      -artifact_prefix="$found/" "$work" "$fuzzdir/corpus/$t" >>"$log" 2>&1
+      -artifact_prefix="$found/" "$work" "fuzz/seeds/$t" >>"$log" 2>&1
     rc=$?
     n=$(grep -oE '^stat::number_of_executed_units: [0-9]+' "$log" | tail -n 1 | grep -oE '[0-9]+$')
     [ -n "$n" ] || n=$(grep -oE '^#[0-9]+' "$log" | tail -n 1 | tr -d '#')
