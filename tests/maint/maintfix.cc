@@ -86,22 +86,6 @@ std::vector<std::string> MaintTest::report() {
     return lines;
 }
 
-std::vector<std::string> MaintTest::active(const std::string& dat) {
-    std::vector<std::string> ids;
-    FHCB cb{};
-    std::snprintf(cb.datname, sizeof cb.datname, "%s", dat.c_str());
-    if (vfhopen(&cb) != 0) return {"open failed"};
-    vfhsetkey(&cb, 0);
-    cb.datpos = cb.reclen;
-    for (;;) {
-        int32_t r = vfhread(&cb, 0);
-        if (r != 0 && cb.status != VN_C_DELETED) break;
-        if (r == 0) ids.push_back(std::string(vfhitemoffset(&cb, "ID"), 3));
-    }
-    vfhclose(&cb);
-    return ids;
-}
-
 int32_t MaintTest::openfile(FHCB& cb, const std::string& dat, bool single) {
     std::snprintf(cb.datname, sizeof cb.datname, "%s", dat.c_str());
     if (vfhopen(&cb) != 0) return -1;

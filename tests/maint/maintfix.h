@@ -30,8 +30,6 @@ protected:
     int32_t run(int32_t op, const std::string& dat, uint32_t flags = 0);
     // The report's lines after the header, without their "\r\n".
     std::vector<std::string> report();
-    // The ids of the active records, in physical order.
-    std::vector<std::string> active(const std::string& dat);
     // The active records read in physical order: ID -> NAME, both trimmed;
     // {"open failed", status} when the file does not open.
     std::map<std::string, std::string> records(const std::string& dat);

@@ -52,7 +52,7 @@ TEST_F(MaintTest, CrashBetweenReplacementsLosesNoFile) {
     EXPECT_EQ(count(".ziq"), 1);
     EXPECT_EQ(run(VN_FM_RECOVER, dat), 0);
     EXPECT_EQ(run(VN_FM_VERIFY, dat), 0);
-    EXPECT_EQ(active(dat).size(), 8u);
+    EXPECT_EQ(records(dat).size(), 8u);
 }
 
 }  // namespace

@@ -1,6 +1,6 @@
 // runs_test.cc - the driver and the runs on sound files: results and lines,
-// Stop in every pass, a call from inside the callback, the length question,
-// the strip file, and the periodic flush.
+// Stop in every pass, a call from inside the callback, the length question
+// and the strip file.
 #include <filesystem>
 
 #include "maint/fm.h"
@@ -66,7 +66,7 @@ TEST_F(MaintTest, LinesOfCleanRuns) {
         }
         if (c.op != VN_FM_VERIFY) {
             EXPECT_EQ(count(".ziq") + count(".zdq"), 0);
-            EXPECT_EQ(active(dat).size(), c.kind == RANDOM ? 5u : 8u);
+            EXPECT_EQ(records(dat).size(), c.kind == RANDOM ? 5u : 8u);
             EXPECT_EQ(lines, std::vector<std::string>{std::string("  ") + (c.kind == RANDOM ? c.message : "Successful.")});
         }
     }
@@ -135,7 +135,7 @@ TEST_F(MaintTest, LengthFixIsAskedOnceAndCancelChangesNothing) {
 #endif
     fmsetask(answerok);
     EXPECT_EQ(run(VN_FM_PACK, dat), 0);
-    EXPECT_EQ(active(dat).size(), 8u);
+    EXPECT_EQ(records(dat).size(), 8u);
 }
 
 TEST_F(MaintTest, StripMovesUnprintableRecords) {
@@ -146,18 +146,9 @@ TEST_F(MaintTest, StripMovesUnprintableRecords) {
         EXPECT_EQ(run(VN_FM_PACK, dat, flags), 0);
         EXPECT_EQ(line(VN_FM_STATUS), "Status: Done. 8 active data records. 2 deleted records removed.");
         EXPECT_EQ(vntest::readfile(path("f.nas")), flags ? k06 : "");
-        EXPECT_EQ(active(dat).size(), flags ? 7u : 8u);
+        EXPECT_EQ(records(dat).size(), flags ? 7u : 8u);
         std::filesystem::remove(path("f.nas"));
     }
-}
-
-TEST_F(MaintTest, RecoverFlushesEveryFiveThousandRecords) {
-    std::string dat = build(FIXLEN, 12000, {});
-    const int32_t before = fmflushes;
-    EXPECT_EQ(run(VN_FM_RECOVER, dat), 0);
-    EXPECT_EQ(fmflushes - before, 2);
-    EXPECT_EQ(line(VN_FM_STATUS), "Status: Done. 12000 active data records, 0 deleted records.");
-    EXPECT_EQ(run(VN_FM_VERIFY, dat), 0);
 }
 
 }  // namespace
