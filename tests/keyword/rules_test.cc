@@ -23,16 +23,12 @@ const LineCase kLines[] = {
     {"x86-based systems, (1995).", 0, {"based", "systems"}},
     {"x86-based systems, (1995).", VN_HYP_ALNUM, {"1995", "based", "systems", "x86"}},
     {"x86-based systems, (1995).", VN_HYP_NUMBERS, {"1995", "based", "systems"}},
-    {"x86-based systems, (1995).", VN_HYP_NUMBERS2, {"1995", "based", "systems"}},
     {"US and The Us of a OK", 0, {"ok", "us"}},
-    {"e-mail: me@host.org!", 0, {"mail", "org"}},
     {"e-mail: me@host.org!", VN_HYP_MIXED, {"mail", "me@host", "org"}},
     {"\"Quoted\" 'single' (paren);", 0, {"paren", "quoted", "single"}},
     {"tab\tcr\rlf\nend", 0, {"end", "tab"}},
-    {"ab-CD.EF", 0, {"cd", "ef"}},
     {"x\x7fyz caf\xe9", 0, {}},
     {"x\x7fyz caf\xe9", VN_HYP_MIXED, {"caf\xe9", "x\x7fyz"}},
-    {"'' () ,.;", VN_HYP_MIXED, {}},
     {kLong.c_str(), 0, {std::string(30, 'x')}},  // cut at 256: letters only
 };
 
