@@ -21,10 +21,7 @@ int32_t VELNOR_CALL onstop() {
     cap.stoppolls++;
     return cap.stopafter >= 0 && cap.stoppolls > cap.stopafter ? 1 : 0;
 }
-int32_t VELNOR_CALL onask(const char* question, const char* title) {
-    cap.questions.push_back(std::string(title) + ": " + question);
-    return cap.answer;
-}
+int32_t VELNOR_CALL onask(const char*, const char*) { return 0; }
 
 }  // namespace
 
@@ -150,7 +147,6 @@ std::vector<Entry> entries(const Bytes& archive) {
     while (pos + 32 <= archive.size()) {
         Entry e;
         const uint8_t* h = archive.data() + pos;
-        e.header.assign(h, h + 32);
         e.name.assign(reinterpret_cast<const char*>(h + 2), 12);
         e.name = e.name.c_str();
         e.method = h[14];

@@ -22,15 +22,14 @@ using Bytes = std::vector<uint8_t>;
 struct Capture {
     std::string report;           // report pieces, concatenated
     std::vector<int32_t> errors;  // error numbers in order
-    std::vector<std::string> questions;
-    int32_t answer = 0;           // answer to every question
     int32_t stopafter = -1;       // stop polls answered "go on" before stopping; -1 never
     int32_t stoppolls = 0;
 };
 extern Capture cap;
 
 // A test that runs in its own fresh directory (the current directory while
-// it runs), with sinks and hooks capturing into cap.
+// it runs), with sinks and hooks capturing into cap; every question is
+// answered no.
 class CmpTest : public ::testing::Test {
 protected:
     void SetUp() override;
@@ -75,7 +74,6 @@ Bytes packcodes(const std::vector<uint32_t>& codes, int bits);
 
 // An archive entry split out of archive bytes.
 struct Entry {
-    Bytes header;  // 32 bytes
     Bytes data;
     std::string name;
     uint8_t method = 0;
