@@ -1,15 +1,17 @@
-// keyfuzz.cc - a hostile index or hash file under a sound data file.
-#include "fuzz/keyfuzz.h"
-
+// keys.cc - fuzz targets index and hash (built with VN_FUZZ_HASH 0 and 1):
+// the index file's header and pages, or the hash file's header and probe
+// sequences, hostile under a sound data file, through searches, walks,
+// adds, rewrites and deletes.
 #include <cstdio>
 #include <cstdlib>
 #include <string>
 
+#include "fuzz/fuzz.h"
 #include "index/lebytes.h"
 
-namespace vnfuzz {
-
 namespace {
+
+using namespace vnfuzz;
 
 // Reads forward (or back) at most n records from where the block stands.
 void walk(Block& b, int n, bool back) {
@@ -21,8 +23,11 @@ void walk(Block& b, int n, bool back) {
 
 }  // namespace
 
-void fuzzkeys(Kind kind, const char* ext, const uint8_t* data, size_t size) {
-    static const bool built = build(kind, "s", 30);
+// Puts the input in place of the index or hash file of a sound file, then
+// opens it and searches, walks, adds, rewrites and deletes records.
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    const char* const ext = VN_FUZZ_HASH ? ".hsh" : ".idx";
+    static const bool built = build(VN_FUZZ_HASH ? HASHED : FIXED, "s", 30);
     if (!built) std::abort();
     copy("s.fid", "h.fid");
     copy("s.dat", "h.dat");
@@ -33,7 +38,7 @@ void fuzzkeys(Kind kind, const char* ext, const uint8_t* data, size_t size) {
     // header counts, or when that passes 1 MB the count is cut to the pages
     // the input holds.
     const uint16_t pagesize = size >= 96 ? getle16(data + 94) : 0;
-    if (std::string(ext) == ".idx" && pagesize != 0) {
+    if (!VN_FUZZ_HASH && pagesize != 0) {
         uint64_t pages = getle32(data + 8);
         if (pages * pagesize > (1u << 20)) {
             pages = (size + pagesize - 1) / pagesize;
@@ -43,7 +48,7 @@ void fuzzkeys(Kind kind, const char* ext, const uint8_t* data, size_t size) {
     }
     put(std::string("h") + ext, file);
     Block b("h.dat");
-    if (vfhopen(&b.cb) != 0) return;
+    if (vfhopen(&b.cb) != 0) return 0;
     static const char* const probes[] = {"K05", "Name K2", ""};
     for (int key = 1; key <= b.cb.nkeys; ++key) {
         if (vfhsetkey(&b.cb, static_cast<uint8_t>(key)) != 0) continue;
@@ -63,6 +68,5 @@ void fuzzkeys(Kind kind, const char* ext, const uint8_t* data, size_t size) {
     static const char* const deletes[] = {"K07", "K99", "K08", "K30", "K41"};
     for (const char* id : deletes) b.remove(id);
     vfhsecure(&b.cb);
+    return 0;
 }
-
-}  // namespace vnfuzz
