@@ -7,6 +7,7 @@
 #include "index/pagecache.h"
 #include "support/nothrow.h"
 #include "support/os.h"
+#include "record/keyfile.h"
 
 int8_t initcount = 0;
 OpenFile* openfiles = nullptr;
@@ -99,7 +100,7 @@ bool opensblock(uint8_t opcode) {
 // before the lock goes.
 void afteroperation(FHCB* cb) {
     if (!cb->flocked) return;
-    if (cb->index != nullptr && cb->nettype != 0 && !(cb->mflags & VN_MF_EXCLUSIVE)) pgflush(cb);
+    if (cb->index != nullptr && cb->nettype != 0 && !(cb->mflags & VN_MF_EXCLUSIVE)) pgflush(cb->idxfd);
     fileunlock(cb);
 }
 

@@ -10,6 +10,7 @@
 #include "index/pagecache.h"
 #include "support/os.h"
 #include "support/ossync.h"
+#include "record/keyfile.h"
 
 namespace {
 
@@ -60,7 +61,7 @@ void opclose(FHCB* cb) {
     if (!isshared(cb)) writeheader(cb);
     first.note(cb);
     if (cb->index != nullptr) {
-        if (idxclose(cb) != 0 && cb->status == 0) cb->status = VN_E_IDXCLOSE;
+        if (keyfileclose(cb) != 0 && cb->status == 0) cb->status = VN_E_IDXCLOSE;
         cb->index = nullptr;
         first.note(cb);
     }
@@ -79,11 +80,11 @@ void opsecure(FHCB* cb) {
     if (!isshared(cb)) {
         writeheader(cb);
         if (cb->index != nullptr) {
-            if (pgflush(cb) < 0 && cb->status == 0) cb->status = VN_E_IDXWRITE;
-            hdrwrite(cb);
+            if (pgflush(cb->idxfd) != 0 && cb->status == 0) cb->status = VN_E_IDXWRITE;
+            keyhdrwrite(cb);
         }
     }
-    if (cb->index != nullptr && pgflush(cb) < 0 && cb->status == 0) cb->status = VN_E_IDXWRITE;
+    if (cb->index != nullptr && pgflush(cb->idxfd) != 0 && cb->status == 0) cb->status = VN_E_IDXWRITE;
     // What was secured must outlive a power cut, not only this process:
     // the data and the key file go to the disk before the handles close.
     if (cb->datfd != 0) ossync(static_cast<int32_t>(cb->datfd));

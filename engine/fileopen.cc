@@ -14,6 +14,7 @@
 #include "index/hash.h"
 #include "index/idxfile.h"
 #include "support/os.h"
+#include "record/keyfile.h"
 
 namespace {
 
@@ -70,7 +71,7 @@ int32_t prepare(FHCB* cb, bool* loaded) {
 void abandon(FHCB* cb, bool loaded) {
     uint8_t status = cb->status;
     if (cb->index != nullptr) {
-        idxclose(cb);
+        keyfileclose(cb);
         cb->index = nullptr;
     }
     fhleave(cb);
@@ -140,7 +141,7 @@ int32_t openandload(FHCB* cb, bool loaded) {
         return -1;
     }
     if (!(cb->fflags & VN_FF_NOKEY) && cb->nkeys > 0) {
-        int32_t r = (cb->fflags & VN_FF_HASHED) ? hshopen(cb) : idxopen(cb);
+        int32_t r = keyfileopen(cb);
         if (r != 0) {
             abandon(cb, loaded);
             return -1;
@@ -279,7 +280,7 @@ void opcreate(FHCB* cb) {
         bool hashed = cb->fflags & VN_FF_HASHED;
         int32_t r = -1;
         if (cb->idxname[0] != '\0' || fhderive(cb, cb->idxname, hashed ? ".hsh" : ".idx") == 0) {
-            r = hashed ? hshcreate(cb) : idxcreate(cb);
+            r = keyfilecreate(cb);
         } else {
             cb->status = hashed ? VN_E_HSHCREATE : VN_E_IDXCREATE;
         }

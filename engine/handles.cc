@@ -11,6 +11,7 @@
 #include "index/idxfile.h"
 #include "index/pagecache.h"
 #include "support/os.h"
+#include "record/keyfile.h"
 
 namespace {
 
@@ -87,9 +88,9 @@ int32_t reopen(OpenFile* node) {
         cb->idxfd = static_cast<uint32_t>(h);
         int32_t loaded = 0;
         if (hashed(cb)) {
-            loaded = hshopen(cb);
+            loaded = keyfileopen(cb);
         } else if (cb->index == nullptr) {
-            loaded = idxopen(cb);
+            loaded = keyfileopen(cb);
         }
         if (loaded != 0) {
             uint8_t status = cb->status;
@@ -116,15 +117,15 @@ void parklru(OpenFile* node) {
             if (cb->nthreads > 0) writeheads(cb);
         }
         if (cb->index != nullptr) {
-            pgflush(cb);
-            hdrwrite(cb);
+            pgflush(cb->idxfd);
+            keyhdrwrite(cb);
         }
     }
     uint32_t fd = cb->datfd;
     closefd(fd);
     cb->datfd = fd;
     if (haskeys(cb)) {
-        if (cb->index != nullptr) pgflush(cb);
+        if (cb->index != nullptr) pgflush(cb->idxfd);
         fd = cb->idxfd;
         closefd(fd);
         cb->idxfd = fd;
@@ -199,7 +200,7 @@ int32_t fhpark(FHCB* cb) {
         savepositions(node);
     }
     // Pages cached under the index handle must not outlive it.
-    if (cb->index != nullptr && cb->idxfd != 0) pgflush(cb);
+    if (cb->index != nullptr && cb->idxfd != 0) pgflush(cb->idxfd);
     return closehandles(cb);
 }
 

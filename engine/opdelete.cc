@@ -8,6 +8,7 @@
 #include "index/btree.h"
 #include "index/hash.h"
 #include "index/idxfile.h"
+#include "record/keyfile.h"
 
 void opdelete(FHCB* cb) {
     if (fhactivate(cb) < 0) return;
@@ -25,7 +26,7 @@ void opdelete(FHCB* cb) {
     }
     if (filelock(cb, cb->flockretry) < 0) return;
     bldkey(cb, 0, cb->index->keybuf);
-    const int32_t pos = idxsearch(cb, 0, SRCH_EQUAL);
+    const int32_t pos = keysearch(cb, 0, SRCH_EQUAL);
     if (pos <= 0) {
         if (pos == 0) cb->status = VN_C_NOREC;
         return;

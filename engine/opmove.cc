@@ -10,6 +10,7 @@
 #include "index/btree.h"
 #include "index/hash.h"
 #include "index/idxfile.h"
+#include "record/keyfile.h"
 
 namespace {
 
@@ -40,7 +41,7 @@ void posnkey(FHCB* cb) {
         memset(ix->keybuf, 0, static_cast<size_t>(ix->keylen[k]) + 1);
         memcpy(ix->keybuf, cb->work, len);
         if (desc && k != 0 && len < ix->keylen[k]) ix->keybuf[len] = '~';
-        r = idxsearch(cb, k, desc ? SRCH_LE : SRCH_GE);
+        r = keysearch(cb, k, desc ? SRCH_LE : SRCH_GE);
         if (r > 0 && (cb->mflags & VN_MF_EXACT) && memcmp(ix->keybuf, cb->work, len) != 0) r = 0;
     }
     setcurrent(cb, r);
@@ -148,7 +149,7 @@ void opbacksp(FHCB* cb) {
     } else if (cb->index) {
         const bool desc = cb->mflags & VN_MF_DESCEND;
         const int mode = current ? (desc ? SRCH_STEP : SRCH_STEPBACK) : (desc ? SRCH_FIRST : SRCH_LAST);
-        const int32_t r = idxsearch(cb, cb->curkey, mode);
+        const int32_t r = keysearch(cb, cb->curkey, mode);
         if (r == 0) cb->status = VN_C_NOREC;
         if (r <= 0) return;
         setcurrent(cb, r);

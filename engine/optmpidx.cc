@@ -11,6 +11,7 @@
 #include "index/idxfile.h"
 #include "support/os.h"
 #include "support/limits.h"
+#include "record/keyfile.h"
 
 namespace {
 
@@ -23,7 +24,7 @@ int32_t opentmp(FHCB* cb) {
     }
     if (cb->status != VN_E_IDXOPEN) return -1;
     cb->status = 0;
-    if (idxcreate(cb) < 0) return -1;
+    if (keyfilecreate(cb) < 0) return -1;
     if (fhopenfiles(cb) < 0) {
         osunlink(cb->idxname);
         return -1;
@@ -48,7 +49,7 @@ int32_t checkheader(FHCB* cb) {
 void abandon(FHCB* cb) {
     const uint8_t status = cb->status;
     if (cb->index) {
-        idxclose(cb);
+        keyfileclose(cb);
         cb->index = nullptr;
     }
     fhleave(cb);
@@ -82,7 +83,7 @@ void optmpidx(FHCB* cb) {
         fhdropfid(cb);
         return;
     }
-    if (idxopen(cb) < 0) {
+    if (keyfileopen(cb) < 0) {
         abandon(cb);
         return;
     }

@@ -17,6 +17,7 @@
 #include "index/btree.h"
 #include "index/hash.h"
 #include "index/idxfile.h"
+#include "record/keyfile.h"
 
 namespace {
 
@@ -44,12 +45,12 @@ int32_t updatekeys(FHCB* cb, const char* old) {
             memcpy(oldkey, kb, static_cast<size_t>(n) + 1);
             if (bldkey(cb, i, kb) == n && memcmp(kb, oldkey, static_cast<size_t>(n)) == 0) continue;
             memcpy(kb, oldkey, static_cast<size_t>(n) + 1);
-            if (idxdelete(cb, i, pos) < 0) return -1;
+            if (keydelete(cb, i, pos) < 0) return -1;
             bldkey(cb, i, kb);
         } else {
             bldkey(cb, i, kb);
         }
-        if (idxinsert(cb, i, pos) < 0) return -1;
+        if (keyinsert(cb, i, pos) < 0) return -1;
     }
     return 0;
 }
@@ -63,7 +64,7 @@ int32_t placenew(FHCB* cb, int32_t len, bool var) {
         memcpy(cb->recbuf + (var ? 5 : 1), num, 5);
         if (var) memcpy(packbuf + 5, num, 5);
         bldkey(cb, 0, kb);
-        const int32_t r = idxsearch(cb, 0, SRCH_EQUAL);
+        const int32_t r = keysearch(cb, 0, SRCH_EQUAL);
         if (r < 0) return -1;
         if (r > 0) {
             cb->status = VN_E_IDXCORRUPT;
@@ -72,7 +73,7 @@ int32_t placenew(FHCB* cb, int32_t len, bool var) {
     }
     uint32_t slot = 0;
     if (cb->state & VN_ST_REUSE) {
-        slot = spacetake(cb, static_cast<uint16_t>(len));
+        slot = spacereuse(cb, static_cast<uint16_t>(len));
         if (slot == 0 && cb->status == VN_E_IDXCORRUPT) return -1;
     }
     if (slot > 0) {
@@ -84,7 +85,7 @@ int32_t placenew(FHCB* cb, int32_t len, bool var) {
         cb->nrecs++;
     }
     bldkey(cb, 0, kb);
-    return idxinsert(cb, 0, static_cast<uint32_t>(cb->datpos));
+    return keyinsert(cb, 0, static_cast<uint32_t>(cb->datpos));
 }
 
 // Decides whether the write adds or rewrites, and where.  *isnew and
@@ -106,7 +107,7 @@ int32_t locate(FHCB* cb, int32_t len, bool var, bool keys, bool* isnew, bool* ha
         return 0;
     }
     bldkey(cb, 0, cb->index->keybuf);
-    const int32_t r = idxsearch(cb, 0, SRCH_EQUAL);
+    const int32_t r = keysearch(cb, 0, SRCH_EQUAL);
     if (r < 0) return -1;
     if (r > 0) {
         cb->datpos = r;
@@ -172,7 +173,7 @@ void opwrite(FHCB* cb) {
     if (cb->fflags & (VN_FF_TMPIDX | 0x02)) {
         if (!keys) return;
         bldkey(cb, 0, cb->index->keybuf);
-        idxinsert(cb, 0, static_cast<uint32_t>(cb->datpos));
+        keyinsert(cb, 0, static_cast<uint32_t>(cb->datpos));
         return;
     }
     const bool def = cb->nitems > 0;
@@ -186,7 +187,7 @@ void opwrite(FHCB* cb) {
         isnew = true;
         if (keys) {
             bldkey(cb, 0, cb->index->keybuf);
-            if (idxinsert(cb, 0, static_cast<uint32_t>(cb->datpos)) < 0) return;
+            if (keyinsert(cb, 0, static_cast<uint32_t>(cb->datpos)) < 0) return;
         }
     } else {
         if (def && isshared(cb)) {

@@ -7,6 +7,7 @@
 #include "index/btint.h"
 #include "index/btree.h"
 #include "definition/definition.h"
+#include "velnor.h"
 #include "index/idxfile.h"
 #include "index/idxpage.h"
 #include "index/pagecache.h"
@@ -14,23 +15,23 @@
 namespace {
 
 // Removes the entry at the cursor's slot.
-int32_t removeat(FHCB* cb, int index) {
-    IdxState* st = cb->index;
+int32_t removeat(IdxFile& f, int index) {
+    IdxState* st = f.state;
     IdxCursor& c = st->cursor[index];
     unsigned cap = c.cap, k = st->keylen[index];
     for (;;) {
         uint8_t* img = c.img;
         unsigned count = img[PG_COUNT], slot = c.slot;
-        if (slot >= count) return btcorrupt(cb);
+        if (slot >= count) return VN_E_IDXCORRUPT;
         if (count == 1) {
-            if (pagefree(cb, index, c.page) < 0) return -1;
+            if (const int32_t r = pagefree(f, index, c.page)) return r;
             if (c.depth == 0) {
                 st->root[index] = 0;
                 st->dirty = 1;
                 return 0;
             }
             IdxPath e = c.path[--c.depth];
-            if (btreadpage(cb, index, e.page) < 0) return -1;
+            if (const int32_t r = btreadpage(f, index, e.page)) return r;
             c.slot = e.slot;
             continue;
         }
@@ -41,7 +42,7 @@ int32_t removeat(FHCB* cb, int index) {
         pgsetptr(img, count, 0);
         memset(pgkey(img, cap, k, count), 0, k);
         img[PG_COUNT] = static_cast<uint8_t>(count);
-        if (pgwrite(cb, index, c.page) < 0) return -1;
+        if (const int32_t r = pgwrite(f, index, c.page)) return fromcache(r);
         if (slot != count || c.depth == 0) return 0;
         // The page's highest key changed: the nearest ancestor that steers
         // by it (or the root) gets the new one.
@@ -50,40 +51,35 @@ int32_t removeat(FHCB* cb, int index) {
         IdxPath e;
         do e = c.path[--c.depth];
         while (e.slot + 1 == e.count && c.depth > 0);
-        if (btreadpage(cb, index, e.page) < 0) return -1;
-        if (e.slot >= c.img[PG_COUNT]) return btcorrupt(cb);
+        if (const int32_t r = btreadpage(f, index, e.page)) return r;
+        if (e.slot >= c.img[PG_COUNT]) return VN_E_IDXCORRUPT;
         memcpy(pgkey(c.img, cap, k, e.slot), last, k);
         c.slot = e.slot;
-        return pgwrite(cb, index, e.page);
+        return fromcache(pgwrite(f, index, e.page));
     }
 }
 
 }  // namespace
 
-int32_t idxdelete(FHCB* cb, int index, uint32_t pos) {
-    IdxState* st = cb->index;
+int32_t idxdelete(IdxFile& f, int index, uint32_t pos) {
+    IdxState* st = f.state;
     IdxCursor& c = st->cursor[index];
-    bool shared = isshared(cb);
-    if (shared && hdrrefresh(cb) < 0) return -1;
+    if (f.shared) {
+        if (const int32_t r = hdrrefresh(f)) return r;
+    }
     // Unshared, a search may resume in the leaf the cursor holds.  Only an
     // entry that is neither alone nor last in its leaf is taken from such a
     // search, since removing it never touches the path above the leaf;
     // anything else is searched again from the root.
-    int32_t r = 0;
-    if (!shared && c.page != 0 && pgisleaf(c.img)) {
-        r = btfind(cb, index, SRCH_EQUAL, true);
-        if (r < 0) return btstatus(cb, -1);
-        if (r > 0 && !(c.slot + 1 < c.img[PG_COUNT] && pgptr(c.img, c.slot) == pos)) r = 0;
+    bool found = false;
+    if (!f.shared && c.page != 0 && pgisleaf(c.img)) {
+        if (const int32_t r = btfind(f, index, SRCH_EQUAL, true, &found)) return r;
+        if (found && !(c.slot + 1 < c.img[PG_COUNT] && pgptr(c.img, c.slot) == pos)) found = false;
     }
-    if (r == 0) {
+    if (!found) {
         c.page = 0;
-        r = btfind(cb, index, SRCH_EQUAL, false);
+        if (const int32_t r = btfind(f, index, SRCH_EQUAL, false, &found)) return r;
     }
-    if (r < 0) return btstatus(cb, -1);
-    if (r == 0 || pgptr(c.img, c.slot) != pos) {
-        cb->status = VN_E_INDEX;
-        return -1;
-    }
-    r = removeat(cb, index);
-    return btstatus(cb, idxsync(cb, r));
+    if (!found || pgptr(c.img, c.slot) != pos) return VN_E_INDEX;
+    return idxsync(f, removeat(f, index));
 }

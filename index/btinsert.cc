@@ -8,6 +8,7 @@
 #include "index/btint.h"
 #include "index/btree.h"
 #include "definition/definition.h"
+#include "velnor.h"
 #include "index/idxfile.h"
 #include "index/idxpage.h"
 #include "index/pagecache.h"
@@ -24,13 +25,13 @@ void moveentries(uint8_t* dst, uint8_t* src, unsigned cap, unsigned k, unsigned 
     memset(pgkey(src, cap, k, from), 0, k * n);
 }
 
-// Writes the spare image as page.
-int32_t writespare(FHCB* cb, int index, uint32_t page) {
-    IdxState* st = cb->index;
+// Writes the spare image as page.  0, or the marked cache status.
+int32_t writespare(IdxFile& f, int index, uint32_t page) {
+    IdxState* st = f.state;
     IdxCursor& c = st->cursor[index];
     std::swap(c.image, st->spare);
     std::swap(c.img, st->spareimg);
-    int32_t r = pgwrite(cb, index, page);
+    const int32_t r = fromcache(pgwrite(f, index, page));
     std::swap(c.image, st->spare);
     std::swap(c.img, st->spareimg);
     return r;
@@ -38,30 +39,30 @@ int32_t writespare(FHCB* cb, int index, uint32_t page) {
 
 // Puts (ptr, key) at slot of the cursor's page and writes it; a page that
 // becomes full is split and the split carried up the path.
-int32_t insertat(FHCB* cb, int index, unsigned slot, uint32_t ptr, const uint8_t* key) {
-    IdxState* st = cb->index;
+int32_t insertat(IdxFile& f, int index, unsigned slot, uint32_t ptr, const uint8_t* key) {
+    IdxState* st = f.state;
     IdxCursor& c = st->cursor[index];
     unsigned cap = c.cap, k = st->keylen[index];
     uint8_t lastold[256], lastnew[256];
     for (;;) {
         uint8_t* img = c.img;
         unsigned count = img[PG_COUNT];
-        if (count >= cap || slot > count) return btcorrupt(cb);
+        if (count >= cap || slot > count) return VN_E_IDXCORRUPT;
         memmove(img + PG_PTRS + 4 * (slot + 1), img + PG_PTRS + 4 * slot, 4 * (count - slot));
         memmove(pgkey(img, cap, k, slot + 1), pgkey(img, cap, k, slot), k * (count - slot));
         pgsetptr(img, slot, ptr);
         memcpy(pgkey(img, cap, k, slot), key, k);
         c.slot = static_cast<uint8_t>(slot);
         img[PG_COUNT] = static_cast<uint8_t>(++count);
-        if (pgwrite(cb, index, c.page) < 0) return -1;
+        if (const int32_t r = pgwrite(f, index, c.page)) return fromcache(r);
         if (count < cap) return 0;
 
         // Split: keep entries 0..keep-1 here, the rest go to a new page.
         unsigned keep = slot < cap - 1 ? cap / 2 : cap - cap / 8;
         if (slot == keep) keep++;
         if (keep >= cap) keep = cap - 1;  // the new page gets at least one
-        uint32_t right = pagenew(cb, index);
-        if (right == 0) return -1;
+        uint32_t right;
+        if (const int32_t r = pagenew(f, index, &right)) return r;
         uint8_t* sp = st->spareimg;
         memset(sp, 0, st->pagesize);
         sp[PG_KIND] = img[PG_KIND];
@@ -71,12 +72,13 @@ int32_t insertat(FHCB* cb, int index, unsigned slot, uint32_t ptr, const uint8_t
         img[PG_COUNT] = static_cast<uint8_t>(keep);
         memcpy(lastold, pgkey(img, cap, k, keep - 1), k);
         memcpy(lastnew, pgkey(sp, cap, k, cap - keep - 1), k);
-        if (pgwrite(cb, index, c.page) < 0 || writespare(cb, index, right) < 0) return -1;
+        if (const int32_t r = pgwrite(f, index, c.page)) return fromcache(r);
+        if (const int32_t r = writespare(f, index, right)) return r;
 
         if (c.depth > 0) {
             IdxPath e = c.path[--c.depth];
-            if (btreadpage(cb, index, e.page) < 0) return -1;
-            if (e.slot >= c.img[PG_COUNT]) return btcorrupt(cb);
+            if (const int32_t r = btreadpage(f, index, e.page)) return r;
+            if (e.slot >= c.img[PG_COUNT]) return VN_E_IDXCORRUPT;
             // The new page's last key may be stale (an inner page's last
             // key is not kept up to date); below the parent's last slot the
             // parent's key is exact, and the new page inherits that high end.
@@ -98,37 +100,38 @@ int32_t insertat(FHCB* cb, int index, unsigned slot, uint32_t ptr, const uint8_t
         memcpy(pgkey(img, cap, k, 0), lastold, k);
         pgsetptr(img, 1, right);
         memcpy(pgkey(img, cap, k, 1), lastnew, k);
-        uint32_t root = pagenew(cb, index);
-        if (root == 0) return -1;
+        uint32_t root;
+        if (const int32_t r = pagenew(f, index, &root)) return r;
         st->root[index] = root;
         st->dirty = 1;
         c.page = root;
         c.slot = 1;
-        return pgwrite(cb, index, root);
+        return fromcache(pgwrite(f, index, root));
     }
 }
 
 }  // namespace
 
-int32_t idxinsert(FHCB* cb, int index, uint32_t pos) {
-    IdxState* st = cb->index;
+int32_t idxinsert(IdxFile& f, int index, uint32_t pos) {
+    IdxState* st = f.state;
     IdxCursor& c = st->cursor[index];
-    bool shared = isshared(cb);
-    if (shared && hdrrefresh(cb) < 0) return -1;
+    if (f.shared) {
+        if (const int32_t r = hdrrefresh(f)) return r;
+    }
     unsigned slot = 0;
     if (st->root[index]) {
-        bool resume = !shared && c.page != 0 && pgisleaf(c.img);
-        int32_t r = btfind(cb, index, SRCH_NEXT, resume);
-        if (r < 0) return btstatus(cb, -1);
-        if (r > 0) {
+        bool resume = !f.shared && c.page != 0 && pgisleaf(c.img);
+        bool found;
+        if (const int32_t r = btfind(f, index, SRCH_NEXT, resume, &found)) return r;
+        if (found) {
             slot = c.slot;
             c.atend = 0;
         } else {
             slot = c.slot + 1u;
         }
     } else {
-        uint32_t page = pagenew(cb, index);
-        if (page == 0) return btstatus(cb, -1);
+        uint32_t page;
+        if (const int32_t r = pagenew(f, index, &page)) return r;
         st->root[index] = page;
         st->dirty = 1;
         memset(c.img, 0, st->pagesize);
@@ -139,6 +142,6 @@ int32_t idxinsert(FHCB* cb, int index, uint32_t pos) {
         c.depth = 0;
         c.slot = 0;
     }
-    int32_t r = insertat(cb, index, slot, pos, reinterpret_cast<const uint8_t*>(st->keybuf));
-    return btstatus(cb, idxsync(cb, r));
+    const int32_t r = insertat(f, index, slot, pos, reinterpret_cast<const uint8_t*>(st->keybuf));
+    return idxsync(f, r);
 }

@@ -5,7 +5,7 @@
 
 #include <cstdint>
 
-#include "velnor.h"
+#include "index/idxctx.h"
 
 // Search modes.
 enum {
@@ -21,13 +21,21 @@ enum {
 };
 
 // The order of two keys of index: -1, 0 or 1.
-int keycmp(FHCB* cb, int index, const char* a, const char* b);
+int keycmp(const IdxFile& f, int index, const char* a, const char* b);
 // n when keycmp of index orders every pair of keys as a memcmp of their first
 // n bytes does (every part ascending bytes, the primary tail too), else 0.
-unsigned keyflatlen(const FHCB* cb, int index);
-// Record position (> 0), 0 for none, or -1 with status.
-int32_t idxsearch(FHCB* cb, int index, int mode);
-int32_t idxinsert(FHCB* cb, int index, uint32_t pos);
-int32_t idxdelete(FHCB* cb, int index, uint32_t pos);
+unsigned keyflatlen(const IdxFile& f, int index);
+
+// Search, insert and delete work on the key in f.state's key buffer and
+// return 0 or a status, as idxctx.h says: VN_E_IDXCORRUPT for a page that
+// cannot be part of the index, the marked cause of a page cache failure,
+// VN_E_IDXREAD or VN_E_IDXWRITE for the shared header.
+
+// The record position of the entry found in *pos (0 for none); its key is
+// copied into the key buffer.
+int32_t idxsearch(IdxFile& f, int index, int mode, uint32_t* pos);
+int32_t idxinsert(IdxFile& f, int index, uint32_t pos);
+// VN_E_INDEX when no entry has that key and position.
+int32_t idxdelete(IdxFile& f, int index, uint32_t pos);
 
 #endif

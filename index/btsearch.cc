@@ -8,6 +8,7 @@
 #include "index/btint.h"
 #include "index/btree.h"
 #include "definition/definition.h"
+#include "velnor.h"
 #include "index/idxfile.h"
 #include "index/idxpage.h"
 #include "index/pagecache.h"
@@ -18,7 +19,7 @@ namespace {
 enum { RESTART = 2, CLIMBNEXT = 3, CLIMBPREV = 4 };
 
 struct Search {
-    FHCB* cb;
+    IdxFile* f;
     int index;
     IdxCursor* c;
     unsigned k;
@@ -29,9 +30,10 @@ struct Search {
     bool inplace;  // shared: pages are read where the file's map shows them
 };
 
-int32_t corrupt(FHCB* cb, IdxCursor* c) {
+// A page that cannot be part of this index: the cursor lets it go.
+int32_t corrupt(IdxCursor* c) {
     c->page = 0;
-    return btcorrupt(cb);
+    return VN_E_IDXCORRUPT;
 }
 
 // memcmp of n bytes, kept inline for the short keys of a page: eight bytes
@@ -61,13 +63,13 @@ int flatcmp(const char* a, const char* b, unsigned n) {
 // ascending order, so a binary search finds the entry a scan down from
 // start would.
 int scan(const Search& s, const uint8_t* img, int start, int* cmp) {
-    const char* key = s.cb->index->keybuf;
+    const char* key = s.f->state->keybuf;
     int lo = 0, hi = start + 1;
     *cmp = -1;
     while (lo < hi) {
         int mid = lo + (hi - lo) / 2;
         const char* entry = reinterpret_cast<const char*>(pgkey(img, s.c->cap, s.k, mid));
-        int r = s.flat ? flatcmp(key, entry, s.flat) : keycmp(s.cb, s.index, key, entry);
+        int r = s.flat ? flatcmp(key, entry, s.flat) : keycmp(*s.f, s.index, key, entry);
         if (r >= 0) {
             lo = mid + 1;
             *cmp = r;
@@ -141,14 +143,14 @@ bool pageofindex(const uint8_t* img, const IdxCursor* c, int index) {
 // Shared, before a step resumes in the cursor's leaf: the leaf read again
 // from the file, since another process may have changed it.  1 when it is
 // still a leaf of this index to resume in, 0 when the search must descend,
-// -1 when the read failed.  A page freed or reused since is no harm: an
-// answer the leaf cannot settle, because the key lies at or beyond its ends,
-// makes the search descend from the root.
-int32_t leafagain(FHCB* cb, int index) {
-    IdxState* st = cb->index;
+// -1 when the read failed (*status).  A page freed or reused since is no
+// harm: an answer the leaf cannot settle, because the key lies at or
+// beyond its ends, makes the search descend from the root.
+int32_t leafagain(IdxFile& f, int index, int32_t* status) {
+    IdxState* st = f.state;
     IdxCursor* c = &st->cursor[index];
     if (c->page >= st->nextpage) return 0;
-    if (pgread(cb, index, c->page) < 0) {
+    if ((*status = pgread(f, index, c->page)) != 0) {
         c->page = 0;
         return -1;
     }
@@ -162,27 +164,23 @@ namespace {
 
 // Page of index to read, made the cursor's page: the cache's copy, pinned
 // as pgview says, or the cursor's image with *pin null.  It must lie inside
-// the file, belong to index and hold 1..cap entries.  Null, with the cursor
-// left without a page, when it cannot be read or is corrupt (status 28).
-const uint8_t* viewpage(FHCB* cb, int index, uint32_t page, void** pin) {
-    IdxState* st = cb->index;
+// the file, belong to index and hold 1..cap entries.  0 with *img; else,
+// with the cursor left without a page, VN_E_IDXCORRUPT or the marked
+// cache status.
+int32_t viewpage(IdxFile& f, int index, uint32_t page, const uint8_t** img, void** pin) {
+    IdxState* st = f.state;
     IdxCursor* c = &st->cursor[index];
     *pin = nullptr;
-    if (page == 0 || page >= st->nextpage) {
-        corrupt(cb, c);
-        return nullptr;
-    }
-    const uint8_t* img = pgview(cb, index, page, pin);
-    if (img == nullptr) {
+    if (page == 0 || page >= st->nextpage) return corrupt(c);
+    if (const int32_t r = pgview(f, index, page, img, pin)) {
         c->page = 0;
-        return nullptr;
+        return fromcache(r);
     }
     c->page = page;
     c->atend = 0;
-    if (pageofindex(img, c, index)) return img;
+    if (pageofindex(*img, c, index)) return 0;
     if (*pin != nullptr) pgunpin(*pin);
-    corrupt(cb, c);
-    return nullptr;
+    return corrupt(c);
 }
 
 // Makes the cursor's image hold img, a page viewpage pinned or its own.
@@ -215,9 +213,9 @@ void descendmapped(void* arg) {
     auto* d = static_cast<MapDescent*>(arg);
     const Search& s = *d->s;
     IdxCursor* c = s.c;
-    const IdxState* st = s.cb->index;
+    const IdxState* st = s.f->state;
     while (d->page != 0 && d->page < st->nextpage && c->depth < IDX_MAXDEPTH) {
-        const uint8_t* view = pgmapped(s.cb, d->page);
+        const uint8_t* view = pgmapped(*s.f, d->page);
         if (view == nullptr) return;
         // The count is read once, as the bound of all that follows.
         const int count = *static_cast<const volatile uint8_t*>(view + PG_COUNT);
@@ -242,31 +240,35 @@ void descendmapped(void* arg) {
 // it stopped.
 bool descendinplace(const Search& s, uint32_t* page) {
     MapDescent d = {&s, *page, false};
-    const bool whole = osmapguard(static_cast<int32_t>(s.cb->idxfd), descendmapped, &d);
+    const bool whole = osmapguard(static_cast<int32_t>(s.f->fd), descendmapped, &d);
     *page = d.page;
     return whole && d.leaf;
 }
 
 }  // namespace
 
-int32_t btreadpage(FHCB* cb, int index, uint32_t page) {
+int32_t btreadpage(IdxFile& f, int index, uint32_t page) {
     void* pin = nullptr;
-    const uint8_t* img = viewpage(cb, index, page, &pin);
-    if (img == nullptr) return -1;
-    keepcopy(&cb->index->cursor[index], img, pin, cb->index->pagesize);
+    const uint8_t* img;
+    if (const int32_t r = viewpage(f, index, page, &img, &pin)) return r;
+    keepcopy(&f.state->cursor[index], img, pin, f.state->pagesize);
     return 0;
 }
 
-int32_t btfind(FHCB* cb, int index, int mode, bool resume) {
-    IdxState* st = cb->index;
-    Search s = {cb, index, &st->cursor[index], st->keylen[index], keyflatlen(cb, index),
+int32_t btfind(IdxFile& f, int index, int mode, bool resume, bool* found) {
+    IdxState* st = f.state;
+    Search s = {&f, index, &st->cursor[index], st->keylen[index], keyflatlen(f, index),
                 mode == SRCH_NEXT || mode == SRCH_GE || mode == SRCH_STEP,
                 mode == SRCH_PREV || mode == SRCH_LE || mode == SRCH_STEPBACK,
-                mode == SRCH_EQUAL || mode == SRCH_GE || mode == SRCH_LE, isshared(cb)};
+                mode == SRCH_EQUAL || mode == SRCH_GE || mode == SRCH_LE, f.shared};
     IdxCursor* c = s.c;
+    *found = false;
     if (resume) {
         int32_t r = leafanswer(s, true);
-        if (r != RESTART) return r;
+        if (r != RESTART) {
+            *found = r == 1;
+            return 0;
+        }
     }
     if (st->root[index] == 0) return 0;
     c->depth = 0;
@@ -274,14 +276,13 @@ int32_t btfind(FHCB* cb, int index, int mode, bool resume) {
     uint32_t page = st->root[index];
     // A search passes each page of the file at most twice; more is a loop.
     for (uint64_t passed = 0;; passed++) {
-        if (passed > 2 * uint64_t{st->nextpage} + IDX_MAXDEPTH) return corrupt(cb, c);
+        if (passed > 2 * uint64_t{st->nextpage} + IDX_MAXDEPTH) return corrupt(c);
         // An inner page is searched where the map or the cache shows it;
         // the cursor takes a copy of the leaf only.
         void* pin = nullptr;
         const uint8_t* img = c->img;
         if (!s.inplace || !descendinplace(s, &page)) {
-            img = viewpage(cb, index, page, &pin);
-            if (img == nullptr) return -1;
+            if (const int32_t r = viewpage(f, index, page, &img, &pin)) return r;
             if (pgisleaf(img)) {
                 keepcopy(c, img, pin, st->pagesize);
                 img = c->img;
@@ -291,7 +292,10 @@ int32_t btfind(FHCB* cb, int index, int mode, bool resume) {
         int count = img[PG_COUNT];
         if (pgisleaf(img)) {
             int32_t r = leafanswer(s, false);
-            if (r != CLIMBNEXT && r != CLIMBPREV) return r;
+            if (r != CLIMBNEXT && r != CLIMBPREV) {
+                *found = r == 1;
+                return 0;
+            }
             int d = climbto(c, r == CLIMBNEXT);
             if (d < 0) {
                 if (r == CLIMBNEXT) c->atend = 1;
@@ -301,7 +305,7 @@ int32_t btfind(FHCB* cb, int index, int mode, bool resume) {
             IdxPath& e = c->path[d];
             const uint32_t below = d + 1 < c->depth ? c->path[d + 1].page : c->page;
             c->depth = static_cast<uint8_t>(d + 1);
-            if (btreadpage(cb, index, e.page) < 0) return -1;
+            if (const int32_t rd = btreadpage(f, index, e.page)) return rd;
             if (s.inplace && pgptr(c->img, e.slot) != below) {
                 // Another process changed the ancestor since the search
                 // read it in place: search again through the cache, which
@@ -313,7 +317,7 @@ int32_t btfind(FHCB* cb, int index, int mode, bool resume) {
                 continue;
             }
             int slot = r == CLIMBNEXT ? e.slot + 1 : e.slot - 1;
-            if (slot >= c->img[PG_COUNT]) return corrupt(cb, c);
+            if (slot >= c->img[PG_COUNT]) return corrupt(c);
             e.slot = static_cast<uint8_t>(slot);
             e.count = c->img[PG_COUNT];
             page = pgptr(c->img, slot);
@@ -322,47 +326,46 @@ int32_t btfind(FHCB* cb, int index, int mode, bool resume) {
         int slot = childslot(s, img, count);
         const uint32_t child = pgptr(img, slot);
         if (pin != nullptr) pgunpin(pin);
-        if (c->depth >= IDX_MAXDEPTH) return corrupt(cb, c);
+        if (c->depth >= IDX_MAXDEPTH) return corrupt(c);
         c->path[c->depth++] = {page, static_cast<uint8_t>(slot), static_cast<uint8_t>(count)};
         page = child;
     }
 }
 
-int32_t btstatus(FHCB* cb, int32_t r) {
-    if (r < 0 && cb->status == 0) cb->status = static_cast<uint8_t>(cacheerror ? cacheerror : VN_E_IDXWRITE);
-    return r;
-}
-
-int32_t idxsearch(FHCB* cb, int index, int mode) {
-    IdxState* st = cb->index;
+int32_t idxsearch(IdxFile& f, int index, int mode, uint32_t* pos) {
+    IdxState* st = f.state;
     IdxCursor* c = &st->cursor[index];
+    *pos = 0;
     const bool step = mode == SRCH_STEP || mode == SRCH_STEPBACK || mode == SRCH_NEXT || mode == SRCH_PREV;
     if (mode == SRCH_FIRST || mode == SRCH_LAST) {
-        keylimit(cb, index, mode == SRCH_LAST);
+        keylimit(f, index, mode == SRCH_LAST);
         mode = mode == SRCH_FIRST ? SRCH_STEP : SRCH_STEPBACK;
     }
-    bool shared = isshared(cb);
-    if (shared && hdrrefresh(cb) < 0) return -1;
+    if (f.shared) {
+        if (const int32_t r = hdrrefresh(f)) return r;
+    }
     // Shared, only a step resumes: its key is the cursor's entry, which
     // the leaf read again most likely still holds.
     bool resume = c->page != 0 && pgisleaf(c->img);
-    if (shared && resume) {
-        const int32_t again = step ? leafagain(cb, index) : 0;
-        if (again < 0) return btstatus(cb, -1);
+    if (f.shared && resume) {
+        int32_t r = 0;
+        const int32_t again = step ? leafagain(f, index, &r) : 0;
+        if (again < 0) return fromcache(r);
         resume = again > 0;
     }
-    int32_t r = btfind(cb, index, mode, resume);
-    if (r <= 0) return btstatus(cb, r);
+    bool found;
+    if (const int32_t r = btfind(f, index, mode, resume, &found)) return r;
+    if (!found) return 0;
     // A walk in key order returns each entry once: more steps than the file
     // has room for entries means damaged pages (or a definition that no
     // longer builds the keys the index holds) are leading it round.
     if (!step)
         c->walked = 0;
     else if (++c->walked > uint64_t{st->nextpage} * c->cap)
-        return btstatus(cb, corrupt(cb, c));
-    uint32_t ptr = pgptr(c->img, c->slot);
+        return corrupt(c);
     unsigned k = st->keylen[index];
     memcpy(st->keybuf, pgkey(c->img, c->cap, k, c->slot), k);
     st->keybuf[k] = 0;
-    return static_cast<int32_t>(ptr);
+    *pos = pgptr(c->img, c->slot);
+    return 0;
 }

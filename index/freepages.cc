@@ -8,9 +8,11 @@
 #include "index/idxfile.h"
 #include "index/lebytes.h"
 #include "index/pagecache.h"
+#include "velnor.h"
 
-uint32_t pagealloc(FHCB* cb, int index) {
-    IdxState* st = cb->index;
+int32_t pagealloc(IdxFile& f, int index, uint32_t* out) {
+    *out = 0;
+    IdxState* st = f.state;
     uint32_t page = st->freepage;
     if (page == 0) return 0;
     if (page >= st->nextpage) {
@@ -23,7 +25,7 @@ uint32_t pagealloc(FHCB* cb, int index) {
     IdxCursor& c = st->cursor[index];
     std::swap(c.image, st->spare);
     std::swap(c.img, st->spareimg);
-    int32_t r = pgread(cb, index, page);
+    const int32_t r = pgread(f, index, page);
     uint32_t next = getle32(c.img);
     // A freed page is zero past its link.  Anything else is a page in use
     // that a damaged or looping chain leads back to: handing it out would
@@ -31,40 +33,40 @@ uint32_t pagealloc(FHCB* cb, int index) {
     bool free = std::all_of(c.img + 4, c.img + st->pagesize, [](uint8_t b) { return b == 0; });
     std::swap(c.image, st->spare);
     std::swap(c.img, st->spareimg);
-    if (r < 0) return 0;
-    if (!free) {
-        cb->status = VN_E_IDXCORRUPT;
-        return 0;
-    }
+    if (r != 0) return fromcache(r);
+    if (!free) return VN_E_IDXCORRUPT;
     // A link out of the file ends the chain rather than handing out a
     // page twice.
     st->freepage = next < st->nextpage ? next : 0;
     st->dirty = 1;
-    return page;
+    *out = page;
+    return 0;
 }
 
-uint32_t pagenew(FHCB* cb, int index) {
-    IdxState* st = cb->index;
+int32_t pagenew(IdxFile& f, int index, uint32_t* out) {
+    IdxState* st = f.state;
     uint32_t page = 0;
+    *out = 0;
     if (st->freepage) {
-        page = pagealloc(cb, index);
-        if (page == 0 && st->freepage) return 0;  // the head could not be read
+        if (const int32_t r = pagealloc(f, index, &page)) return r;
     }
     if (page == 0) {
         // The file is addressed with 32-bit signed offsets.
-        if (static_cast<uint64_t>(st->nextpage + 1ull) * st->pagesize > 0x7FFFFFFFull) return 0;
+        if (static_cast<uint64_t>(st->nextpage + 1ull) * st->pagesize > 0x7FFFFFFFull)
+            return fromcache(VN_E_IDXWRITE);
         page = st->nextpage++;
     }
     st->dirty = 1;
-    return page;
+    *out = page;
+    return 0;
 }
 
-int32_t pagefree(FHCB* cb, int index, uint32_t page) {
-    IdxState* st = cb->index;
+int32_t pagefree(IdxFile& f, int index, uint32_t page) {
+    IdxState* st = f.state;
     IdxCursor& c = st->cursor[index];
     memset(c.img, 0, st->pagesize);
     putle32(c.img, st->freepage);
-    if (pgwrite(cb, index, page) < 0) return -1;
+    if (const int32_t r = pgwrite(f, index, page)) return fromcache(r);
     st->freepage = page;
     st->dirty = 1;
     c.page = 0;

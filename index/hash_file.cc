@@ -9,6 +9,7 @@
 #include "index/idxfile.h"
 #include "index/lebytes.h"
 #include "support/os.h"
+#include "velnor.h"
 
 namespace {
 
@@ -17,22 +18,17 @@ constexpr uint32_t ZEROBLOCK = 4096;
 const uint32_t classsize[NCLASS] = {281,   601,   1501,  2801,   5003,  9001,
                                     18013, 35023, 72089, 144203, 288359};
 
-int32_t fail(FHCB* cb, uint8_t status) {
-    cb->status = status;
-    return -1;
-}
-
 // Length of key 0 as key building makes it.
-uint32_t key0len(const FHCB* cb) {
-    return (cb->fflags & VN_FF_RECNO) ? 5u : cb->keys[0].keylen;
+uint32_t key0len(const IdxFile& f) {
+    return (f.fflags & VN_FF_RECNO) ? 5u : f.keys[0].keylen;
 }
 
-// Takes the table size and class from hashrecs into the block.
-uint32_t settable(FHCB* cb) {
+// Takes the table size and class from hashrecs into f.
+uint32_t settable(IdxFile& f) {
     unsigned c;
-    uint32_t t = hshtablesize(cb->hashrecs, &c);
-    cb->hashrecs = t;
-    cb->hashstate = static_cast<uint8_t>((cb->hashstate & HS_FOUND) | c << HS_CLASSSHIFT);
+    uint32_t t = hshtablesize(f.hashrecs, &c);
+    f.hashrecs = t;
+    f.hashstate = static_cast<uint8_t>((f.hashstate & HS_FOUND) | c << HS_CLASSSHIFT);
     return t;
 }
 
@@ -50,9 +46,9 @@ bool writetable(int32_t h, uint32_t t) {
 }
 
 // The key-buffer state of a hashed file (see hash.h).
-int32_t keystate(FHCB* cb, uint32_t keylen) {
-    if (cb->index != nullptr) {
-        cb->index->keylen[0] = static_cast<uint8_t>(keylen);
+int32_t keystate(IdxFile& f, uint32_t keylen) {
+    if (f.state != nullptr) {
+        f.state->keylen[0] = static_cast<uint8_t>(keylen);
         return 0;
     }
     IdxState* st = static_cast<IdxState*>(globalcalloc(1, sizeof(IdxState)));
@@ -60,12 +56,12 @@ int32_t keystate(FHCB* cb, uint32_t keylen) {
     if (st == nullptr || buf == nullptr) {
         if (st != nullptr) globalmfree(st);
         if (buf != nullptr) globalmfree(buf);
-        return fail(cb, VN_E_MEMORY);
+        return VN_E_MEMORY;
     }
     st->version = HSH_VERSION;
     st->keylen[0] = static_cast<uint8_t>(keylen);
     st->keybuf = buf;
-    cb->index = st;
+    f.state = st;
     return 0;
 }
 
@@ -101,48 +97,46 @@ void hshkey(const char* key, uint32_t t, unsigned c, uint32_t* h, uint32_t* d) {
     *d = step % t;  // subtracting t while not below it
 }
 
-int32_t hshcreate(FHCB* cb) {
-    if (cb->nkeys < 1 || cb->keys == nullptr) return fail(cb, VN_C_HSHNOKEY);
-    int32_t h = osopen(cb->idxname, VN_O_RDWR | VN_O_CREAT | VN_O_TRUNC | VN_O_BINARY, 0777);
-    if (h < 1) return fail(cb, VN_E_HSHCREATE);
-    uint32_t t = settable(cb);
+int32_t hshcreate(IdxFile& f) {
+    if (f.nkeys < 1 || f.keys == nullptr) return VN_C_HSHNOKEY;
+    int32_t h = osopen(f.path, VN_O_RDWR | VN_O_CREAT | VN_O_TRUNC | VN_O_BINARY, 0777);
+    if (h < 1) return VN_E_HSHCREATE;
+    uint32_t t = settable(f);
     uint8_t hdr[HSH_HDRSIZE] = {'T', 'K', 'F', 0};
     putle16(hdr + 4, HSH_VERSION);
-    putle16(hdr + 6, static_cast<uint16_t>(key0len(cb)));
+    putle16(hdr + 6, static_cast<uint16_t>(key0len(f)));
     putle32(hdr + 8, t);
     bool ok = oswrite(h, hdr, HSH_HDRSIZE) == HSH_HDRSIZE && writetable(h, t);
     osclose(h);
     if (!ok) {
-        osunlink(cb->idxname);
-        return fail(cb, VN_E_HSHWRITE);
+        osunlink(f.path);
+        return VN_E_HSHWRITE;
     }
     return 0;
 }
 
-int32_t hshopen(FHCB* cb) {
-    if (cb->nkeys < 1 || cb->keys == nullptr) return fail(cb, VN_C_HSHNOKEY);
-    int32_t h = static_cast<int32_t>(cb->idxfd);
+int32_t hshopen(IdxFile& f) {
+    if (f.nkeys < 1 || f.keys == nullptr) return VN_C_HSHNOKEY;
+    int32_t h = static_cast<int32_t>(f.fd);
     uint8_t hdr[HSH_HDRSIZE];
-    if (osseek(h, 0, 0) != 0 || osread(h, hdr, HSH_HDRSIZE) != HSH_HDRSIZE)
-        return fail(cb, VN_E_HSHREAD);
-    if (std::memcmp(hdr, "TKF", 3) != 0 || getle16(hdr + 4) != HSH_VERSION)
-        return fail(cb, VN_E_HSHVERSION);
-    uint32_t t = settable(cb);
-    if (getle16(hdr + 6) != key0len(cb) || getle32(hdr + 8) != t) return fail(cb, VN_E_HSHFID);
-    return keystate(cb, key0len(cb));
+    if (osseek(h, 0, 0) != 0 || osread(h, hdr, HSH_HDRSIZE) != HSH_HDRSIZE) return VN_E_HSHREAD;
+    if (std::memcmp(hdr, "TKF", 3) != 0 || getle16(hdr + 4) != HSH_VERSION) return VN_E_HSHVERSION;
+    uint32_t t = settable(f);
+    if (getle16(hdr + 6) != key0len(f) || getle32(hdr + 8) != t) return VN_E_HSHFID;
+    return keystate(f, key0len(f));
 }
 
-uint32_t hshslotread(FHCB* cb, uint32_t slot) {
+uint32_t hshslotread(const IdxFile& f, uint32_t slot) {
     uint8_t b[4];
     uint32_t off = HSH_HDRSIZE + 4 * slot;
-    if (osreadat(static_cast<int32_t>(cb->idxfd), b, 4, off) != 4) return 0;
+    if (osreadat(static_cast<int32_t>(f.fd), b, 4, off) != 4) return 0;
     return getle32(b);
 }
 
-int32_t hshslotwrite(FHCB* cb, uint32_t slot, uint32_t pos) {
+int32_t hshslotwrite(const IdxFile& f, uint32_t slot, uint32_t pos) {
     uint8_t b[4];
     putle32(b, pos);
     uint32_t off = HSH_HDRSIZE + 4 * slot;
-    if (oswriteat(static_cast<int32_t>(cb->idxfd), b, 4, off) != 4) return fail(cb, VN_E_HSHWRITE);
+    if (oswriteat(static_cast<int32_t>(f.fd), b, 4, off) != 4) return VN_E_HSHWRITE;
     return 0;
 }

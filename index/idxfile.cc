@@ -27,11 +27,11 @@ enum {
 const uint8_t magic[4] = {'T', 'K', 'F', 0};
 
 // Number of indexes the definition implies and each one's key length.
-int fidindexes(const FHCB* cb, unsigned* keylen) {
+int fidindexes(const IdxFile& f, unsigned* keylen) {
     int n = 0;
-    if (cb->fflags & VN_FF_RECNO) keylen[n++] = 5;
-    for (int i = 0; i < cb->nkeys; i++) {
-        if (n < IDX_MAXINDEX) keylen[n] = cb->keys[i].keylen;
+    if (f.fflags & VN_FF_RECNO) keylen[n++] = 5;
+    for (int i = 0; i < f.nkeys; i++) {
+        if (n < IDX_MAXINDEX) keylen[n] = f.keys[i].keylen;
         n++;
     }
     return n;
@@ -39,14 +39,14 @@ int fidindexes(const FHCB* cb, unsigned* keylen) {
 
 // Bytes keycmp may read from a key of index i: its segments, the primary
 // key's tail for a secondary key, and 4 more bytes for a temporary index.
-unsigned keyreach(const FHCB* cb, int i) {
-    bool recno = (cb->fflags & VN_FF_RECNO) != 0;
-    unsigned tail = (cb->fflags & VN_FF_TMPIDX) ? 4 : 0;
+unsigned keyreach(const IdxFile& f, int i) {
+    bool recno = (f.fflags & VN_FF_RECNO) != 0;
+    unsigned tail = (f.fflags & VN_FF_TMPIDX) ? 4 : 0;
     if (i == 0 && recno) return 5 + tail;
-    const FidKey& key = cb->keys[recno ? i - 1 : i];
+    const FidKey& key = f.keys[recno ? i - 1 : i];
     unsigned n = 0;
     for (int s = 0; s < key.nsegs && s < FID_MAXSEGS; s++) n += key.seg[s].seglen;
-    return i == 0 ? n + tail : n + keyreach(cb, 0);
+    return i == 0 ? n + tail : n + keyreach(f, 0);
 }
 
 void spanget(IdxState* st, const uint8_t* h) {
@@ -91,11 +91,6 @@ void* newimage(uint32_t size, uint8_t** img) {
     return h;
 }
 
-int32_t fail(FHCB* cb, uint8_t status) {
-    cb->status = status;
-    return -1;
-}
-
 }  // namespace
 
 bool idxreadat(int32_t fd, uint32_t off, void* buf, uint32_t n) {
@@ -121,10 +116,10 @@ uint8_t idxcapacity(uint16_t p, unsigned k) {
     return static_cast<uint8_t>(room / (k + 4) + 24);
 }
 
-int32_t idxcreate(FHCB* cb) {
+int32_t idxcreate(const IdxFile& f) {
     unsigned keylen[IDX_MAXINDEX];
-    int n = fidindexes(cb, keylen);
-    if (n > IDX_MAXINDEX) return fail(cb, VN_E_IDXFID);
+    int n = fidindexes(f, keylen);
+    if (n > IDX_MAXINDEX) return VN_E_IDXFID;
     uint8_t hdr[IDX_HDRSIZE] = {};
     unsigned m = 0;
     memcpy(hdr + H_MAGIC, magic, 4);
@@ -138,56 +133,56 @@ int32_t idxcreate(FHCB* cb) {
     uint16_t p = idxpagesize(m);
     putle16(hdr + H_PAGESIZE, p);
 
-    int32_t fd = osopen(cb->idxname, VN_O_BINARY | VN_O_TRUNC | VN_O_CREAT | VN_O_RDWR, 0777);
-    if (fd < 1) return fail(cb, VN_E_IDXCREATE);
+    int32_t fd = osopen(f.path, VN_O_BINARY | VN_O_TRUNC | VN_O_CREAT | VN_O_RDWR, 0777);
+    if (fd < 1) return VN_E_IDXCREATE;
     uint8_t* page = static_cast<uint8_t*>(globalmalloc(p));
     if (!page) {
         osclose(fd);
-        osunlink(cb->idxname);
-        return fail(cb, VN_E_MEMORY);
+        osunlink(f.path);
+        return VN_E_MEMORY;
     }
     memcpy(page, hdr, IDX_HDRSIZE);
     bool ok = oswrite(fd, page, p) == p;
     globalmfree(page);
     osclose(fd);
     if (!ok) {
-        osunlink(cb->idxname);
-        return fail(cb, VN_E_IDXWRITE);
+        osunlink(f.path);
+        return VN_E_IDXWRITE;
     }
     return 0;
 }
 
-int32_t idxopen(FHCB* cb) {
-    int32_t fd = static_cast<int32_t>(cb->idxfd);
+int32_t idxopen(IdxFile& f) {
+    int32_t fd = static_cast<int32_t>(f.fd);
     uint8_t hdr[IDX_HDRSIZE];
-    cb->index = nullptr;
-    if (!idxreadat(fd, 0, hdr, 8)) return fail(cb, VN_E_IDXREAD);
+    f.state = nullptr;
+    if (!idxreadat(fd, 0, hdr, 8)) return VN_E_IDXREAD;
     uint16_t version = getle16(hdr + H_VERSION);
-    if (!idxreadat(fd, 0, hdr, IDX_HDRSIZE)) return fail(cb, VN_E_IDXREAD);
-    if (version == IDX_OLDVERSION) return fail(cb, VN_E_IDXOLD);
-    if (version != IDX_VERSION) return fail(cb, VN_E_IDXVERSION);
+    if (!idxreadat(fd, 0, hdr, IDX_HDRSIZE)) return VN_E_IDXREAD;
+    if (version == IDX_OLDVERSION) return VN_E_IDXOLD;
+    if (version != IDX_VERSION) return VN_E_IDXVERSION;
 
     unsigned keylen[IDX_MAXINDEX];
-    int n = fidindexes(cb, keylen);
+    int n = fidindexes(f, keylen);
     uint16_t nindex = getle16(hdr + H_NINDEX);
-    if (n > IDX_MAXINDEX || nindex != n) return fail(cb, VN_E_IDXFID);
+    if (n > IDX_MAXINDEX || nindex != n) return VN_E_IDXFID;
     unsigned maxk = 0;
     for (int i = 0; i < n; i++) {
         unsigned k = hdr[H_KEYLEN + i];
-        if (k != keylen[i] || keyreach(cb, i) > k) return fail(cb, VN_E_IDXFID);
+        if (k != keylen[i] || keyreach(f, i) > k) return VN_E_IDXFID;
         if (k > maxk) maxk = k;
     }
     // The page size follows from the longest key; and a page must hold at
     // least four entries of each index, all inside the page.
     uint16_t p = getle16(hdr + H_PAGESIZE);
-    if (p != idxpagesize(maxk) || p < IDX_HDRSIZE) return fail(cb, VN_E_IDXFID);
+    if (p != idxpagesize(maxk) || p < IDX_HDRSIZE) return VN_E_IDXFID;
     for (int i = 0; i < n; i++) {
         unsigned k = keylen[i], cap = idxcapacity(p, k);
-        if (cap < 4 || PG_PTRS + cap * (k + 4) > p) return fail(cb, VN_E_IDXFID);
+        if (cap < 4 || PG_PTRS + cap * (k + 4) > p) return VN_E_IDXFID;
     }
 
     IdxState* st = static_cast<IdxState*>(globalmalloc(sizeof(IdxState)));
-    if (!st) return fail(cb, VN_E_MEMORY);
+    if (!st) return VN_E_MEMORY;
     memset(st, 0, sizeof *st);
     st->version = version;
     spanget(st, hdr);
@@ -207,20 +202,20 @@ int32_t idxopen(FHCB* cb) {
     if (ok) st->keybuf = static_cast<char*>(globalmalloc(maxk + 1));
     if (!ok || !st->keybuf) {
         freestate(st);
-        return fail(cb, VN_E_MEMORY);
+        return VN_E_MEMORY;
     }
     memset(st->keybuf, 0, maxk + 1);
-    cb->index = st;
+    f.state = st;
     return 0;
 }
 
-int32_t idxclose(FHCB* cb) {
-    int32_t r = pgflush(cb);
-    IdxState* st = cb->index;
+int32_t idxclose(IdxFile& f) {
+    int32_t r = fromcache(pgflush(f.fd));
+    IdxState* st = f.state;
     if (!st) return r;
-    if (hdrwrite(cb) < 0) r = -1;
+    r = idxthen(r, hdrwrite(f));
     freestate(st);
-    cb->index = nullptr;
+    f.state = nullptr;
     return r;
 }
 
@@ -230,50 +225,47 @@ void idxlockends() {
     if (++idxlockepoch == 0) idxlockepoch = 1;
 }
 
-int32_t hdrrefresh(FHCB* cb) {
-    const IdxState* st = cb->index;
+int32_t hdrrefresh(IdxFile& f) {
+    const IdxState* st = f.state;
     if (st->hdrepoch == idxlockepoch && st->lockepoch == idxlockepoch) return 0;
-    return hdrread(cb, 0);
+    return hdrread(f, 0);
 }
 
-int32_t hdrread(FHCB* cb, int whole) {
-    IdxState* st = cb->index;
-    int32_t fd = static_cast<int32_t>(cb->idxfd);
+int32_t hdrread(IdxFile& f, int whole) {
+    IdxState* st = f.state;
+    int32_t fd = static_cast<int32_t>(f.fd);
     uint8_t hdr[IDX_HDRSIZE];
     st->hdrepoch = 0;
     if (!whole) {
-        if (!idxreadat(fd, IDX_SPANOFF, hdr + IDX_SPANOFF, IDX_SPANSIZE))
-            return fail(cb, VN_E_IDXREAD);
+        if (!idxreadat(fd, IDX_SPANOFF, hdr + IDX_SPANOFF, IDX_SPANSIZE)) return VN_E_IDXREAD;
         spanget(st, hdr);
         if (st->lockepoch == idxlockepoch) st->hdrepoch = idxlockepoch;
         return 0;
     }
-    if (!idxreadat(fd, 0, hdr, IDX_HDRSIZE)) return fail(cb, VN_E_IDXREAD);
+    if (!idxreadat(fd, 0, hdr, IDX_HDRSIZE)) return VN_E_IDXREAD;
     st->version = getle16(hdr + H_VERSION);
     spanget(st, hdr);
     // The geometry was checked at open; a file whose geometry changed
     // under us is not taken on.
     if (getle16(hdr + H_NINDEX) != st->nindex || getle16(hdr + H_PAGESIZE) != st->pagesize ||
         memcmp(hdr + H_KEYLEN, st->keylen, IDX_MAXINDEX) != 0)
-        return fail(cb, VN_E_IDXFID);
+        return VN_E_IDXFID;
     if (st->lockepoch == idxlockepoch) st->hdrepoch = idxlockepoch;
     return 0;
 }
 
-int32_t hdrwrite(FHCB* cb) {
-    IdxState* st = cb->index;
+int32_t hdrwrite(IdxFile& f) {
+    IdxState* st = f.state;
     if (!st->dirty) return 0;
     uint8_t hdr[IDX_HDRSIZE];
     spanput(st, hdr);
-    if (!writeat(static_cast<int32_t>(cb->idxfd), IDX_SPANOFF, hdr + IDX_SPANOFF, IDX_SPANSIZE))
-        return fail(cb, VN_E_IDXWRITE);
+    if (!writeat(static_cast<int32_t>(f.fd), IDX_SPANOFF, hdr + IDX_SPANOFF, IDX_SPANSIZE)) return VN_E_IDXWRITE;
     st->dirty = 0;
     return 0;
 }
 
-int32_t idxsync(FHCB* cb, int32_t r) {
-    if (!isshared(cb)) return r;
-    if (pgflush(cb) < 0) r = -1;
-    if (hdrwrite(cb) < 0) r = -1;
-    return r;
+int32_t idxsync(IdxFile& f, int32_t held) {
+    if (!f.shared) return held;
+    held = idxthen(held, fromcache(pgflush(f.fd)));
+    return idxthen(held, hdrwrite(f));
 }

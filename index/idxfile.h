@@ -6,7 +6,7 @@
 
 #include <cstdint>
 
-#include "velnor.h"
+#include "index/idxctx.h"
 
 enum {
     IDX_MAXINDEX = 18,
@@ -75,43 +75,53 @@ uint16_t idxpagesize(unsigned m);
 // Entries per page for key length k in pages of p bytes, kept in 8 bits.
 uint8_t idxcapacity(uint16_t p, unsigned k);
 
-// Creates or truncates cb->idxname and writes page 0 for the definition's
-// keys.  0, or -1 with status 22, 24 or 27 (more than 18 indexes).
-int32_t idxcreate(FHCB* cb);
-// Reads and checks the header of the open cb->idxfd and builds cb->index.
-// 0, or -1 with status 23 (short header), 29 (old version), 26 (other
-// version), 27 (index count, key lengths or page size do not fit the
-// definition) or 9; cb->index stays null on failure.
-int32_t idxopen(FHCB* cb);
+// The calls below return 0 or a status, as idxctx.h says; f.state is the
+// open index.
+
+// Creates or truncates f.path and writes page 0 for the definition's keys.
+// 0, VN_E_IDXCREATE, VN_E_IDXWRITE, VN_E_MEMORY, or VN_E_IDXFID for more
+// than 18 indexes.
+int32_t idxcreate(const IdxFile& f);
+// Reads and checks the header of the open f.fd and sets f.state.  0,
+// VN_E_IDXREAD (short header), VN_E_IDXOLD (old version), VN_E_IDXVERSION
+// (other version), VN_E_IDXFID (index count, key lengths or page size do
+// not fit the definition) or VN_E_MEMORY; f.state stays null on failure.
+int32_t idxopen(IdxFile& f);
 // Flushes the file's cached pages, writes a dirty header and frees the
-// state.  0, or -1 when the flush or the header write failed.
-int32_t idxclose(FHCB* cb);
-// whole: all 114 bytes; else the 84-byte changing span.  0, or -1 (23).
-int32_t hdrread(FHCB* cb, int whole);
+// state (f.state null).  A failed flush gives VN_E_IDXWRITE marked
+// IDX_CACHEFAIL; a failed header write, VN_E_IDXWRITE.  With no state it
+// only flushes.
+int32_t idxclose(IdxFile& f);
+// whole: all 114 bytes; else the 84-byte changing span.  0, VN_E_IDXREAD,
+// or VN_E_IDXFID when the whole header no longer fits the state.
+int32_t hdrread(IdxFile& f, int whole);
 // Before an index operation in shared use: rereads the changing span
-// unless it was read under the file lock that still stands.  0, or -1 (23).
-int32_t hdrrefresh(FHCB* cb);
-// Writes the changing span when dirty.  0, or -1 (24).
-int32_t hdrwrite(FHCB* cb);
-// In shared mode, writes the file's cached pages and the header; passes r
-// on, or -1 when either write failed.  Nothing in exclusive mode.
-int32_t idxsync(FHCB* cb, int32_t r);
-// A page from the free-page chain, 0 when the chain is empty (the caller
-// then appends at nextpage), 0 with cacheerror set when the head could not
-// be read, or 0 with status VN_E_IDXCORRUPT when the head is not a freed
+// unless it was read under the file lock that still stands.  As hdrread.
+int32_t hdrrefresh(IdxFile& f);
+// Writes the changing span when dirty.  0, or VN_E_IDXWRITE.
+int32_t hdrwrite(IdxFile& f);
+// In shared mode, writes the file's cached pages and the header; returns
+// held followed (idxthen) by the failures of either.  Unshared, held.
+int32_t idxsync(IdxFile& f, int32_t held);
+// A page from the free-page chain in *page, 0 when the chain is empty (the
+// caller then appends at nextpage).  0; the marked cache status when the
+// head could not be read; VN_E_IDXCORRUPT when the head is not a freed
 // page (the chain is damaged or loops back into pages in use).
-uint32_t pagealloc(FHCB* cb, int index);
-// A page for new content: the chain head, else nextpage (incremented).
-// Marks the header dirty.  0 when pagealloc failed or the file is full.
-uint32_t pagenew(FHCB* cb, int index);
-// Zeroes the image of index, chains it as freed page and writes it.
-int32_t pagefree(FHCB* cb, int index, uint32_t page);
-// Records a deleted record's slot.  0, or -1 with status (VN_E_IDXCORRUPT
-// when the list runs through more pages than the file holds: a loop).
-int32_t spaceadd(FHCB* cb, uint32_t pos, uint16_t len);
-// Takes a deleted slot of length len: its position, or 0 for none, or 0
-// with status VN_E_IDXCORRUPT when the list loops (a failed page read
-// leaves cacheerror set).
-uint32_t spacetake(FHCB* cb, uint16_t len);
+int32_t pagealloc(IdxFile& f, int index, uint32_t* page);
+// A page for new content in *page: the chain head, else nextpage
+// (incremented).  Marks the header dirty.  0, the status of pagealloc, or
+// VN_E_IDXWRITE marked IDX_CACHEFAIL when the file is full.
+int32_t pagenew(IdxFile& f, int index, uint32_t* page);
+// Zeroes the image of index, chains it as freed page and writes it.  0,
+// or the marked status of the write.
+int32_t pagefree(IdxFile& f, int index, uint32_t page);
+// Records a deleted record's slot.  0, or a status (VN_E_IDXCORRUPT when
+// the list runs through more pages than the file holds: a loop).
+int32_t spaceadd(IdxFile& f, uint32_t pos, uint16_t len);
+// Takes a deleted slot of length len: its position in *pos, 0 for none.
+// The status: VN_E_IDXCORRUPT when the list loops; a marked cache status
+// when a page could not be read or written (*pos 0); VN_E_IDXWRITE when the
+// header could not be written after the slot was taken (*pos the slot).
+int32_t spacetake(IdxFile& f, uint16_t len, uint32_t* pos);
 
 #endif

@@ -6,9 +6,11 @@
 #include <cstring>
 
 #include "index/btint.h"
+#include "index/btree.h"
 #include "definition/definition.h"
 #include "index/idxfile.h"
 #include "support/numconv.h"
+#include "velnor.h"
 
 namespace {
 
@@ -51,15 +53,15 @@ int partcmp(const char* a, const char* b, unsigned n, unsigned flags) {
 
 }  // namespace
 
-int keycmp(FHCB* cb, int index, const char* a, const char* b) {
-    bool recno = (cb->fflags & VN_FF_RECNO) != 0;
-    bool tmp = (cb->fflags & VN_FF_TMPIDX) != 0;
+int keycmp(const IdxFile& f, int index, const char* a, const char* b) {
+    bool recno = (f.fflags & VN_FF_RECNO) != 0;
+    bool tmp = (f.fflags & VN_FF_TMPIDX) != 0;
     if (index == 0 && recno) {
         int r = memcmp(a, b, 5);
         if (r || !tmp) return sign(r);
         return sign(memcmp(a + 5, b + 5, 4));
     }
-    const FidKey& key = cb->keys[recno ? index - 1 : index];
+    const FidKey& key = f.keys[recno ? index - 1 : index];
     unsigned nsegs = key.nsegs < FID_MAXSEGS ? key.nsegs : unsigned{FID_MAXSEGS};
     for (unsigned s = 0; s < nsegs; s++) {
         unsigned n = key.seg[s].seglen, flags = key.seg[s].segflags;
@@ -69,17 +71,17 @@ int keycmp(FHCB* cb, int index, const char* a, const char* b) {
         b += n;
     }
     if (index != 0) {
-        int r = keycmp(cb, 0, a, b);
+        int r = keycmp(f, 0, a, b);
         return (nsegs && (key.seg[nsegs - 1].segflags & SEG_DESCEND)) ? -r : r;
     }
     return tmp ? sign(memcmp(a, b, 4)) : 0;
 }
 
-unsigned keyflatlen(const FHCB* cb, int index) {
-    const bool recno = (cb->fflags & VN_FF_RECNO) != 0;
-    const unsigned tmp = (cb->fflags & VN_FF_TMPIDX) ? 4 : 0;
+unsigned keyflatlen(const IdxFile& f, int index) {
+    const bool recno = (f.fflags & VN_FF_RECNO) != 0;
+    const unsigned tmp = (f.fflags & VN_FF_TMPIDX) ? 4 : 0;
     if (index == 0 && recno) return 5 + tmp;
-    const FidKey& key = cb->keys[recno ? index - 1 : index];
+    const FidKey& key = f.keys[recno ? index - 1 : index];
     const unsigned nsegs = key.nsegs < FID_MAXSEGS ? key.nsegs : unsigned{FID_MAXSEGS};
     unsigned n = 0;
     for (unsigned s = 0; s < nsegs; s++) {
@@ -88,18 +90,18 @@ unsigned keyflatlen(const FHCB* cb, int index) {
         n += key.seg[s].seglen;
     }
     if (index == 0) return n + tmp;
-    const unsigned tail = keyflatlen(cb, 0);
+    const unsigned tail = keyflatlen(f, 0);
     return tail ? n + tail : 0;
 }
 
-void keylimit(FHCB* cb, int index, bool highest) {
-    IdxState* st = cb->index;
+void keylimit(const IdxFile& f, int index, bool highest) {
+    IdxState* st = f.state;
     unsigned k = st->keylen[index];
     char* key = st->keybuf;
-    bool recno = (cb->fflags & VN_FF_RECNO) != 0;
+    bool recno = (f.fflags & VN_FF_RECNO) != 0;
     unsigned flags = 0;
     if (!(index == 0 && recno)) {
-        const FidKey& fk = cb->keys[recno ? index - 1 : index];
+        const FidKey& fk = f.keys[recno ? index - 1 : index];
         if (fk.nsegs) flags = fk.seg[0].segflags;
     }
     if (flags & SEG_DESCEND) highest = !highest;

@@ -10,12 +10,11 @@
 #include <new>
 #include <vector>
 
-#include "definition/definition.h"
+#include "velnor.h"
 #include "index/idxfile.h"
 #include "support/os.h"
 
 PageCache pgcache = {0, 0, nullptr};
-int32_t cacheerror = 0;
 uint32_t pgdiskreads = 0;
 uint32_t pgclock = 0;
 
@@ -281,10 +280,13 @@ void emptyslot(int32_t slot) {
 }
 
 // Empties an occupied slot for a page of size bytes, writing it back when
-// dirty; its block stays only when it has that size.  0, or -1.
+// dirty; its block stays only when it has that size.  0, or the status of
+// the write-back.
 int32_t evict(int slot, uint16_t size) {
     PageSlot& s = pgcache.slots[slot];
-    if (s.dirty && pgwriteback(slot) < 0) return -1;
+    if (s.dirty) {
+        if (const int32_t st = pgwriteback(slot)) return st;
+    }
     vacate(slot);
     s.file = 0;
     if (s.block && s.size != size) dropblock(s);
@@ -307,9 +309,8 @@ int32_t pgcacheinit() {
         pgcache.used = 0;
     }
     if (!pgcache.slots) {
-        cacheerror = VN_E_MEMORY;
         globalsettle();
-        return -1;
+        return VN_E_MEMORY;
     }
     pgcache.used = 0;
     occupied = hand = 0;
@@ -339,11 +340,12 @@ int32_t pglookup(uint32_t file, uint32_t page) {
     return found;
 }
 
-int32_t pgput(FHCB* cb, int index, uint32_t page, int look) {
-    if (!pgcache.slots) return -1;
-    IdxState* st = cb->index;
+int32_t pgput(IdxFile& f, int index, uint32_t page, int look, int32_t* slotout) {
+    *slotout = -1;
+    if (!pgcache.slots) return VN_E_MEMORY;
+    IdxState* st = f.state;
     uint16_t size = st->pagesize;
-    int32_t slot = look ? pglookup(cb->idxfd, page) : -1;
+    int32_t slot = look ? pglookup(f.fd, page) : -1;
     if (slot < 0) {
         const int32_t freeslot = firstfree();
         bool fresh = false;
@@ -355,7 +357,7 @@ int32_t pgput(FHCB* cb, int index, uint32_t page, int look) {
             fresh = true;
         } else {
             slot = victim();
-            if (evict(slot, size) < 0) return -1;
+            if (const int32_t r = evict(slot, size)) return r;
         }
         PageSlot* s = &pgcache.slots[slot];
         if (s->block && s->size != size) dropblock(*s);
@@ -364,18 +366,18 @@ int32_t pgput(FHCB* cb, int index, uint32_t page, int look) {
             // No memory for a new block: fall back on the victim's.
             memset(s, 0, sizeof *s);
             const int32_t old = victim();
-            if (!fresh || old < 0) return -1;
+            if (!fresh || old < 0) return VN_E_MEMORY;
             pgcache.used--;
-            if (evict(old, size) < 0) return -1;
+            if (const int32_t r = evict(old, size)) return r;
             slot = old;
             s = &pgcache.slots[slot];
             if (!s->block) s->block = takeblock(size);
             if (!s->block) {
                 memset(s, 0, sizeof *s);
-                return -1;
+                return VN_E_MEMORY;
             }
         }
-        s->file = cb->idxfd;
+        s->file = f.fd;
         s->page = page;
         s->size = size;
         s->age.stamp = pgclock;
@@ -383,141 +385,138 @@ int32_t pgput(FHCB* cb, int index, uint32_t page, int look) {
         if (!occupy(slot)) {
             dropblock(*s);
             memset(s, 0, sizeof *s);  // a free slot below used
-            return -1;
+            return VN_E_MEMORY;
         }
     }
     PageSlot& s = pgcache.slots[slot];
     uint8_t* dst = static_cast<uint8_t*>(globalhlock(s.block));
     if (!dst) {
         dropslot(slot);
-        cacheerror = VN_E_IDXLOCK;
-        return -1;
+        return VN_E_IDXLOCK;
     }
     memcpy(dst, st->cursor[index].img, size);
     globalhunlock(s.block);
-    return slot;
+    *slotout = slot;
+    return 0;
 }
 
 namespace {
 
 // Reads page from the file into the image of cursor index and caches it:
-// 0, or -1 with cacheerror 23 or 30.  Only a shared file retries: there a
+// 0, or the status of pgread.  Only a shared file retries: there a
 // short page may be one another process is still writing, while in
 // unshared or exclusive use nothing else can lengthen the file, and a page
 // past its end (a damaged nextpage or page pointer) fails at once.
-int32_t readfromfile(FHCB* cb, int index, uint32_t page) {
-    IdxState* st = cb->index;
+int32_t readfromfile(IdxFile& f, int index, uint32_t page) {
+    IdxState* st = f.state;
     uint8_t* img = st->cursor[index].img;
     const uint32_t size = st->pagesize;
     const int32_t off = pageoffset(page, size);
-    const int tries = isshared(cb) ? READTRIES : 1;
+    const int tries = f.shared ? READTRIES : 1;
     bool ok = false;
     for (int attempt = 0; attempt < tries && !ok; attempt++) {
-        int32_t fd = static_cast<int32_t>(cb->idxfd);
+        int32_t fd = static_cast<int32_t>(f.fd);
         pgdiskreads++;
         ok = idxreadat(fd, static_cast<uint32_t>(off), img, size);
         if (ok) break;
         if (attempt == 0 && tries > 1) {
             // Another process may hold a stale view: take a fresh handle.
-            uint32_t flags = fshare(cb->idxname, VN_O_BINARY | VN_O_RDWR);
+            uint32_t flags = fshare(f.path, VN_O_BINARY | VN_O_RDWR);
             osclose(fd);
-            cb->idxfd = static_cast<uint32_t>(pgreopen(cb->idxname, flags, 0));
+            f.fd = static_cast<uint32_t>(pgreopen(f.path, flags, 0));
         }
         if (attempt + 1 < tries) osbusywait(RETRYWAIT);
     }
-    if (!ok) {
-        cacheerror = VN_E_IDXREAD;
-        return -1;
-    }
-    return pgput(cb, index, page, 0) < 0 ? -1 : 0;
+    if (!ok) return VN_E_IDXREAD;
+    // A page read that the cache cannot take fails as a write would.
+    int32_t slot;
+    const int32_t r = pgput(f, index, page, 0, &slot);
+    return r == VN_E_MEMORY ? VN_E_IDXWRITE : r;
 }
 
 }  // namespace
 
 namespace {
 
-// The block of an occupied slot, locked, with *pin set to it; null with
-// cacheerror 30 when it cannot be locked.
+// The block of an occupied slot, locked, with *pin set to it; null when
+// it cannot be locked (VN_E_IDXLOCK).
 const uint8_t* lockslot(int32_t slot, void** pin) {
     void* block = pgcache.slots[slot].block;
     const auto* view = static_cast<const uint8_t*>(globalhlock(block));
-    if (!view) {
-        cacheerror = VN_E_IDXLOCK;
-        return nullptr;
-    }
-    *pin = block;
+    if (view) *pin = block;
     return view;
 }
 
 }  // namespace
 
-const uint8_t* pgview(FHCB* cb, int index, uint32_t page, void** pin) {
+int32_t pgview(IdxFile& f, int index, uint32_t page, const uint8_t** view, void** pin) {
     *pin = nullptr;
-    const int32_t slot = pgcache.slots ? pglookup(cb->idxfd, page) : -1;
-    if (slot < 0) return readfromfile(cb, index, page) < 0 ? nullptr : cb->index->cursor[index].img;
-    return lockslot(slot, pin);
+    *view = nullptr;
+    const int32_t slot = pgcache.slots ? pglookup(f.fd, page) : -1;
+    if (slot < 0) {
+        const int32_t r = readfromfile(f, index, page);
+        if (r == 0) *view = f.state->cursor[index].img;
+        return r;
+    }
+    *view = lockslot(slot, pin);
+    return *view ? 0 : VN_E_IDXLOCK;
 }
 
 void pgunpin(void* pin) { globalhunlock(pin); }
 
-const uint8_t* pgmapped(FHCB* cb, uint32_t page) {
+const uint8_t* pgmapped(const IdxFile& f, uint32_t page) {
     // The map first: where nothing is mapped, the caller's pgview is the
     // only lookup in the cache.
-    const uint32_t size = cb->index->pagesize;
-    const uint8_t* view =
-        osmapview(static_cast<int32_t>(cb->idxfd), size, static_cast<uint32_t>(pageoffset(page, size)));
-    if (view == nullptr || (pgcache.slots && pglookup(cb->idxfd, page) >= 0)) return nullptr;
+    const uint32_t size = f.state->pagesize;
+    const uint8_t* view = osmapview(static_cast<int32_t>(f.fd), size, static_cast<uint32_t>(pageoffset(page, size)));
+    if (view == nullptr || (pgcache.slots && pglookup(f.fd, page) >= 0)) return nullptr;
     return view;
 }
 
-int32_t pgpeek(FHCB* cb, uint32_t page, void* to, uint32_t n) {
-    const int32_t slot = pgcache.slots ? pglookup(cb->idxfd, page) : -1;
+int32_t pgpeek(const IdxFile& f, uint32_t page, void* to, uint32_t n, bool* hit) {
+    *hit = false;
+    const int32_t slot = pgcache.slots ? pglookup(f.fd, page) : -1;
     if (slot < 0) return 0;
     void* pin = nullptr;
     const uint8_t* view = lockslot(slot, &pin);
-    if (!view) return -1;
+    if (!view) return VN_E_IDXLOCK;
     memcpy(to, view, n);
     pgunpin(pin);
-    return 1;
+    *hit = true;
+    return 0;
 }
 
-int32_t pgread(FHCB* cb, int index, uint32_t page) {
+int32_t pgread(IdxFile& f, int index, uint32_t page) {
     void* pin = nullptr;
-    const uint8_t* view = pgview(cb, index, page, &pin);
-    if (!view) return -1;
+    const uint8_t* view;
+    if (const int32_t r = pgview(f, index, page, &view, &pin)) return r;
     if (pin) {
-        memcpy(cb->index->cursor[index].img, view, cb->index->pagesize);
+        memcpy(f.state->cursor[index].img, view, f.state->pagesize);
         pgunpin(pin);
     }
     return 0;
 }
 
-int32_t pgwrite(FHCB* cb, int index, uint32_t page) {
-    int32_t slot = pgput(cb, index, page, 1);
-    if (slot >= 0) {
+int32_t pgwrite(IdxFile& f, int index, uint32_t page) {
+    int32_t slot;
+    if (pgput(f, index, page, 1, &slot) == 0) {
         pgcache.slots[slot].dirty = 1;
         return 0;
     }
-    IdxState* st = cb->index;
-    int32_t fd = static_cast<int32_t>(cb->idxfd);
+    IdxState* st = f.state;
     int32_t off = pageoffset(page, st->pagesize);
-    if (oswriteat(fd, st->cursor[index].img, st->pagesize, static_cast<uint32_t>(off)) != st->pagesize) {
-        cacheerror = VN_E_IDXWRITE;
-        return -1;
-    }
+    if (oswriteat(static_cast<int32_t>(f.fd), st->cursor[index].img, st->pagesize, static_cast<uint32_t>(off)) !=
+        st->pagesize)
+        return VN_E_IDXWRITE;
     return 0;
 }
 
-int32_t pgflush(FHCB* cb) {
+int32_t pgflush(uint32_t file) {
     int32_t r = 0;
-    uint32_t file = cb->idxfd;
     if (pgcache.slots) {
         // The file's slots, from the last to the first.
         for (const int32_t i : slotsof(file)) {
-            if (pgcache.slots[i].dirty && pgwriteback(i) < 0) {
-                cacheerror = VN_E_IDXWRITE;
-                r = -1;
-            }
+            if (pgcache.slots[i].dirty && pgwriteback(i) != 0) r = VN_E_IDXWRITE;
             emptyslot(i);
         }
         dirforget(file);
@@ -530,18 +529,12 @@ int32_t pgflush(FHCB* cb) {
 int32_t pgwriteback(int slot) {
     PageSlot& s = pgcache.slots[slot];
     const uint8_t* src = static_cast<const uint8_t*>(globalhlock(s.block));
-    if (!src) {
-        cacheerror = VN_E_IDXLOCK;
-        return -1;
-    }
+    if (!src) return VN_E_IDXLOCK;
     int32_t fd = static_cast<int32_t>(s.file);
     int32_t off = pageoffset(s.page, s.size);
     bool ok = oswriteat(fd, src, s.size, static_cast<uint32_t>(off)) == s.size;
     globalhunlock(s.block);
-    if (!ok) {
-        cacheerror = VN_E_IDXWRITE;
-        return -1;
-    }
+    if (!ok) return VN_E_IDXWRITE;
     s.dirty = 0;
     return 0;
 }

@@ -6,7 +6,7 @@
 
 #include <cstdint>
 
-#include "velnor.h"
+#include "index/idxctx.h"
 
 // The classic table held 128 slots; a larger one keeps more of a big
 // unshared index in memory.  A flush still drops every page of its file, so
@@ -55,9 +55,6 @@ struct PageCache {
 
 extern PageCache pgcache;
 
-// Cause of the last cache failure: 9, 23, 24 or 30.
-extern int32_t cacheerror;
-
 // Page reads that reached the file (each attempt counts); for tests.
 extern uint32_t pgdiskreads;
 
@@ -74,7 +71,10 @@ void pgsetreopen(PgReopenFn fn);
 // keeps its own until it is freed.
 void pgsetcapacity(int32_t slots);
 
-// Starts the cache with its capacity of free slots.  0, or -1 (cacheerror 9).
+// Every call below that can fail returns 0 or the status of the failure:
+// VN_E_MEMORY, VN_E_IDXREAD, VN_E_IDXWRITE or VN_E_IDXLOCK.
+
+// Starts the cache with its capacity of free slots.  0, or VN_E_MEMORY.
 int32_t pgcacheinit();
 // Drops the slot table and the blocks its free slots kept; every file must
 // have been flushed before.
@@ -82,39 +82,41 @@ void pgcachefree();
 // Slot of (file, page), or -1, found through the directory of its file.
 // Ages every other occupied slot by one and makes the found one's age 0.
 int32_t pglookup(uint32_t file, uint32_t page);
-// Copies the image of cursor index into a slot for page and returns the
-// slot, or -1.  With look clear the caller knows the page is not cached.
-// A new slot is clean; a slot found by look keeps its dirty flag.
-int32_t pgput(FHCB* cb, int index, uint32_t page, int look);
+// Copies the image of cursor index into a slot for page, *slot.  With look
+// clear the caller knows the page is not cached.  A new slot is clean; a
+// slot found by look keeps its dirty flag.  0; VN_E_MEMORY when no slot
+// or block can be had, or the status of writing back the page evicted or
+// of locking the slot's block.
+int32_t pgput(IdxFile& f, int index, uint32_t page, int look, int32_t* slot);
 // Makes the image of cursor index hold page: from the cache, else read
 // from the file (shared: up to 100 tries, 50 ms apart, reopening the file
-// once; unshared or exclusive: one try).
-// 0, or -1 with cacheerror 23 or 30; the status is not touched.
-int32_t pgread(FHCB* cb, int index, uint32_t page);
-// Page to read in place: the cached copy, its block locked until
+// once, which may change f.fd; unshared or exclusive: one try).  0,
+// VN_E_IDXREAD or VN_E_IDXLOCK; a page read but not cached, VN_E_IDXWRITE.
+int32_t pgread(IdxFile& f, int index, uint32_t page);
+// Page to read in place, *view: the cached copy, its block locked until
 // pgunpin(*pin), with nothing else called in the cache before that; else
 // read from the file into the image of cursor index as pgread does, *pin
-// null.  Null on failure, as pgread.
-const uint8_t* pgview(FHCB* cb, int index, uint32_t page, void** pin);
+// null.  0, or the status of pgread (*view null).
+int32_t pgview(IdxFile& f, int index, uint32_t page, const uint8_t** view, void** pin);
 void pgunpin(void* pin);
 // Page as the index file's map shows it, for a page the cache holds no
-// copy of: read it only inside osmapguard on cb->idxfd, and expect it to
+// copy of: read it only inside osmapguard on f.fd, and expect it to
 // change under the reader while another process writes the file.  Null
 // when the cache holds the page or the map cannot show it; the page is
 // then read with pgview.  Nothing is cached.
-const uint8_t* pgmapped(FHCB* cb, uint32_t page);
-// Copies the first n bytes of page into to when the page is cached: 1; 0
-// when it is not, nothing being read; -1 when its block cannot be locked
-// (cacheerror 30).  A lookup, as pglookup's.
-int32_t pgpeek(FHCB* cb, uint32_t page, void* to, uint32_t n);
+const uint8_t* pgmapped(const IdxFile& f, uint32_t page);
+// Copies the first n bytes of page into to when the page is cached (*hit
+// true); *hit false when it is not, nothing being read.  0, or
+// VN_E_IDXLOCK when its block cannot be locked.  A lookup, as pglookup's.
+int32_t pgpeek(const IdxFile& f, uint32_t page, void* to, uint32_t n, bool* hit);
 // Stores the image of cursor index as page: dirty in the cache, or
-// straight to the file when the cache cannot take it.  0, or -1 (24).
-int32_t pgwrite(FHCB* cb, int index, uint32_t page);
-// Writes back and drops every slot of cb's index file, trims used and
-// flushes the file.  0, or -1 (24) after trying every slot.
-int32_t pgflush(FHCB* cb);
-// Writes one slot to its file and clears its dirty flag.  0, or -1
-// (cacheerror 24, or 30 when its block cannot be locked).
+// straight to the file when the cache cannot take it.  0, or VN_E_IDXWRITE.
+int32_t pgwrite(IdxFile& f, int index, uint32_t page);
+// Writes back and drops every slot of the index file fd, trims used and
+// flushes the file.  0, or VN_E_IDXWRITE after trying every slot.
+int32_t pgflush(uint32_t fd);
+// Writes one slot to its file and clears its dirty flag.  0, VN_E_IDXWRITE,
+// or VN_E_IDXLOCK when its block cannot be locked.
 int32_t pgwriteback(int slot);
 
 #endif

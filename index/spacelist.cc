@@ -4,11 +4,11 @@
 // index 0.
 #include <cstring>
 
-#include "index/btint.h"
 #include "definition/definition.h"
 #include "index/idxfile.h"
 #include "index/idxpage.h"
 #include "index/pagecache.h"
+#include "velnor.h"
 
 namespace {
 
@@ -23,29 +23,35 @@ unsigned spacecount(const IdxState* st, const uint8_t* img) {
     return n < spacecap(st) ? n : spacecap(st);
 }
 
-// The next link and count of list page into head: 1 when the image of
-// index 0 now holds the whole page, 0 when head alone was read, -1 on
-// failure.  Every page of the list ahead of the first with room is full,
-// so a shared walk, whose cache starts empty, reads only the first bytes
-// of a page not in the cache, sparing the copy and the slot of the rest.
-// Unshared, or when that read fails, the page is read whole.
-int32_t listhead(FHCB* cb, uint32_t page, uint8_t* head) {
-    IdxState* st = cb->index;
-    if (isshared(cb)) {
-        const int32_t cached = pgpeek(cb, page, head, SP_ENTRIES);
-        if (cached != 0) return cached < 0 ? -1 : 0;
+// The next link and count of list page into head, *whole set when the
+// image of index 0 now holds the whole page, clear when head alone was
+// read.  0, or the marked cache status.  Every page of the list ahead of
+// the first with room is full, so a shared walk, whose cache starts empty,
+// reads only the first bytes of a page not in the cache, sparing the copy
+// and the slot of the rest.  Unshared, or when that read fails, the page
+// is read whole.
+int32_t listhead(IdxFile& f, uint32_t page, uint8_t* head, bool* whole) {
+    IdxState* st = f.state;
+    *whole = false;
+    if (f.shared) {
+        bool cached;
+        if (const int32_t r = pgpeek(f, page, head, SP_ENTRIES, &cached)) return fromcache(r);
+        if (cached) return 0;
         const uint64_t off = uint64_t{page} * st->pagesize;
         if (off + SP_ENTRIES <= UINT32_MAX &&
-            idxreadat(static_cast<int32_t>(cb->idxfd), static_cast<uint32_t>(off), head, SP_ENTRIES))
+            idxreadat(static_cast<int32_t>(f.fd), static_cast<uint32_t>(off), head, SP_ENTRIES))
             return 0;
     }
-    if (pgread(cb, 0, page) < 0) return -1;
+    if (const int32_t r = pgread(f, 0, page)) return fromcache(r);
     memcpy(head, st->cursor[0].img, SP_ENTRIES);
-    return 1;
+    *whole = true;
+    return 0;
 }
 
-int32_t addentry(FHCB* cb, uint32_t pos, uint16_t len) {
-    IdxState* st = cb->index;
+}  // namespace
+
+int32_t spaceadd(IdxFile& f, uint32_t pos, uint16_t len) {
+    IdxState* st = f.state;
     IdxCursor& c = st->cursor[0];
     uint8_t* img = c.img;
     c.page = 0;
@@ -53,12 +59,14 @@ int32_t addentry(FHCB* cb, uint32_t pos, uint16_t len) {
     // link out of the file ends the list.
     uint32_t page = st->spacelist;
     for (uint32_t walked = 0; page && page < st->nextpage; walked++) {
-        if (walked == st->nextpage) return btcorrupt(cb);
+        if (walked == st->nextpage) return VN_E_IDXCORRUPT;
         uint8_t head[SP_ENTRIES];
-        const int32_t whole = listhead(cb, page, head);
-        if (whole < 0) return -1;
+        bool whole;
+        if (const int32_t r = listhead(f, page, head, &whole)) return r;
         if (getle16(head + SP_COUNT) < spacecap(st)) {
-            if (whole == 0 && pgread(cb, 0, page) < 0) return -1;
+            if (!whole) {
+                if (const int32_t r = pgread(f, 0, page)) return fromcache(r);
+            }
             const unsigned n = getle16(img + SP_COUNT);
             if (n >= spacecap(st)) {
                 page = getle32(img + SP_NEXT);
@@ -67,12 +75,11 @@ int32_t addentry(FHCB* cb, uint32_t pos, uint16_t len) {
             putle32(entry(img, n), pos);
             putle16(entry(img, n) + 4, len);
             putle16(img + SP_COUNT, static_cast<uint16_t>(n + 1));
-            return pgwrite(cb, 0, page);
+            return fromcache(pgwrite(f, 0, page));
         }
         page = getle32(head + SP_NEXT);
     }
-    page = pagenew(cb, 0);
-    if (page == 0) return -1;
+    if (const int32_t r = pagenew(f, 0, &page)) return r;
     memset(img, 0, st->pagesize);
     putle32(img + SP_NEXT, st->spacelist);
     putle16(img + SP_COUNT, 1);
@@ -80,29 +87,23 @@ int32_t addentry(FHCB* cb, uint32_t pos, uint16_t len) {
     putle16(entry(img, 0) + 4, len);
     st->spacelist = page;
     st->dirty = 1;
-    if (idxsync(cb, 0) < 0) return -1;
-    return pgwrite(cb, 0, page);
+    if (const int32_t r = idxsync(f, 0)) return r;
+    return fromcache(pgwrite(f, 0, page));
 }
 
-}  // namespace
-
-int32_t spaceadd(FHCB* cb, uint32_t pos, uint16_t len) { return btstatus(cb, addentry(cb, pos, len)); }
-
-uint32_t spacetake(FHCB* cb, uint16_t len) {
-    IdxState* st = cb->index;
+int32_t spacetake(IdxFile& f, uint16_t len, uint32_t* out) {
+    IdxState* st = f.state;
     IdxCursor& c = st->cursor[0];
     uint8_t* img = c.img;
     c.page = 0;
-    bool anywhere = (cb->fflags & VN_FF_VARLEN) != 0;
+    *out = 0;
+    bool anywhere = (f.fflags & VN_FF_VARLEN) != 0;
     uint32_t page = st->spacelist;
     unsigned n = 0, i = 0;
     bool found = false;
     for (uint32_t walked = 0; page && page < st->nextpage; walked++) {
-        if (walked == st->nextpage) {
-            btcorrupt(cb);
-            return 0;
-        }
-        if (pgread(cb, 0, page) < 0) return 0;
+        if (walked == st->nextpage) return VN_E_IDXCORRUPT;
+        if (const int32_t r = pgread(f, 0, page)) return fromcache(r);
         n = spacecount(st, img);
         // Fixed-length records: only the first entry of the first page.
         unsigned look = anywhere ? n : (n ? 1 : 0);
@@ -116,13 +117,15 @@ uint32_t spacetake(FHCB* cb, uint16_t len) {
     memmove(entry(img, i), entry(img, i + 1), SP_ENTRYSIZE * (n - i - 1));
     memset(entry(img, n - 1), 0, SP_ENTRYSIZE);
     putle16(img + SP_COUNT, static_cast<uint16_t>(n - 1));
-    if (pgwrite(cb, 0, page) < 0) return 0;
+    if (const int32_t r = pgwrite(f, 0, page)) return fromcache(r);
+    int32_t r = 0;
     if (n == 1) {
         // The emptied page leaves the list, and with it any pages ahead.
         st->spacelist = getle32(img + SP_NEXT);
         st->dirty = 1;
-        if (pagefree(cb, 0, page) < 0) return 0;
-        idxsync(cb, 0);
+        if ((r = pagefree(f, 0, page)) != 0) return r;
+        r = idxsync(f, 0);
     }
-    return pos;
+    *out = pos;
+    return r;
 }

@@ -15,6 +15,7 @@
 #include "maint/fm.h"
 #include "support/os.h"
 #include "support/limits.h"
+#include "record/keyfile.h"
 
 namespace {
 
@@ -50,8 +51,8 @@ struct Recover {
     // Writes the changed pages and the header, and has the handle's data
     // committed.
     void flush() {
-        pgflush(&cb);
-        hdrwrite(&cb);
+        pgflush(cb.idxfd);
+        keyhdrwrite(&cb);
         fhclopen(cb.idxfd);
         fmflushes++;
     }
@@ -77,7 +78,7 @@ int32_t Recover::prepare(const char* key) {
     fmfiletype(&cb);
     fmstatus("Creating temporary file...");
     nstrncpy(cb.idxname, tmp, FH_NAMEMAX);
-    if (idxcreate(&cb) != 0) return cb.status;
+    if (keyfilecreate(&cb) != 0) return cb.status;
     created = true;
     tmpfd = osopen(tmp, VN_O_RDWR | VN_O_BINARY, 0);
     if (tmpfd < 1) {
@@ -85,7 +86,7 @@ int32_t Recover::prepare(const char* key) {
         return fail(VN_E_DATOPEN);
     }
     cb.idxfd = static_cast<uint32_t>(tmpfd);
-    if (idxopen(&cb) != 0) return cb.status;
+    if (keyfileopen(&cb) != 0) return cb.status;
     fmstatus("Opening data file...");
     datfd = osopen(cb.datname, VN_O_RDONLY | VN_O_BINARY, 0);
     if (datfd < 1) {
@@ -105,7 +106,7 @@ int32_t Recover::enter(int32_t pos, int32_t len) {
     const char* rec = varlen() ? raw.data() : buf;
     if (rec[0] != ' ') {
         deleted++;
-        if (spaceadd(&cb, static_cast<uint32_t>(pos), static_cast<uint16_t>(len)) != 0) return cb.status;
+        if (spacefree(&cb, static_cast<uint32_t>(pos), static_cast<uint16_t>(len)) != 0) return cb.status;
         return 0;
     }
     if (varlen()) unpackrec(&cb, raw.data(), len, buf);
@@ -114,7 +115,7 @@ int32_t Recover::enter(int32_t pos, int32_t len) {
     fmcurrent(key);
     for (int k = 0; k < nindexes(&cb); k++) {
         bldkey(&cb, k, cb.index->keybuf);
-        if (idxinsert(&cb, k, static_cast<uint32_t>(pos)) < 0) return cb.status != 0 ? cb.status : fail(VN_E_IDXWRITE);
+        if (keyinsert(&cb, k, static_cast<uint32_t>(pos)) < 0) return cb.status != 0 ? cb.status : fail(VN_E_IDXWRITE);
     }
     return 0;
 }
@@ -152,7 +153,7 @@ int32_t Recover::scan() {
 void Recover::close(bool keep) {
     if (datfd > 0) osclose(datfd);
     datfd = 0;
-    if (cb.index != nullptr) idxclose(&cb);
+    if (cb.index != nullptr) keyfileclose(&cb);
     cb.index = nullptr;
     if (tmpfd > 0) osclose(tmpfd);
     tmpfd = 0;

@@ -18,6 +18,7 @@
 #include "maint/fm.h"
 #include "support/os.h"
 #include "support/limits.h"
+#include "record/keyfile.h"
 
 namespace {
 
@@ -160,7 +161,7 @@ int32_t Verify::prepare(const char* dat, const char* fid, const char* keyname) {
         }
         cb.idxfd = static_cast<uint32_t>(keyfd);
         fmstatus(hashed() ? "Reading hash file header..." : "Reading index file header...");
-        if ((hashed() ? hshopen(&cb) : idxopen(&cb)) != 0) return cb.status;
+        if (keyfileopen(&cb) != 0) return cb.status;
     }
     datlen = osfilesize(datfd);
     passes = nindexes(&cb);
@@ -210,7 +211,7 @@ int32_t Verify::recordpass(int k) {
                 fmcurrent(key);
                 std::memcpy(cb.index->keybuf, key, static_cast<size_t>(n) + 1);
                 if (!hashed()) {
-                    const int32_t found = idxsearch(&cb, k, SRCH_EQUAL);
+                    const int32_t found = keysearch(&cb, k, SRCH_EQUAL);
                     if (found < 0) return cb.status;
                     if (found != pos) {
                         fmmessage("Error: Bad/No index entry for this key. Solution: RECOVER.");
@@ -247,7 +248,7 @@ int32_t Verify::keypass(int k) {
     const unsigned klen = cb.index->keylen[k];
     for (int mode = SRCH_FIRST;; mode = SRCH_STEP) {
         if (fmpoll()) return -1;
-        const int32_t pos = idxsearch(&cb, k, mode);
+        const int32_t pos = keysearch(&cb, k, mode);
         if (pos < 0) return cb.status;
         if (pos == 0) break;
         std::memcpy(ikey, cb.index->keybuf, klen + 1);
@@ -321,7 +322,7 @@ int32_t Verify::run(const char* dat, const char* fid, const char* keyname) {
 }
 
 void Verify::close() {
-    if (cb.index != nullptr) idxclose(&cb);
+    if (cb.index != nullptr) keyfileclose(&cb);
     cb.index = nullptr;
     if (keyfd > 0) osclose(keyfd);
     if (datfd > 0) osclose(datfd);

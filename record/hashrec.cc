@@ -11,6 +11,7 @@
 #include "index/hash.h"
 #include "index/idxfile.h"
 #include "support/os.h"
+#include "record/keyfile.h"
 
 namespace {
 
@@ -72,8 +73,9 @@ int32_t hshprobe(FHCB* cb) {
     int32_t saved = cb->datpos;
     int64_t slot = h;
     char key[KEYMAX + 8];
+    const IdxFile table = indexof(cb);
     for (uint32_t visited = 0;;) {
-        uint32_t pos = hshslotread(cb, static_cast<uint32_t>(slot));
+        uint32_t pos = hshslotread(table, static_cast<uint32_t>(slot));
         if (pos == 0) {
             cb->datpos = saved;
             return static_cast<int32_t>(slot);
@@ -84,7 +86,7 @@ int32_t hshprobe(FHCB* cb) {
             return fail(cb, VN_E_DATREAD);
         }
         bldkey(cb, 0, key);
-        if (keycmp(cb, 0, key, want) == 0) {
+        if (keycmp(table, 0, key, want) == 0) {
             cb->hashstate |= HS_FOUND;
             osseek(dat(cb), cb->datpos, 0);
             return static_cast<int32_t>(slot);
@@ -130,7 +132,7 @@ int32_t hshwrite(FHCB* cb) {
     if (isnew) {
         cb->datpos = static_cast<int32_t>(cb->nrecs * cb->reclen);
         cb->nrecs++;
-        if (hshslotwrite(cb, static_cast<uint32_t>(slot), static_cast<uint32_t>(cb->datpos)) != 0 ||
+        if (takestatus(cb, hshslotwrite(indexof(cb), static_cast<uint32_t>(slot), static_cast<uint32_t>(cb->datpos))) != 0 ||
             (isshared(cb) && writehdrcount(cb) != 0)) {
             unlock(cb);
             return -1;

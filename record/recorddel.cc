@@ -6,6 +6,7 @@
 #include "record/thread.h"
 #include "index/btree.h"
 #include "index/idxfile.h"
+#include "record/keyfile.h"
 
 int32_t removerec(FHCB* cb, int32_t pos, int32_t len, char* rec, bool mark) {
     bool changed = false;
@@ -22,12 +23,12 @@ int32_t removerec(FHCB* cb, int32_t pos, int32_t len, char* rec, bool mark) {
     int32_t r = 0;
     for (int i = 0; i < nindexes(cb) && r == 0; i++) {
         bldkey(cb, i, cb->index->keybuf);
-        r = idxdelete(cb, i, static_cast<uint32_t>(pos));
+        r = keydelete(cb, i, static_cast<uint32_t>(pos));
     }
     cb->recbuf = save;
     cb->datpos = savepos;
     if (r < 0) return -1;
     cb->state |= VN_ST_DIRTY;
-    if (spaceadd(cb, static_cast<uint32_t>(pos), static_cast<uint16_t>(len)) < 0) return -1;
+    if (spacefree(cb, static_cast<uint32_t>(pos), static_cast<uint16_t>(len)) < 0) return -1;
     return mark ? writeat(cb, pos, deletemark, 1) : 0;
 }

@@ -5,10 +5,11 @@
 #include "index/btree.h"
 #include "index/idxfile.h"
 #include "index/pagecache.h"
+#include "record/keyfile.h"
 
 void sharedflush(FHCB* cb) {
-    if (cb->nkeys > 0 && cb->index && isshared(cb) && pgflush(cb) < 0 && cb->status == 0)
-        cb->status = static_cast<uint8_t>(cacheerror ? cacheerror : VN_E_IDXWRITE);
+    if (cb->nkeys > 0 && cb->index && isshared(cb) && pgflush(cb->idxfd) != 0 && cb->status == 0)
+        cb->status = VN_E_IDXWRITE;
 }
 
 void movenext(FHCB* cb, int32_t len) {
@@ -21,7 +22,7 @@ void movenext(FHCB* cb, int32_t len) {
         }
         const int32_t r = (cb->state & VN_ST_SUBSTR)
                               ? substrscan(cb, desc ? SRCH_PREV : SRCH_NEXT)
-                              : idxsearch(cb, cb->curkey, desc ? SRCH_STEPBACK : SRCH_STEP);
+                              : keysearch(cb, cb->curkey, desc ? SRCH_STEPBACK : SRCH_STEP);
         if (r > 0)
             cb->datpos = r;
         else

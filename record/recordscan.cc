@@ -6,6 +6,7 @@
 #include "index/idxfile.h"
 #include "record/record.h"
 #include "support/limits.h"
+#include "record/keyfile.h"
 
 namespace {
 
@@ -31,7 +32,7 @@ int32_t substrscan(FHCB* cb, int mode) {
     const size_t cmp = static_cast<size_t>(cmplength(cb));
     const size_t len = strnlen(cb->work, FH_WORKMAX);
     for (;;) {
-        const int32_t r = idxsearch(cb, cb->curkey, mode);
+        const int32_t r = keysearch(cb, cb->curkey, mode);
         if (r <= 0 || contains(cb->index->keybuf, cmp, cb->work, len)) return r;
     }
 }

@@ -38,10 +38,21 @@ void report(const char* phase, size_t keys, const Timer& t) {
            wall, keys / wall, cpu, keys / cpu);
 }
 
-void die(const char* what, const FHCB& cb) {
-    fprintf(stderr, "index_bench: %s failed (status %d, cache error %d)\n", what, cb.status,
-            static_cast<int>(cacheerror));
+void die(const char* what, int32_t status) {
+    fprintf(stderr, "index_bench: %s failed (status %d)\n", what, static_cast<int>(status));
     exit(1);
+}
+
+// Stops the run when status reports a failure.
+void check(const char* what, int32_t status) {
+    if (status != 0) die(what, status);
+}
+
+// The record position of key in index, 0 for none.
+uint32_t find(IdxFile& f, int index, int mode) {
+    uint32_t pos = 0;
+    check("search", idxsearch(f, index, mode, &pos));
+    return pos;
 }
 
 }  // namespace
@@ -61,10 +72,10 @@ int main(int argc, char** argv) {
     keys[1].keylen = 50;
     keys[1].nsegs = 1;
     keys[1].seg[0] = {10, 40, SEG_CASE};
-    FHCB cb{};
-    cb.keys = keys;
-    cb.nkeys = 2;
-    snprintf(cb.idxname, sizeof cb.idxname, "%s", file.c_str());
+    IdxFile f{};
+    f.keys = keys;
+    f.nkeys = 2;
+    f.path = file.c_str();
 
     // Keys are made before the clock starts: 10 + 40 random characters.
     std::mt19937_64 rng(42);
@@ -72,22 +83,25 @@ int main(int argc, char** argv) {
     std::vector<char> data(count * 50);
     for (char& c : data) c = alphabet[rng() % 62];
 
-    if (pgcacheinit() != 0 || idxcreate(&cb) != 0) die("create", cb);
+    check("cache", pgcacheinit());
+    check("create", idxcreate(f));
     int32_t fd = osopen(file.c_str(), VN_O_BINARY | VN_O_RDWR, 0);
-    cb.idxfd = static_cast<uint32_t>(fd);
-    if (fd < 1 || idxopen(&cb) != 0) die("open", cb);
-    char* kb = cb.index->keybuf;
+    if (fd < 1) die("open", VN_E_IDXOPEN);
+    f.fd = static_cast<uint32_t>(fd);
+    check("open", idxopen(f));
+    char* kb = f.state->keybuf;
 
     Timer t;
     for (size_t i = 0; i < count; i++) {
         const char* rec = &data[i * 50];
         memcpy(kb, rec, 10);
-        if (idxinsert(&cb, 0, static_cast<uint32_t>(i + 1)) != 0) die("insert", cb);
+        check("insert", idxinsert(f, 0, static_cast<uint32_t>(i + 1)));
         memcpy(kb, rec + 10, 40);
         memcpy(kb + 40, rec, 10);
-        if (idxinsert(&cb, 1, static_cast<uint32_t>(i + 1)) != 0) die("insert", cb);
+        check("insert", idxinsert(f, 1, static_cast<uint32_t>(i + 1)));
     }
-    if (pgflush(&cb) != 0 || hdrwrite(&cb) != 0) die("flush", cb);
+    check("flush", pgflush(f.fd));
+    check("header", hdrwrite(f));
     report("insert", 2 * count, t);
 
     t = Timer();
@@ -95,10 +109,10 @@ int main(int argc, char** argv) {
     for (size_t i = 0; i < count; i++) {
         const char* rec = &data[i * 50];
         memcpy(kb, rec, 10);
-        found += idxsearch(&cb, 0, SRCH_EQUAL) > 0;
+        found += find(f, 0, SRCH_EQUAL) > 0;
         memcpy(kb, rec + 10, 40);
         memcpy(kb + 40, rec, 10);
-        found += idxsearch(&cb, 1, SRCH_EQUAL) == static_cast<int32_t>(i + 1);
+        found += find(f, 1, SRCH_EQUAL) == i + 1;
     }
     report("lookup", 2 * count, t);
     if (found != 2 * count) fprintf(stderr, "index_bench: %zu of %zu keys found\n", found, 2 * count);
@@ -106,13 +120,13 @@ int main(int argc, char** argv) {
     t = Timer();
     size_t walked = 0;
     for (int index = 0; index < 2; index++)
-        for (int32_t p = idxsearch(&cb, index, SRCH_FIRST); p > 0; p = idxsearch(&cb, index, SRCH_STEP))
+        for (uint32_t p = find(f, index, SRCH_FIRST); p > 0; p = find(f, index, SRCH_STEP))
             walked++;
     report("walk", walked, t);
 
     printf("file     %9u pages of %u bytes, %u entries per page (primary), %u (secondary)\n",
-           cb.index->nextpage, cb.index->pagesize, cb.index->cursor[0].cap, cb.index->cursor[1].cap);
-    if (idxclose(&cb) != 0) die("close", cb);
+           f.state->nextpage, f.state->pagesize, f.state->cursor[0].cap, f.state->cursor[1].cap);
+    check("close", idxclose(f));
     osclose(fd);
     pgcachefree();
     std::error_code ec;

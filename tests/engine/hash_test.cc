@@ -9,6 +9,7 @@
 
 #include "common/engine.h"
 #include "record/hashrec.h"
+#include "record/keyfile.h"
 #include "index/hash.h"
 #include "index/idxfile.h"
 #include "support/os.h"
@@ -82,26 +83,26 @@ TEST_F(Hash, HeaderChecks) {
         oswrite(fd, &v, 1);
     };
     patch(4, 0x61);  // version 1377
-    EXPECT_EQ(hshopen(&cb), -1);
+    EXPECT_EQ(keyfileopen(&cb), -1);
     EXPECT_EQ(+cb.status, VN_E_HSHVERSION);
     patch(4, 0x60);
     patch(6, 9);  // key length 9
-    EXPECT_EQ(hshopen(&cb), -1);
+    EXPECT_EQ(keyfileopen(&cb), -1);
     EXPECT_EQ(+cb.status, VN_E_HSHFID);
     patch(6, 8);
-    EXPECT_EQ(hshopen(&cb), 0);
+    EXPECT_EQ(keyfileopen(&cb), 0);
     cb.hashrecs = 2000;  // a definition asking for another table size
-    EXPECT_EQ(hshopen(&cb), -1);
+    EXPECT_EQ(keyfileopen(&cb), -1);
     EXPECT_EQ(+cb.status, VN_E_HSHFID);
     cb.hashrecs = 601;
     std::filesystem::resize_file(hshname, 10);
-    EXPECT_EQ(hshopen(&cb), -1);
+    EXPECT_EQ(keyfileopen(&cb), -1);
     EXPECT_EQ(+cb.status, VN_E_HSHREAD);
     int8_t nkeys = cb.nkeys;
     cb.nkeys = 0;
-    EXPECT_EQ(hshopen(&cb), -1);
+    EXPECT_EQ(keyfileopen(&cb), -1);
     EXPECT_EQ(+cb.status, VN_C_HSHNOKEY);
-    EXPECT_EQ(hshcreate(&cb), -1);
+    EXPECT_EQ(keyfilecreate(&cb), -1);
     EXPECT_EQ(+cb.status, VN_C_HSHNOKEY);
     cb.nkeys = nkeys;
 }

@@ -11,7 +11,7 @@ protected:
     // A file with two indexes of 300 keys each (three levels in index 1).
     // Builds a.idx and returns its bytes.
     std::string build() {
-        IdxFile f(path("a.idx"), defs);
+        TestIndex f(path("a.idx"), defs);
         EXPECT_EQ(f.make(), 0);
         for (int i = 0; i < 300; i++) {
             const std::string k = numkey((i * 7919) % 1000, 6);
@@ -28,11 +28,10 @@ protected:
     }
     // Opens name and gives the status of the open (0 when it opened).
     int openstatus(const std::string& name, const std::vector<KeyDef>& d, uint8_t fflags = 0) {
-        IdxFile f(path(name), d, fflags);
-        f.cb.status = 0;
-        int32_t r = f.open();
+        TestIndex f(path(name), d, fflags);
+        const int32_t r = f.open();
         EXPECT_EQ(r == 0, f.st() != nullptr);
-        return r == 0 ? 0 : f.cb.status;
+        return r;
     }
     std::vector<KeyDef> defs = {{{6, 0}}, {{18, SEG_CASE}}};
 };
@@ -63,7 +62,7 @@ TEST_F(Hostile, HeaderChecksAtOpen) {
         EXPECT_EQ(openstatus("t.idx", defs), VN_E_IDXREAD) << len;
     }
     // A record-number index must be five bytes.
-    IdxFile r(path("r.idx"), {{{4, 0}}}, VN_FF_RECNO);
+    TestIndex r(path("r.idx"), {{{4, 0}}}, VN_FF_RECNO);
     ASSERT_EQ(r.create(), 0);
     EXPECT_EQ(openstatus("r.idx", {{{4, 0}}}, VN_FF_RECNO), 0);
     patch(r.path, 96, "\x06");
@@ -85,16 +84,16 @@ TEST_F(Hostile, ForeignOrEmptyPagesAreCorrupt) {
     };
     for (const Damage& d : damages) {
         damaged("d.idx", good, d.off, d.bytes);
-        IdxFile f(path("d.idx"), defs);
+        TestIndex f(path("d.idx"), defs);
         ASSERT_EQ(f.open(), 0) << d.what;
         const std::string key = numkey(0, 18) + "000007";
         // Searches in four modes, an insert and a delete.
-        for (int op : std::initializer_list<int>{SRCH_EQUAL, SRCH_FIRST, SRCH_LAST, SRCH_GE, -1, -2}) {
-            f.cb.status = 0;
-            EXPECT_EQ(op == -1 ? f.insert(1, key, 999) : op == -2 ? f.remove(1, key, 1) : f.search(1, key, op), -1)
-                << d.what << " op " << op;
-            EXPECT_EQ(f.cb.status, VN_E_IDXCORRUPT) << d.what;
+        for (int op : {SRCH_EQUAL, SRCH_FIRST, SRCH_LAST, SRCH_GE}) {
+            EXPECT_EQ(f.search(1, key, op), -1) << d.what << " mode " << op;
+            EXPECT_EQ(f.status, VN_E_IDXCORRUPT) << d.what;
         }
+        EXPECT_EQ(f.insert(1, key, 999), VN_E_IDXCORRUPT) << d.what;
+        EXPECT_EQ(f.remove(1, key, 1), VN_E_IDXCORRUPT) << d.what;
         // The other index is unharmed.
         EXPECT_GT(f.search(0, "000000", SRCH_EQUAL), 0) << d.what;
     }
@@ -108,10 +107,10 @@ TEST_F(Hostile, PagesThatLoopStopAtTheDepthLimit) {
     std::string children;
     for (unsigned i = 0; i < static_cast<unsigned char>(good[root1 * P + 1]); i++) children += le32(root1);
     damaged("l.idx", good, root1 * P + 4, children);
-    IdxFile f(path("l.idx"), defs);
+    TestIndex f(path("l.idx"), defs);
     ASSERT_EQ(f.open(), 0);
     EXPECT_EQ(f.search(1, std::string(24, '5'), SRCH_GE), -1);
-    EXPECT_EQ(f.cb.status, VN_E_IDXCORRUPT);
+    EXPECT_EQ(f.status, VN_E_IDXCORRUPT);
 }
 
 }  // namespace

@@ -1,12 +1,12 @@
-// idxfixture.cc - the index test scaffolding: temporary directories, hand-made
-// definitions, and the structure check read from the file's own bytes.
+// idxfixture.cc - the index test scaffolding: hand-made definitions, and
+// the structure check read from the file's own bytes.
 #include "idxfixture.h"
 
-#include <cstring>
+#include <cstdio>
 
 #include "support/os.h"
 
-IdxFile::IdxFile(const std::string& p, const std::vector<KeyDef>& keys, uint8_t fflags) : path(p) {
+TestIndex::TestIndex(const std::string& p, const std::vector<KeyDef>& keys, uint8_t fflags) : path(p) {
     unsigned off = 0;
     for (const KeyDef& k : keys) {
         FidKey fk{};
@@ -22,41 +22,51 @@ IdxFile::IdxFile(const std::string& p, const std::vector<KeyDef>& keys, uint8_t 
         fk.keylen = static_cast<uint8_t>(len);
         table.push_back(fk);
     }
-    if (fflags & VN_FF_RECNO) lens.push_back(5);
-    for (const FidKey& k : table) lens.push_back(k.keylen);
-    cb.keys = table.data();
-    cb.nkeys = static_cast<int8_t>(table.size());
-    cb.fflags = fflags;
-    snprintf(cb.idxname, sizeof cb.idxname, "%s", path.c_str());
+    f.keys = table.data();
+    f.nkeys = static_cast<int>(table.size());
+    f.fflags = fflags;
+    f.path = path.c_str();
 }
 
-IdxFile::~IdxFile() {
-    if (cb.index) close();
-}
-
-int32_t IdxFile::open() {
-    int32_t fd = osopen(path.c_str(), VN_O_BINARY | VN_O_RDWR, 0);
+int32_t TestIndex::open() {
+    int32_t fd = osopen(f.path, VN_O_BINARY | VN_O_RDWR, 0);
     if (fd < 1) return -2;
-    cb.idxfd = static_cast<uint32_t>(fd);
-    int32_t r = idxopen(&cb);
-    if (r < 0) {
-        osclose(fd);
-        cb.idxfd = 0;
-    }
+    f.fd = static_cast<uint32_t>(fd);
+    const int32_t r = idxopen(f);
+    if (r != 0) close();
     return r;
 }
 
-int32_t IdxFile::close() {
-    int32_t r = idxclose(&cb);
-    if (cb.idxfd) osclose(static_cast<int32_t>(cb.idxfd));
-    cb.idxfd = 0;
+int32_t TestIndex::close() {
+    const int32_t r = f.state ? idxclose(f) : 0;
+    if (f.fd) osclose(static_cast<int32_t>(f.fd));
+    f.fd = 0;
     return r;
+}
+
+int32_t TestIndex::search(int index, const std::string& key, int mode) {
+    setkey(key);
+    uint32_t pos = 0;
+    status = idxsearch(f, index, mode, &pos);
+    return status ? -1 : static_cast<int32_t>(pos);
+}
+
+uint32_t TestIndex::take(uint16_t len) {
+    uint32_t pos = 0;
+    status = spacetake(f, len, &pos);
+    return pos;
+}
+
+std::string numkey(int v, int width) {
+    char buf[32];
+    std::snprintf(buf, sizeof buf, "%0*d", width, v);
+    return buf;
 }
 
 namespace {
 
 struct Walker {
-    IdxFile& f;
+    TestIndex& f;
     const std::string& bytes;
     unsigned P;
     int index;
@@ -93,7 +103,7 @@ struct Walker {
             for (unsigned i = 0; i < count; i++) {
                 std::string ki = key(pg, i);
                 if (!prev.empty()) {
-                    EXPECT_LE(keycmp(&f.cb, index, prev.data(), ki.data()), 0)
+                    EXPECT_LE(keycmp(f.f, index, prev.data(), ki.data()), 0)
                         << "order at page " << n << " entry " << i;
                 }
                 prev = ki;
@@ -114,10 +124,10 @@ struct Walker {
 
 }  // namespace
 
-Layout checkstructure(IdxFile& f) {
+Layout checkstructure(TestIndex& f) {
     Layout out;
-    EXPECT_EQ(pgflush(&f.cb), 0);
-    EXPECT_EQ(hdrwrite(&f.cb), 0);
+    EXPECT_EQ(pgflush(f.f.fd), 0);
+    EXPECT_EQ(hdrwrite(f.f), 0);
     std::string b = readfile(f.path);
     const IdxState* st = f.st();
     unsigned P = le16(b, 94);

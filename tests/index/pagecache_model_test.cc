@@ -78,35 +78,35 @@ protected:
 };
 
 TEST_F(PageCacheModelTest, SlotsAgesAndContentsFollowTheLinearModel) {
-    IdxFile a(path("a.idx"), {{{5, 0}}}), b(path("b.idx"), {{{10, 0}}});
+    TestIndex a(path("a.idx"), {{{5, 0}}}), b(path("b.idx"), {{{10, 0}}});
     ASSERT_EQ(a.make(), 0);
     ASSERT_EQ(b.make(), 0);
     Model m;
     ASSERT_EQ(pgcache.used, 0);
     std::map<std::pair<int, uint32_t>, uint8_t> written;  // (file, page) -> fill
     std::mt19937 rng(7);
-    IdxFile* files[2] = {&a, &b};
+    TestIndex* files[2] = {&a, &b};
     int step = 0;
     auto writepage = [&](int fi, uint32_t page) {
-        IdxFile& f = *files[fi];
+        TestIndex& f = *files[fi];
         const uint8_t fill = static_cast<uint8_t>(rng());
         memset(f.st()->cursor[0].img, fill, f.st()->pagesize);
-        ASSERT_EQ(pgwrite(&f.cb, 0, page), 0);
-        m.write(f.cb.idxfd, page);
+        ASSERT_EQ(pgwrite(f.f, 0, page), 0);
+        m.write(f.f.fd, page);
         written[{fi, page}] = fill;
     };
     auto readpage = [&](int fi, uint32_t page) {
-        IdxFile& f = *files[fi];
+        TestIndex& f = *files[fi];
         const uint8_t fill = written.at({fi, page});
         memset(f.st()->cursor[0].img, ~fill, f.st()->pagesize);
-        ASSERT_EQ(pgread(&f.cb, 0, page), 0);
-        m.read(f.cb.idxfd, page);
+        ASSERT_EQ(pgread(f.f, 0, page), 0);
+        m.read(f.f.fd, page);
         const uint8_t* img = f.st()->cursor[0].img;
         for (unsigned i = 0; i < f.st()->pagesize; i++) ASSERT_EQ(img[i], fill) << "step " << step << " byte " << i;
     };
     auto flush = [&](int fi) {
-        ASSERT_EQ(pgflush(&files[fi]->cb), 0);
-        m.flush(files[fi]->cb.idxfd);
+        ASSERT_EQ(pgflush(files[fi]->f.fd), 0);
+        m.flush(files[fi]->f.fd);
     };
     for (step = 0; step < 20000; step++) {
         const int fi = rng() % 4 == 0 ? 1 : 0;

@@ -2,7 +2,6 @@
 // use or round a loop: taking a page from the free-page chain and adding to
 // or taking from the free-space list end with the corrupt-index status.
 #include "idxfixture.h"
-#include "index/btree.h"
 
 namespace {
 
@@ -23,13 +22,10 @@ class Walls : public IndexTest, public ::testing::WithParamInterface<Damage> {};
 // the root as the case says.
 TEST_P(Walls, DamagedChainEndsWithCorruptStatus) {
     const Damage& d = GetParam();
-    IdxFile f(path("w.idx"), {{{5, 0}}}, VN_FF_VARLEN);
+    TestIndex f(path("w.idx"), {{{5, 0}}}, VN_FF_VARLEN);
     ASSERT_EQ(f.create(), 0);
     ASSERT_EQ(f.open(), 0);
-    for (int i = 0; i < 40; i++) {
-        f.setkey(vntest::numbered("k", i * 2));
-        ASSERT_EQ(idxinsert(&f.cb, 0, static_cast<uint32_t>(i + 1)), 0);
-    }
+    for (int i = 0; i < 40; i++) ASSERT_EQ(f.insert(0, vntest::numbered("k", i * 2), i + 1), 0);
     const uint32_t extra = f.st()->nextpage, root = f.st()->root[0], size = f.st()->pagesize;
     ASSERT_EQ(f.close(), 0);
     std::string b = readfile(f.path);
@@ -43,18 +39,14 @@ TEST_P(Walls, DamagedChainEndsWithCorruptStatus) {
     ASSERT_EQ(f.open(), 0);
     int32_t r = 0;
     if (d.op == INSERT) {
-        for (int i = 0; i < 400 && r == 0; i++) {
-            f.setkey(vntest::numbered("k", i * 2 + 1));
-            r = idxinsert(&f.cb, 0, 1000u + i);
-        }
+        for (int i = 0; i < 400 && r == 0; i++) r = f.insert(0, vntest::numbered("k", i * 2 + 1), 1000u + i);
     } else if (d.op == ADD) {
-        r = spaceadd(&f.cb, 5000, 7);
+        r = spaceadd(f.f, 5000, 7);
     } else {
-        r = spacetake(&f.cb, 7) == 0 ? -1 : 0;
+        EXPECT_EQ(f.take(7), 0u);
+        r = f.status;
     }
-    EXPECT_EQ(r, -1) << d.name;
-    EXPECT_EQ(+f.cb.status, VN_E_IDXCORRUPT) << d.name;
-    f.close();
+    EXPECT_EQ(r, VN_E_IDXCORRUPT) << d.name;
 }
 
 const Damage damages[] = {
