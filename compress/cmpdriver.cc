@@ -2,6 +2,8 @@
 // patterns and list files, archive naming, and the run's cleanup.
 #include <cstdio>
 #include <cstring>
+#include <memory>
+#include <new>
 
 #include "compress/archive.h"
 #include "compress/cmpstate.h"
@@ -9,8 +11,6 @@
 #include "compress/driver.h"
 #include "support/os.h"
 #include "support/strutil.h"
-
-char cmppatterns[CMP_MAXPATTERNS][CMP_PATHMAX + 1];
 
 namespace {
 
@@ -51,22 +51,22 @@ int32_t parseoptions(const char* options, CmpRun& run) {
         case 'l': ops |= OP_LIST; break;
         case 'd': ops |= OP_DELETE; break;
         case 'b': run.bits = 1; break;
-        case 'o': cmpopt.overwrite = 1; break;
-        case 'q': cmpopt.quiet = 1; break;
+        case 'o': cmpstate().opt.overwrite = 1; break;
+        case 'q': cmpstate().opt.quiet = 1; break;
         case 'p': {
             p++;
-            char pw[sizeof cmpopt.password];
+            char pw[sizeof cmpstate().opt.password];
             if (quoted(&p, pw, 10) != 0) {
                 cmpreport("Error: Bad password.\r\n");
                 return -2;
             }
-            std::memcpy(cmpopt.password, pw, sizeof pw);
-            cmpopt.key = cmpkeyof(pw);
+            std::memcpy(cmpstate().opt.password, pw, sizeof pw);
+            cmpstate().opt.key = cmpkeyof(pw);
             break;
         }
         case 't': {
             p++;
-            char dir[sizeof cmpopt.target];
+            char dir[sizeof cmpstate().opt.target];
             if (quoted(&p, dir, 40) != 0) {
                 cmpreport("Error: Bad target directory.\r\n");
                 return -2;
@@ -76,7 +76,7 @@ int32_t parseoptions(const char* options, CmpRun& run) {
                 dir[n] = ospathsep;
                 dir[n + 1] = 0;
             }
-            std::memcpy(cmpopt.target, dir, sizeof dir);
+            std::memcpy(cmpstate().opt.target, dir, sizeof dir);
             break;
         }
         default: break;
@@ -87,7 +87,7 @@ int32_t parseoptions(const char* options, CmpRun& run) {
 
 void addpattern(CmpRun& run, const char* pattern) {
     if (run.npatterns < CMP_MAXPATTERNS && *pattern) {
-        char* d = cmppatterns[run.npatterns++];
+        char* d = run.patterns[run.npatterns++];
         std::snprintf(d, CMP_PATHMAX + 1, "%s", pattern);
         lowername(d);
     }
@@ -187,7 +187,7 @@ int32_t cmpmatches(const CmpRun& run, const char* name) {
     char probe[16];
     std::snprintf(probe, sizeof probe, std::strchr(name, '.') != nullptr ? "%s" : "%s.", name);
     for (int32_t i = 0; i < run.npatterns; i++) {
-        if (islike(probe, cmppatterns[i] + cmpdirlen(cmppatterns[i]))) {
+        if (islike(probe, run.patterns[i] + cmpdirlen(run.patterns[i]))) {
             return 1;
         }
     }
@@ -196,8 +196,13 @@ int32_t cmpmatches(const CmpRun& run, const char* name) {
 
 int32_t VELNOR_CALL compress_files(const char* options, const char* archive, int32_t npatterns,
                                    char** patterns) {
-    static CmpRun run;
-    std::memset(&run, 0, sizeof run);
+    // A run holds a thousand patterns: made for the call, not kept.
+    std::unique_ptr<CmpRun> made(new (std::nothrow) CmpRun());
+    if (made == nullptr) {
+        cmperror(CMP_E_MEMORY);
+        return -1;
+    }
+    CmpRun& run = *made;
     run.arc = -1;
     run.tmp = -1;
     cmpwndopen();
@@ -213,7 +218,6 @@ int32_t VELNOR_CALL compress_files(const char* options, const char* archive, int
     }
     osunholdfile(run.temphold);
     cmpfreelist(&run.list);
-    run.npatterns = 0;
     cmpwndclose();
     return result;
 }

@@ -31,9 +31,9 @@ static int32_t exists(const char* path) {
 static int32_t extractone(CmpRun& run, const CmpHeader& h) {
     cmpfieldf(CMP_F_FILE, "Extracting: %-12s ", h.name);
     cmppercent(CMP_F_FILEPCT, 0);
-    char path[sizeof cmpopt.target + 16];
-    std::snprintf(path, sizeof path, "%s%s", cmpopt.target, h.name);
-    if (!cmpopt.overwrite && exists(path)) {
+    char path[sizeof cmpstate().opt.target + 16];
+    std::snprintf(path, sizeof path, "%s%s", cmpstate().opt.target, h.name);
+    if (!cmpstate().opt.overwrite && exists(path)) {
         char question[sizeof path + 48];
         std::snprintf(question, sizeof question, "File '%s' already exists, overwrite it?", path);
         if (cmpask(question) != 1) {
@@ -59,7 +59,7 @@ static int32_t extractone(CmpRun& run, const CmpHeader& h) {
     ossettime(path, h.datetime);
     if (check != h.check) {
         cmperror(CMP_E_CRC);
-    } else if (!cmpopt.quiet) {
+    } else if (!cmpstate().opt.quiet) {
         cmpreport(" Done.");
     }
     return 1;

@@ -16,7 +16,7 @@ static void entryline(const CmpRun& run, const CmpHeader& h) {
                           h.datetime[1], h.datetime[2], h.datetime[0],
                           hour == 0 ? 12 : hour > 12 ? hour - 12 : hour, h.datetime[4],
                           hour < 12 ? 'a' : 'p');
-    if (!cmpopt.quiet) {
+    if (!cmpstate().opt.quiet) {
         n += std::snprintf(line + n, sizeof line - n, "  %8lu  %8lu  %3d  %04x",
                            static_cast<unsigned long>(h.size), static_cast<unsigned long>(h.stored),
                            saving(h.stored, h.size), static_cast<unsigned>(h.check));
@@ -31,9 +31,9 @@ static void entryline(const CmpRun& run, const CmpHeader& h) {
 static void totals(int32_t count, int64_t size, int64_t stored) {
     char line[200];
     int n = std::snprintf(line, sizeof line, " ----%s\r\n %04d",
-                          cmpopt.quiet ? "" : "                            --------  --------  ----",
+                          cmpstate().opt.quiet ? "" : "                            --------  --------  ----",
                           static_cast<int>(count));
-    if (!cmpopt.quiet) {
+    if (!cmpstate().opt.quiet) {
         n += std::snprintf(line + n, sizeof line - n, "                            %8lld  %8lld  %3d%%",
                            static_cast<long long>(size), static_cast<long long>(stored),
                            saving(stored, size));
@@ -48,10 +48,10 @@ int32_t cmplisting(CmpRun& run) {
     cmpreport("\r\n\r\n");
     char line[128];
     std::snprintf(line, sizeof line, " File Name      Date     Time%s%s\r\n",
-                  cmpopt.quiet ? "" : "       Size       Now    %   CRC", run.bits ? "   Bits" : "");
+                  cmpstate().opt.quiet ? "" : "       Size       Now    %   CRC", run.bits ? "   Bits" : "");
     cmpreport(line);
     std::snprintf(line, sizeof line, " ---------      ----     ----%s%s\r\n",
-                  cmpopt.quiet ? "" : "       ----       ---    -   ---", run.bits ? "   ----" : "");
+                  cmpstate().opt.quiet ? "" : "       ----       ---    -   ---", run.bits ? "   ----" : "");
     cmpreport(line);
     int32_t count = 0;
     int64_t size = 0;

@@ -1,14 +1,12 @@
-// cmpstate.cc - the archiver's persistent options, its shared input buffer,
-// and the report and error sinks.
+// cmpstate.cc - the archiver's part of the runtime object, and the report
+// and error sinks.
 #include "compress/cmpstate.h"
 
-CmpOptions cmpopt;
-uint8_t cmpinbuf[CMP_INBUF];
+// Small apart from the tables it points to, so made as the support layer's
+// parts are: the archiver has no start that could report a failure.
+CompressState& cmpstate() { return runtimeownpart<CompressState>(RT_COMPRESS); }
 
 namespace {
-
-CMPREPORTFN reportsink;
-CMPERRORFN errorsink;
 
 const char* const kErrText[8] = {"Unable to create temporary file.",
                                  "Not enough memory.",
@@ -22,19 +20,19 @@ const char* const kErrText[8] = {"Unable to create temporary file.",
 }  // namespace
 
 void VELNOR_CALL compress_setsinks(CMPREPORTFN report, CMPERRORFN error) {
-    reportsink = report;
-    errorsink = error;
+    cmpstate().reportsink = report;
+    cmpstate().errorsink = error;
 }
 
 void cmpreport(const char* line) {
-    if (reportsink != nullptr) {
-        reportsink(line);
+    if (CMPREPORTFN sink = cmpstate().reportsink; sink != nullptr) {
+        sink(line);
     }
 }
 
 void cmperror(int32_t errnum) {
-    if (errorsink != nullptr) {
-        errorsink(errnum);
+    if (CMPERRORFN sink = cmpstate().errorsink; sink != nullptr) {
+        sink(errnum);
     }
 }
 

@@ -1,11 +1,13 @@
-// cmpstate.h - the archiver's library-wide state: the options that persist
-// from call to call, the shared input buffer, the sinks and hooks an
-// application sets, and the error numbers with their texts.
+// cmpstate.h - the archiver's part of the runtime object: the options that
+// persist from call to call, the shared input buffer, the sinks and hooks
+// an application sets, the progress window, the coder's and expander's
+// tables; and the error numbers with their texts.
 #ifndef VELNOR_COMPRESS_CMPSTATE_H
 #define VELNOR_COMPRESS_CMPSTATE_H
 
 #include <cstdint>
 
+#include "support/runtime.h"
 #include "velnor.h"
 
 // Error numbers reported through the error sink.
@@ -33,12 +35,38 @@ struct CmpOptions {
     uint8_t quiet;       // Q: no per-file progress, short listing
     uint8_t overwrite;   // O: overwrite on extraction without asking
 };
-extern CmpOptions cmpopt;
 
-// The input buffer shared by the coder and the expander.  It keeps its
-// contents between calls: an empty file is coded from whatever its first
-// byte holds.
-extern uint8_t cmpinbuf[CMP_INBUF];
+// The archiver's state, made on the first call that needs it (the archiver
+// runs without a start of the engine) and kept until the process ends.
+struct CompressState : RuntimePart {
+    CmpOptions opt = {};
+    // The input buffer shared by the coder and the expander.  It keeps its
+    // contents between calls: an empty file is coded from whatever its
+    // first byte holds.
+    uint8_t inbuf[CMP_INBUF] = {};
+    CMPREPORTFN reportsink = nullptr;
+    CMPERRORFN errorsink = nullptr;
+    // The progress window (cmpwnd.cc): its four fields, the Stop flag and
+    // the application's hooks.
+    char fields[4][80] = {};
+    int32_t stopflag = 0;
+    int32_t registered = 0;
+    void* window = nullptr;
+    CMPPROGRESSFN progresshook = nullptr;
+    CMPSTOPFN stophook = nullptr;
+    CMPASKFN askhook = nullptr;
+    // The coder's and the expander's tables (lzwcode.cc, lzwexpand.cc):
+    // large, so made by the first compression or expansion and kept.
+    RuntimePart* coder = nullptr;
+    RuntimePart* expander = nullptr;
+    ~CompressState() override {
+        delete coder;
+        delete expander;
+    }
+};
+
+// The archiver's state, made on first use.
+CompressState& cmpstate();
 
 // Hands a text line to the report sink (nothing when none is set).
 void cmpreport(const char* line);

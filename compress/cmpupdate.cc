@@ -41,7 +41,7 @@ int32_t maketemp(CmpRun& run, uint32_t flags) {
 // reporting it when adding.  0, or -1.
 int32_t keepentry(CmpRun& run, const CmpHeader& h, int32_t adding) {
     char line[64];
-    if (adding && !cmpopt.quiet) {
+    if (adding && !cmpstate().opt.quiet) {
         std::snprintf(line, sizeof line, "Copying: %-12s .......... ", h.name);
         cmpreport(line);
     }
@@ -52,7 +52,7 @@ int32_t keepentry(CmpRun& run, const CmpHeader& h, int32_t adding) {
         cmperror(CMP_E_WRITE);
         return -1;
     }
-    if (adding && !cmpopt.quiet) {
+    if (adding && !cmpstate().opt.quiet) {
         cmpreport("Done.\r\n");
     }
     return 0;
@@ -121,7 +121,7 @@ int32_t cmpadd(CmpRun& run) {
     }
     cmpfieldf(CMP_F_STATUS, "%s: %s", run.arc >= 0 ? "Updating" : "Creating", run.display);
     cmpfield(CMP_F_OVERALL, "0%");
-    if (cmpbuildlist(&run.list, cmppatterns, run.npatterns) != 0) {
+    if (cmpbuildlist(&run.list, run.patterns, run.npatterns) != 0) {
         return -1;
     }
     if (run.arc >= 0 && copyold(run, 1, 0) != 0) {
@@ -148,7 +148,7 @@ int32_t cmpdelete(CmpRun& run) {
     fastrewind(run.tmp);
     cmpfieldf(CMP_F_STATUS, "Updating: %s", run.display);
     cmpfield(CMP_F_OVERALL, "0%");
-    if (cmpbuildlist(&run.list, cmppatterns, run.npatterns) != 0) {
+    if (cmpbuildlist(&run.list, run.patterns, run.npatterns) != 0) {
         return -1;
     }
     if (copyold(run, 0, total) != 0) {

@@ -14,20 +14,13 @@ namespace {
 constexpr int32_t kStopId = 101;
 constexpr int32_t kFieldSize[4] = {80, 20, 40, 22};
 
-char fields[4][80];
-int32_t stopflag;
-int32_t registered;
-void* window;
-CMPPROGRESSFN progresshook;
-CMPSTOPFN stophook;
-CMPASKFN askhook;
-
 }  // namespace
 
 void VELNOR_CALL compress_sethooks(CMPPROGRESSFN progress, CMPSTOPFN stop, CMPASKFN ask) {
-    progresshook = progress;
-    stophook = stop;
-    askhook = ask;
+    CompressState& st = cmpstate();
+    st.progresshook = progress;
+    st.stophook = stop;
+    st.askhook = ask;
 }
 
 intptr_t VELNOR_CALL cmpwndproc(void* wnd, uint32_t message, uintptr_t wparam, intptr_t lparam) {
@@ -36,6 +29,7 @@ intptr_t VELNOR_CALL cmpwndproc(void* wnd, uint32_t message, uintptr_t wparam, i
         uibutton(wnd, "Stop", 85, 70, 55, 20, kStopId);
         return 0;
     case UI_PAINT: {
+        const char(&fields)[4][80] = cmpstate().fields;
         const UiLine lines[4] = {{8, 10, 0x7FFFFFFF, 0, fields[CMP_F_STATUS]},
                                  {175, 10, 0x7FFFFFFF, 0, fields[CMP_F_OVERALL]},
                                  {8, 40, 0x7FFFFFFF, 0, fields[CMP_F_FILE]},
@@ -46,7 +40,7 @@ intptr_t VELNOR_CALL cmpwndproc(void* wnd, uint32_t message, uintptr_t wparam, i
     case UI_COMMAND:
         // The notification test looks at lparam, not wparam; kept as it is.
         if (wparam == kStopId && ((static_cast<uintptr_t>(lparam) >> 16) & 0xFFFF) == 0) {
-            stopflag = 1;
+            cmpstate().stopflag = 1;
         }
         return 0;
     default:
@@ -55,29 +49,32 @@ intptr_t VELNOR_CALL cmpwndproc(void* wnd, uint32_t message, uintptr_t wparam, i
 }
 
 void cmpwndopen() {
-    stopflag = 0;
-    std::memset(fields, 0, sizeof fields);
-    if (!registered && uiregister("Compress", 3, cmpwndproc) == 0) {
-        registered = 1;
+    CompressState& st = cmpstate();
+    st.stopflag = 0;
+    std::memset(st.fields, 0, sizeof st.fields);
+    if (!st.registered && uiregister("Compress", 3, cmpwndproc) == 0) {
+        st.registered = 1;
     }
-    window = uicreate("Compress", "Compress v2.2", 0xC00000, 50, 50, 225, 125);
+    st.window = uicreate("Compress", "Compress v2.2", 0xC00000, 50, 50, 225, 125);
 }
 
 void cmpwndclose() {
     uidrain(50000);
-    uidestroy(window);
-    window = nullptr;
+    CompressState& st = cmpstate();
+    uidestroy(st.window);
+    st.window = nullptr;
 }
 
 void cmpfield(int32_t field, const char* text) {
     char now[80];
     std::snprintf(now, kFieldSize[field], "%s", text);
-    if (std::strcmp(now, fields[field]) != 0) {  // the same text needs no repaint
-        std::strcpy(fields[field], now);
-        uiinvalidate(window, 0, 10, 224, 60);
+    CompressState& st = cmpstate();
+    if (std::strcmp(now, st.fields[field]) != 0) {  // the same text needs no repaint
+        std::strcpy(st.fields[field], now);
+        uiinvalidate(st.window, 0, 10, 224, 60);
     }
-    if (progresshook != nullptr) {
-        progresshook(field, fields[field]);
+    if (st.progresshook != nullptr) {
+        st.progresshook(field, st.fields[field]);
     }
 }
 
@@ -94,15 +91,16 @@ void cmppercent(int32_t field, int64_t percent) { cmpfieldf(field, "%d%%", stati
 
 int32_t cmpstopped() {
     uipump();
-    if (stophook != nullptr && stophook() != 0) {
-        stopflag = 1;
+    CompressState& st = cmpstate();
+    if (st.stophook != nullptr && st.stophook() != 0) {
+        st.stopflag = 1;
     }
-    return stopflag;
+    return st.stopflag;
 }
 
 int32_t cmpask(const char* question) {
-    if (askhook != nullptr) {
-        return askhook(question, "Compress") == 1 ? 1 : 0;
+    if (CMPASKFN ask = cmpstate().askhook; ask != nullptr) {
+        return ask(question, "Compress") == 1 ? 1 : 0;
     }
     return uiask(question, "Compress");
 }

@@ -21,10 +21,9 @@ struct CmpRun {
     int32_t bits;                   // B: listing shows the width
     int32_t npatterns;
     CmpFileList list;
+    // The patterns of the run, each lower-cased in its name part.
+    char patterns[CMP_MAXPATTERNS][CMP_PATHMAX + 1];
 };
-
-// The patterns of the run, each lower-cased in its name part.
-extern char cmppatterns[CMP_MAXPATTERNS][CMP_PATHMAX + 1];
 
 // 1 when an entry name (with "." added when it has none) is like one of
 // the patterns.

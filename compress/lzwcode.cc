@@ -53,9 +53,10 @@ enum { kDirect, kProbe };
 // entries a dictionary used are zeroed again: between calls it holds zeros
 // only.
 constexpr int32_t kSkew = 32;
-uint16_t* direct;
 
-struct Coder {
+struct Coder : RuntimePart {
+    uint8_t* in;        // the archiver's shared input buffer
+    uint16_t* direct;   // the direct table, or null when it cannot be had
     int32_t arc;        // archive stream
     int32_t bits;       // code width
     int32_t size;       // hash table size
@@ -86,6 +87,7 @@ struct Coder {
     // keys a probe passes lie close together, the codes of their strings.
     int32_t key[kSlots];
     uint16_t code[kSlots];
+    ~Coder() override { osbigfree(direct); }
 };
 
 __attribute__((noinline)) void flushout(Coder& c) {
@@ -163,7 +165,7 @@ void finish(Coder& c) {
 void forgetpairs(Coder& c) {
     if (c.mode == kDirect) {
         for (int32_t k = LZW_FIRST; k < c.next; k++) {
-            direct[c.pair[k]] = 0;
+            c.direct[c.pair[k]] = 0;
         }
     }
     c.next = LZW_FIRST;
@@ -172,7 +174,7 @@ void forgetpairs(Coder& c) {
 // Empties the dictionary and goes back to the direct table where it serves.
 void clearkeys(Coder& c) {
     forgetpairs(c);
-    c.mode = c.guard || direct == nullptr ? kProbe : kDirect;
+    c.mode = c.guard || c.direct == nullptr ? kProbe : kDirect;
     if (c.mode == kProbe) {
         std::memset(c.key, 0xFF, sizeof(int32_t) * c.size);  // every key -1
     }
@@ -291,7 +293,7 @@ __attribute__((noinline)) void enterprobe(Coder& c) {
 // lie elsewhere.  Such a pair has the prefix hash[byte].
 bool slotzerotaken(const Coder& c) {
     for (uint32_t ch = 1; ch < 256; ch++) {
-        if (direct[ch * c.stride + static_cast<uint32_t>(c.hash[ch])] != 0) {
+        if (c.direct[ch * c.stride + static_cast<uint32_t>(c.hash[ch])] != 0) {
             return true;
         }
     }
@@ -302,7 +304,7 @@ bool slotzerotaken(const Coder& c) {
 // string whose code is *prefix, until end or until the coder leaves
 // kDirect; where it stopped.
 const uint8_t* codedirect(Coder& c, const uint8_t* p, const uint8_t* end, int32_t* prefix) {
-    uint16_t* const dir = direct;
+    uint16_t* const dir = c.direct;
     const uint32_t stride = c.stride;
     const int32_t maxcode = c.maxcode;
     uint16_t* q = c.cq;
@@ -356,7 +358,7 @@ void code(Coder& c, const uint8_t* p, int32_t n, int32_t* prefix) {
 }
 
 void showblock(int64_t in, uint32_t size) {
-    if (!cmpopt.quiet) {
+    if (!cmpstate().opt.quiet) {
         cmppercent(CMP_F_FILEPCT, size == 0 ? 0 : in * 100 / size);
     }
 }
@@ -368,11 +370,11 @@ int32_t storefile(Coder& c, int32_t n, CmpHeader* h) {
     int64_t in = 0;
     h->method = 0;
     while (n > 0) {
-        check = cmpsum(check, cmpinbuf, n);
+        check = cmpsum(check, c.in, n);
         if (c.key8 != 0) {
-            cmpscramble(cmpinbuf, n, c.key8);
+            cmpscramble(c.in, n, c.key8);
         }
-        if (fastwrite(c.arc, cmpinbuf, n) != 0) {
+        if (fastwrite(c.arc, c.in, n) != 0) {
             cmperror(CMP_E_WRITE);
             return -1;
         }
@@ -381,7 +383,7 @@ int32_t storefile(Coder& c, int32_t n, CmpHeader* h) {
         if (cmpstopped()) {
             return -1;
         }
-        n = cmpreadblock(&c.src, cmpinbuf, CMP_INBUF);
+        n = cmpreadblock(&c.src, c.in, CMP_INBUF);
     }
     h->check = check;
     h->stored = static_cast<uint32_t>(in);
@@ -408,14 +410,14 @@ int32_t codefile(Coder& c, int32_t n, CmpHeader* h) {
     int32_t ent;
     int64_t in;
     for (;;) {
-        check = cmpinbuf[0];
-        ent = cmpinbuf[0];
+        check = c.in[0];
+        ent = c.in[0];
         in = n;
         if (n <= 0) {
             break;
         }
-        code(c, cmpinbuf + 1, n - 1, &ent);
-        check = cmpsum(check, cmpinbuf + 1, n - 1);
+        code(c, c.in + 1, n - 1, &ent);
+        check = cmpsum(check, c.in + 1, n - 1);
         int32_t t = firstblocktest(c, in);
         if (t == 1) {
             return storefile(c, n, h);
@@ -433,13 +435,13 @@ int32_t codefile(Coder& c, int32_t n, CmpHeader* h) {
         if (cmpstopped()) {
             return -1;
         }
-        n = cmpreadblock(&c.src, cmpinbuf, CMP_INBUF);
+        n = cmpreadblock(&c.src, c.in, CMP_INBUF);
         if (n <= 0) {
             break;
         }
         in += n;
-        check = cmpsum(check, cmpinbuf, n);
-        code(c, cmpinbuf, n, &ent);
+        check = cmpsum(check, c.in, n);
+        code(c, c.in, n, &ent);
     }
     putcode(c, static_cast<uint32_t>(ent));
     putcode(c, static_cast<uint32_t>(c.maxcode));
@@ -450,7 +452,7 @@ int32_t codefile(Coder& c, int32_t n, CmpHeader* h) {
     h->method = 1;
     h->check = check;
     h->stored = static_cast<uint32_t>(c.outtotal);
-    if (!cmpopt.quiet) {
+    if (!cmpstate().opt.quiet) {
         cmpfield(CMP_F_FILEPCT, "100%");
     }
     return 0;
@@ -484,17 +486,22 @@ int32_t cmpcompress(int32_t arc, const char* path, CmpHeader* h) {
     cmpfieldf(CMP_F_FILE, "Adding:  %-12s ", h->name);
     cmppercent(CMP_F_FILEPCT, 0);
     // The coder and its tables are made once and kept, like the expander's.
-    static Coder* c = nullptr;
-    if (c == nullptr) {
-        c = static_cast<Coder*>(std::malloc(sizeof(Coder)));
-        if (c == nullptr) {
+    CompressState& state = cmpstate();
+    if (state.coder == nullptr) {
+        // Left uninitialised but for what the first block reads: the
+        // tables are large and every one is set before it is read.
+        Coder* made = new (std::nothrow) Coder;
+        if (made == nullptr) {
             cmperror(CMP_E_MEMORY);
             return -1;
         }
-        c->mode = kProbe;
-        c->next = LZW_FIRST;
-        direct = static_cast<uint16_t*>(osbigtable(size_t{kCodes + kSkew} * 256 * sizeof(uint16_t)));
+        made->mode = kProbe;
+        made->next = LZW_FIRST;
+        made->direct = static_cast<uint16_t*>(osbigtable(size_t{kCodes + kSkew} * 256 * sizeof(uint16_t)));
+        state.coder = made;
     }
+    Coder* c = static_cast<Coder*>(state.coder);
+    c->in = state.inbuf;
     int32_t src = fastopen(path, VN_O_BINARY | VN_O_SHARE, 0);
     if (src < 0) {
         cmperror(CMP_E_OPEN);
@@ -502,10 +509,10 @@ int32_t cmpcompress(int32_t arc, const char* path, CmpHeader* h) {
     }
     c->arc = arc;
     c->failed = 0;
-    c->key8 = cmpopt.key;
+    c->key8 = state.opt.key;
     setwidth(*c, lzwwidth(h->size));
     cmpreaderinit(&c->src, src);
-    int32_t n = cmpreadblock(&c->src, cmpinbuf, CMP_INBUF);
+    int32_t n = cmpreadblock(&c->src, c->in, CMP_INBUF);
     int32_t result = codefile(*c, n, h);
     if (result == 0 && fastfailed(src)) {  // the file could not be read whole
         cmperror(CMP_E_OPEN);

@@ -37,13 +37,8 @@ struct DictString {
     int32_t pos;
     uint32_t len;
 };
-uint32_t links[kTable];
-DictString strs[kTable];
-
-inline uint32_t prefixof(uint32_t code) { return links[code] & 0xFFFF; }
-inline uint8_t suffixof(uint32_t code) { return static_cast<uint8_t>(links[code] >> 16); }
-
-struct Expander {
+struct Expander : RuntimePart {
+    uint8_t* in;        // the archiver's shared input buffer
     int32_t out;
     uint32_t left;      // stored bytes not yet loaded
     int32_t bits;
@@ -57,6 +52,8 @@ struct Expander {
     int32_t flushed;    // end of the bytes of hist already written
     uint8_t hist[kBytes + kHistory + kSlack];
     uint8_t stack[kStack];
+    uint32_t links[kTable];
+    DictString strs[kTable];
     CmpBulkReader src;  // the archive, read ahead in large pieces
 };
 
@@ -64,14 +61,14 @@ struct Expander {
 // or 0 once the stored bytes are used up.
 int32_t refill(Expander& e) {
     int32_t want = e.left < static_cast<uint32_t>(CMP_INBUF) ? static_cast<int32_t>(e.left) : CMP_INBUF;
-    int32_t got = want > 0 ? cmpreadblock(&e.src, cmpinbuf, want) : 0;
+    int32_t got = want > 0 ? cmpreadblock(&e.src, e.in, want) : 0;
     if (got <= 0) {
         e.left = 0;
         return 0;
     }
     e.left -= got;
     if (e.key8 != 0) {
-        cmpscramble(cmpinbuf, got, -e.key8);
+        cmpscramble(e.in, got, -e.key8);
     }
     return got;
 }
@@ -97,7 +94,7 @@ int32_t writeout(Expander& e) {
 }
 
 void showout(const Expander& e) {
-    if (!cmpopt.quiet) {
+    if (!cmpstate().opt.quiet) {
         cmppercent(CMP_F_FILEPCT, e.size == 0 ? 0 : e.written * 100 / e.size);
     }
 }
@@ -130,7 +127,7 @@ __attribute__((noinline)) int32_t slide(Expander& e, uint32_t maxcode) {
     e.checked -= shift;
     e.flushed -= shift;
     for (uint32_t i = 256; i < maxcode; i++) {
-        int32_t& pos = strs[i].pos;
+        int32_t& pos = e.strs[i].pos;
         pos = pos - shift >= kBytes ? pos - shift : -1;
     }
     return shift;
@@ -149,8 +146,8 @@ int32_t slowstring(Expander& e, uint8_t* o, uint32_t code, uint32_t next, uint32
         if (code >= e.endcode || sp >= kStack - 1) {
             return -1;
         }
-        e.stack[sp++] = suffixof(code);
-        code = prefixof(code);
+        e.stack[sp++] = static_cast<uint8_t>(e.links[code] >> 16);  // the suffix byte
+        code = e.links[code] & 0xFFFF;                              // the prefix code
     }
     e.stack[sp++] = static_cast<uint8_t>(code);
     for (int32_t i = 0; i < sp; i++) {
@@ -170,10 +167,10 @@ inline void copy16(uint8_t* to, const uint8_t* from) {
 // Empties the string codes below maxcode: none is held in the history,
 // and their links are reset, so that a damaged stream naming a code not
 // yet made decodes the same whatever earlier entries left in the table.
-void forget(uint32_t maxcode) {
+void forget(Expander& e, uint32_t maxcode) {
     for (uint32_t i = 256; i < maxcode; i++) {
-        links[i] = 0;
-        strs[i] = DictString{-1, 1};
+        e.links[i] = 0;
+        e.strs[i] = DictString{-1, 1};
     }
 }
 
@@ -183,6 +180,9 @@ int32_t decode(Expander& e) {
     const uint32_t endcode = e.endcode;
     const uint32_t maxcode = endcode;
     uint8_t* const hist = e.hist;
+    const uint8_t* const in = e.in;
+    uint32_t* const links = e.links;
+    DictString* const strs = e.strs;
     uint64_t acc = 0;
     int32_t nbits = 0;
     int32_t pos = 0;
@@ -194,7 +194,7 @@ int32_t decode(Expander& e) {
         if (nbits < bits) {
             if (pos + 4 <= len) {
                 uint32_t w;
-                std::memcpy(&w, cmpinbuf + pos, 4);
+                std::memcpy(&w, in + pos, 4);
                 acc = (acc << 32) | __builtin_bswap32(w);
                 pos += 4;
                 nbits += 32;
@@ -207,7 +207,7 @@ int32_t decode(Expander& e) {
                             return endcode;
                         }
                     }
-                    acc = (acc << 8) | cmpinbuf[pos++];
+                    acc = (acc << 8) | in[pos++];
                     nbits += 8;
                 }
             }
@@ -220,7 +220,7 @@ int32_t decode(Expander& e) {
         strs[i] = DictString{static_cast<int32_t>(i), 1};
         hist[i] = static_cast<uint8_t>(i);
     }
-    forget(maxcode);
+    forget(e, maxcode);
     uint32_t next = LZW_FIRST;
     uint32_t old = getcode();
     if (old >= endcode) {
@@ -303,19 +303,19 @@ int32_t decode(Expander& e) {
 int32_t unstore(Expander& e, uint32_t stored) {
     while (stored > 0) {
         int32_t want = stored < static_cast<uint32_t>(CMP_INBUF) ? static_cast<int32_t>(stored) : CMP_INBUF;
-        int32_t got = cmpreadblock(&e.src, cmpinbuf, want);
+        int32_t got = cmpreadblock(&e.src, e.in, want);
         if (got <= 0) {
             break;
         }
         stored -= got;
         if (e.key8 != 0) {
-            cmpscramble(cmpinbuf, got, -e.key8);
+            cmpscramble(e.in, got, -e.key8);
         }
-        e.check = cmpsum(e.check, cmpinbuf, got);
+        e.check = cmpsum(e.check, e.in, got);
         if (cmpstopped()) {
             return -1;
         }
-        if (fastwrite(e.out, cmpinbuf, got) != 0) {
+        if (fastwrite(e.out, e.in, got) != 0) {
             cmperror(CMP_E_WRITE);
             return -1;
         }
@@ -334,20 +334,22 @@ int32_t cmpexpand(int32_t arc, int32_t out, const CmpHeader& h, uint16_t* check)
         return -1;
     }
     // The expander's buffers are made once and kept, like its tables.
-    static Expander* e = nullptr;
-    if (e == nullptr) {
-        e = static_cast<Expander*>(std::malloc(sizeof(Expander)));
+    CompressState& state = cmpstate();
+    if (state.expander == nullptr) {
+        state.expander = new (std::nothrow) Expander;  // every table is set before it is read
+        if (state.expander == nullptr) {
+            cmperror(CMP_E_MEMORY);
+            return -1;
+        }
     }
-    if (e == nullptr) {
-        cmperror(CMP_E_MEMORY);
-        return -1;
-    }
+    Expander* e = static_cast<Expander*>(state.expander);
+    e->in = state.inbuf;
     cmpreaderinit(&e->src, arc);
     e->out = out;
     e->left = h.stored;
     e->bits = h.bits;
     e->endcode = (1u << (h.bits & 15)) - 1;
-    e->key8 = cmpopt.key;
+    e->key8 = state.opt.key;
     e->check = 0;
     e->written = 0;
     e->size = h.size;

@@ -5,6 +5,7 @@
 
 #include "engine/engine.h"
 #include "support/os.h"
+#include "support/runtime.h"
 #include "support/strutil.h"
 #include "support/limits.h"
 
@@ -43,7 +44,7 @@ void opnettype(FHCB* cb) {
     for (const NetType& t : kNetTypes) {
         if (std::strncmp(name, t.name, kNameLen) == 0) {
             cb->nettype = t.number;
-            iomode = static_cast<uint8_t>(t.number);
+            runtime().support.iomode = static_cast<uint8_t>(t.number);
             return;
         }
     }

@@ -3,6 +3,7 @@
 #include <cstdio>
 
 #include "support/strutil.h"
+#include "support/runtime.h"
 #include "velnor.h"
 
 namespace {
@@ -12,7 +13,6 @@ const char* const kMonths[12] = {"JANUARY", "FEBRUARY", "MARCH",     "APRIL",   
 const char* const kDays[7] = {"SUNDAY", "MONDAY", "TUESDAY", "WEDNESDAY", "THURSDAY", "FRIDAY", "SATURDAY"};
 
 constexpr int32_t kForms = 5;
-int32_t dateform = 0;
 
 bool leap(int32_t y) { return (y % 4 == 0 && y % 100 != 0) || y % 400 == 0; }
 
@@ -109,8 +109,8 @@ void VELNOR_CALL jdunpack(int32_t jd, int32_t* year, int32_t* month, int32_t* da
 
 int32_t VELNOR_CALL set_dateform(int32_t form) {
     if (form < 0 || form >= kForms) return -1;
-    int32_t old = dateform;
-    dateform = form;
+    int32_t old = runtime().support.dateform;
+    runtime().support.dateform = form;
     return old;
 }
 
@@ -127,7 +127,7 @@ int32_t VELNOR_CALL convdate(const char* text, char* dest) {
         d = p.num[1 - yi];
     } else {
         if (p.nnum != 3) return -1;
-        int order = p.digits[0] > 2 ? 2 : dateform;  // a long first number is a year
+        int order = p.digits[0] > 2 ? 2 : runtime().support.dateform;  // a long first number is a year
         int yi = 2, mi = 0, di = 1;                  // month, day, year
         if (order == 1 || order == 3) mi = 1, di = 0;
         if (order == 2) yi = 0, mi = 1, di = 2;
@@ -138,7 +138,7 @@ int32_t VELNOR_CALL convdate(const char* text, char* dest) {
     int32_t jd = jdpack(y, m, d);
     if (jd < 0 || dest == nullptr) return jd;
     const char* month = kMonths[m - 1];
-    switch (dateform) {
+    switch (runtime().support.dateform) {
         case 0: snprintf(dest, 32, "%02d/%02d/%02d", m, d, y % 100); break;
         case 1: snprintf(dest, 32, "%02d/%02d/%02d", d, m, y % 100); break;
         case 2: snprintf(dest, 32, "%04d-%02d-%02d", y, m, d); break;

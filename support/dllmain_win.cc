@@ -1,22 +1,18 @@
-// dllmain_win.cc - the module instance: captured when the library is loaded
-// as a DLL, or on first use when it is linked into a program.
+// dllmain_win.cc - the module instance: the module that holds this code
+// (the DLL, or the program the library is linked into), captured on first
+// use into the support state.
 #include <windows.h>
 
 #include "support/os.h"
-
-void* modinstance = nullptr;
-
-extern "C" BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, LPVOID) {
-    if (reason == DLL_PROCESS_ATTACH) modinstance = instance;
-    return TRUE;
-}
+#include "support/runtime.h"
 
 void* osinstance() {
-    if (modinstance == nullptr) {
+    void*& instance = runtime().support.modinstance;
+    if (instance == nullptr) {
         HMODULE self = nullptr;
         if (GetModuleHandleExA(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
                                reinterpret_cast<LPCSTR>(&osinstance), &self))
-            modinstance = self;
+            instance = self;
     }
-    return modinstance;
+    return instance;
 }

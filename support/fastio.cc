@@ -4,12 +4,9 @@
 
 #include "support/fastio.h"
 #include "support/os.h"
-
-uint8_t fastlineflag = 0;
+#include "support/runtime.h"
 
 namespace {
-
-FastStream table[kFastStreams];
 
 // Stores n bytes, flushing each time the buffer fills: false when a flush
 // failed (the bytes before it were taken).
@@ -22,7 +19,7 @@ bool putbytes(FastStream* f, const char* p, size_t n) {
         f->pos += static_cast<int32_t>(take);
         p += take;
         n -= take;
-        if (f->pos == kFastBuffer && fastflush(static_cast<int32_t>(f - table)) != 0) return false;
+        if (f->pos == kFastBuffer && fastflush(static_cast<int32_t>(f - runtime().support.streams)) != 0) return false;
     }
     return true;
 }
@@ -37,14 +34,14 @@ int32_t logical(const FastStream* f, int32_t offset) {
 }  // namespace
 
 FastStream* faststream(int32_t s) {
-    if (s < 0 || s >= kFastStreams || table[s].handle == 0) return nullptr;
-    return &table[s];
+    if (s < 0 || s >= kFastStreams || runtime().support.streams[s].handle == 0) return nullptr;
+    return &runtime().support.streams[s];
 }
 
 int32_t VELNOR_CALL fastopen(const char* path, uint32_t flags, uint32_t perm) {
     if (path == nullptr || *path == '\0') return -1;
     int32_t s = 0;
-    while (s < kFastStreams && table[s].handle != 0) ++s;
+    while (s < kFastStreams && runtime().support.streams[s].handle != 0) ++s;
     if (s == kFastStreams) return -1;
     int32_t h = osopen(path, flags, perm);
     if (h < 1) {
@@ -57,7 +54,7 @@ int32_t VELNOR_CALL fastopen(const char* path, uint32_t flags, uint32_t perm) {
         if (flags & VN_O_CREAT) osunlink(path);
         return -2;
     }
-    table[s] = FastStream{h, flags, 0, 0, buffer, 0};
+    runtime().support.streams[s] = FastStream{h, flags, 0, 0, buffer, 0};
     return s;
 }
 

@@ -5,10 +5,6 @@
 
 #include <cstdint>
 
-// Set to 1 by fastgets whenever it meets a carriage return or a Ctrl-Z;
-// nothing in the library clears or reads it.
-extern uint8_t fastlineflag;
-
 constexpr int kFastStreams = 5;
 constexpr int32_t kFastBuffer = 2048;
 

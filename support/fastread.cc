@@ -5,6 +5,7 @@
 
 #include "support/fastio.h"
 #include "support/os.h"
+#include "support/runtime.h"
 
 namespace {
 
@@ -74,7 +75,7 @@ char* VELNOR_CALL fastgets(int32_t s, char* dest, int32_t limit) {
         char c = f->buffer[f->pos++];
         --turns;
         if (c == '\n') break;
-        fastlineflag = 1;
+        runtime().support.fastlineflag = 1;
         if (c == 26) {
             if (stored == 0) return nullptr;
             break;

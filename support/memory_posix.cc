@@ -87,3 +87,5 @@ void* osbigtable(size_t size) {
     std::memset(p, 0, n);
     return p;
 }
+
+void osbigfree(void* table) { std::free(table); }

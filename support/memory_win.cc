@@ -66,3 +66,5 @@ int32_t globalcompact(uint32_t, uint32_t) { return 0; }
 void globalsettle() {}
 
 void* osbigtable(size_t size) { return std::calloc(1, size); }
+
+void osbigfree(void* table) { std::free(table); }

@@ -5,17 +5,13 @@
 #include <cstring>
 
 #include "support/numconv.h"
+#include "support/runtime.h"
 #include "velnor.h"
-
-int32_t precision = 5;
 
 namespace {
 
 constexpr int kMaxDigits = 30;
 constexpr int kExact = 17;  // significant digits taken from the value
-
-char digitbuf[kMaxDigits + 8];
-char textbuf[kMaxDigits + 40];
 
 #ifdef __SIZEOF_INT128__
 // Appends the decimal digits of n, lowest first, to tmp from len on; the
@@ -88,7 +84,7 @@ int significant(double v, char* out) {
 // fixcvt at the precision, with a negative value that came out as zero
 // digits at exponent 1 counted as not negative.
 char* signedcvt(double value, int* exponent, int* negative) {
-    char* d = fixcvt(value, precision, exponent, negative);
+    char* d = fixcvt(value, runtime().support.precision, exponent, negative);
     if (*negative && *exponent == 1 && d[strspn(d, "0")] == '\0') *negative = 0;
     return d;
 }
@@ -103,32 +99,32 @@ char* fixcvt(double value, int places, int* exponent, int* negative) {
     if (places < 0) places = 0;
     if (places > kMaxDigits) places = kMaxDigits;
     if (value == 0) {
-        memset(digitbuf, '0', static_cast<size_t>(places));
-        digitbuf[places] = '\0';
+        memset(runtime().support.digitbuf, '0', static_cast<size_t>(places));
+        runtime().support.digitbuf[places] = '\0';
         *exponent = 0;
-        return digitbuf;
+        return runtime().support.digitbuf;
     }
     char sig[kExact];
     int exp10 = significant(value, sig);
     int count = places + exp10;
     if (count < 0) count = 0;
     if (count > kMaxDigits) count = kMaxDigits;
-    for (int i = 0; i <= count; ++i) digitbuf[i] = i < kExact ? sig[i] : '0';
-    if (digitbuf[count] >= '5') {
+    for (int i = 0; i <= count; ++i) runtime().support.digitbuf[i] = i < kExact ? sig[i] : '0';
+    if (runtime().support.digitbuf[count] >= '5') {
         int i = count - 1;
-        while (i >= 0 && digitbuf[i] == '9') digitbuf[i--] = '0';
+        while (i >= 0 && runtime().support.digitbuf[i] == '9') runtime().support.digitbuf[i--] = '0';
         if (i >= 0) {
-            ++digitbuf[i];
+            ++runtime().support.digitbuf[i];
         } else {
-            if (count > 0) digitbuf[count] = '0';
-            digitbuf[0] = '1';
+            if (count > 0) runtime().support.digitbuf[count] = '0';
+            runtime().support.digitbuf[0] = '1';
             ++count;
             ++exp10;
         }
     }
-    digitbuf[count] = '\0';
+    runtime().support.digitbuf[count] = '\0';
     *exponent = exp10;
-    return digitbuf;
+    return runtime().support.digitbuf;
 }
 
 double textnum(const char* text) {
@@ -144,10 +140,10 @@ double textnum(const char* text) {
 char* VELNOR_CALL flasc(double value) {
     int e, neg;
     const char* d = signedcvt(value, &e, &neg);
-    char* t = textbuf;
+    char* t = runtime().support.textbuf;
     if (neg) *t++ = '-';
     if (e < 1) {
-        if (e >= -precision) {
+        if (e >= -runtime().support.precision) {
             *t++ = '0';
             *t++ = '.';
             for (int i = 0; i < -e; ++i) *t++ = '0';
@@ -155,7 +151,7 @@ char* VELNOR_CALL flasc(double value) {
             memcpy(t, d, n);
             t += n;
         } else {
-            t = textbuf;
+            t = runtime().support.textbuf;
             memcpy(t, "0.0", 3);
             t += 3;
         }
@@ -168,10 +164,10 @@ char* VELNOR_CALL flasc(double value) {
         memcpy(t, d + whole, n - whole);
         t += n - whole;
     }
-    while (t > textbuf && t[-1] == '0') --t;
-    if (t > textbuf && (t[-1] == '.' || t[-1] == ',')) --t;
+    while (t > runtime().support.textbuf && t[-1] == '0') --t;
+    if (t > runtime().support.textbuf && (t[-1] == '.' || t[-1] == ',')) --t;
     *t = '\0';
-    return textbuf;
+    return runtime().support.textbuf;
 }
 
 int32_t VELNOR_CALL numcmp(double a, double b) {
@@ -185,17 +181,17 @@ int32_t VELNOR_CALL numcmp(double a, double b) {
     Side* sides[2] = {&A, &B};
     for (Side* s : sides) {
         int len = static_cast<int>(strlen(s->d));
-        if (s->e >= 0 && len - s->e < precision) {
-            int pad = precision - (len - s->e);
+        if (s->e >= 0 && len - s->e < runtime().support.precision) {
+            int pad = runtime().support.precision - (len - s->e);
             if (pad > 3) pad = 3;
             memcpy(s->d + len, "000", static_cast<size_t>(pad));
             s->d[len + pad] = '\0';
         }
-        if (s->e < -precision || (s->e == 1 && s->d[0] == '0')) {
+        if (s->e < -runtime().support.precision || (s->e == 1 && s->d[0] == '0')) {
             s->neg = 0;
             s->e = 0;
-            memset(s->d, '0', static_cast<size_t>(precision));
-            s->d[precision] = '\0';
+            memset(s->d, '0', static_cast<size_t>(runtime().support.precision));
+            s->d[runtime().support.precision] = '\0';
         }
     }
     if (A.e != B.e) {
@@ -210,7 +206,7 @@ int32_t VELNOR_CALL numcmp(double a, double b) {
 
 long double VELNOR_CALL velnor_round(double value, int32_t places) {
     if (places < 0) places = 0;
-    char s[sizeof textbuf + 2];
+    char s[sizeof runtime().support.textbuf + 2];
     strcpy(s, flasc(value));
     int len = static_cast<int>(strlen(s));
     int p = argpos(s, '.');

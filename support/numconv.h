@@ -5,11 +5,11 @@
 
 #include <cstdint>
 
-// Decimal places every conversion keeps; 5, never changed by the library.
-extern int32_t precision;
+// The precision every conversion keeps (the support state's precision,
+// 5 decimal places) is never changed by the library.
 
-// The digits of value with places decimals, in a static buffer that the
-// next call overwrites.  *exponent is the number of digits before the
+// The digits of value with places decimals, in a buffer of the support state
+// that the next call overwrites.  *exponent is the number of digits before the
 // decimal point; *negative is 1 for a value below zero.  places is taken
 // within 0..30 and at most 30 digits are kept; the first 17 significant
 // digits come from the value and any further ones are '0'.  A NaN converts

@@ -2,7 +2,8 @@
 // goes through; nothing above this layer calls the operating system directly.
 //
 // Handles are signed 32-bit numbers; a value below 1 from osopen is a failure.
-// Each file call looks at iomode: 9 selects direct system handles (Win32
+// Each file call looks at the I/O mode (the support state's iomode, the last
+// network type chosen by operation 12): 9 selects direct system handles (Win32
 // handles on Windows), anything else the C runtime's descriptors.  On POSIX
 // systems both faces are plain descriptors.  Byte locks belong to a handle:
 // a byte locked through one handle is refused to every other handle, in this
@@ -13,9 +14,6 @@
 #include <cstdint>
 
 #include "velnor.h"
-
-// The last network type chosen by operation 12; 9 selects direct handles.
-extern uint8_t iomode;
 
 // Opens path with the numeric open flags (VN_O_*) and, with VN_O_CREAT, the
 // permission bits (511 = octal 777).  On POSIX a new file never gets the
@@ -128,10 +126,10 @@ int32_t osrename(const char* from, const char* to);
 // files as they were.  This process's holds on the old to are carried
 // over to the new file under the same tokens: on POSIX without a break, on
 // Windows (which replaces no open file) with the old file let go just
-// before the move.  osreplaced, when set, is called after each success
-// (tests stop a process there to play a crash between replacements).
+// before the move.  The support state's replaced hook, when set, is called
+// after each success (tests stop a process there to play a crash between
+// replacements).
 int32_t osreplace(const char* from, const char* to);
-extern void (*osreplaced)(const char* to);
 // Creates and removes one directory: 0, or -1.
 int32_t osmkdir(const char* path);
 int32_t osrmdir(const char* path);
@@ -150,21 +148,20 @@ void* globalhfree(void* handle);                   // null on success
 // Compaction hooks the page cache calls; they do nothing.
 int32_t globalcompact(uint32_t a, uint32_t b);
 void globalsettle();
-// A zeroed table of size bytes, looked up at random and kept for the life
-// of the process: on POSIX in huge pages where the system gives them on
-// request, which spares most address-translation misses.  Null on failure.
+// A zeroed table of size bytes, looked up at random and kept long: on
+// POSIX in huge pages where the system gives them on request, which spares
+// most address-translation misses.  Null on failure.  osbigfree gives it
+// back (nothing for null).
 void* osbigtable(size_t size);
+void osbigfree(void* table);
 
 // Milliseconds from an arbitrary start (the system tick count).
 uint32_t ostickcount();
 // Busy-waits ms milliseconds on the tick count.
 void osbusywait(uint32_t ms);
 
-// The module instance captured at library start-up (null on POSIX).
-extern void* modinstance;
-// modinstance, or when the start-up hook has not run (the library linked
-// into a program) the module that holds this code, captured on first use.
-// Null on POSIX.
+// The module that holds this code, captured on first use into the support
+// state's modinstance.  Null on POSIX.
 void* osinstance();
 
 // Stat of a path: 0 and the size and six DOS date-time bytes (as the

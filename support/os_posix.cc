@@ -1,5 +1,5 @@
 // os_posix.cc - the file and lock wrappers on POSIX systems.  Both faces are
-// plain descriptors; the direct face (iomode 9) differs only in osflush,
+// plain descriptors; the direct face (I/O mode 9) differs only in osflush,
 // which really syncs the file to disk.
 //
 // Sharing: POSIX has no share modes, so an exclusive open (0x10) locks a
@@ -29,8 +29,7 @@
 #include "support/os.h"
 #include "support/ossync.h"
 #include "support/osfault.h"
-
-void* modinstance = nullptr;
+#include "support/runtime.h"
 
 void* osinstance() { return nullptr; }
 
@@ -57,6 +56,54 @@ int32_t abovezero(int fd) {
 }
 
 int32_t clampcount(uint32_t count) { return count > INT_MAX ? INT_MAX : static_cast<int32_t>(count); }
+
+// The holds this process has taken, by token (the held file's descriptor)
+// and kind, so that osreplace can carry a hold over to the file that
+// replaces it.
+struct Hold {
+    int32_t token;
+    int32_t kind;
+};
+
+// The bytes oswritelater holds: len bytes for handle fd, to go at start.
+// len is read without the lock to let calls with nothing held pass at the
+// cost of one load; everything else is touched only under the lock.
+constexpr uint32_t kHeldRoom = 64 * 1024;
+struct Held {
+    std::mutex lock;
+    std::atomic<uint32_t> len{0};
+    int32_t fd = 0;
+    uint32_t start = 0;
+    uint8_t bytes[kHeldRoom];
+};
+
+// The map osreadmapped reads a file through: len bytes from addr, of which
+// the first size were in the file when it last looked; failed once the file
+// would not map, so that it is not tried again.
+struct FileMap {
+    uint8_t* addr = nullptr;
+    size_t len = 0;
+    uint64_t size = 0;
+    bool failed = false;
+};
+
+// The POSIX face's tables: holds, held writes, maps, and the guard of a
+// read through a map with the SIGBUS handler that was there before ours.
+struct OsFiles : RuntimePart {
+    std::mutex holdlock;
+    std::vector<Hold> holdtokens;
+    Held held;
+    std::unordered_map<int32_t, FileMap> filemaps;
+    sigjmp_buf* volatile mapguard = nullptr;
+    struct sigaction priorbus = {};
+    bool businstalled = false;
+    ~OsFiles() override {
+        for (auto& [h, m] : filemaps)
+            if (m.addr) munmap(m.addr, m.len);
+    }
+};
+
+OsFiles& osfiles() { return runtimeownpart<OsFiles>(RT_OSFILES); }
 
 #ifdef F_OFD_SETLK
 constexpr int kSetLock = F_OFD_SETLK, kGetLock = F_OFD_GETLK;
@@ -132,16 +179,6 @@ bool stillnames(int fd, const char* path) {
            held.st_ino == named.st_ino;
 }
 
-// The holds this process has taken, by token (the held file's descriptor)
-// and kind, so that osreplace can carry a hold over to the file that
-// replaces it.
-struct Hold {
-    int32_t token;
-    int32_t kind;
-};
-std::mutex holdlock;
-std::vector<Hold> holdtokens;
-
 int setlock(int32_t h, short type, uint32_t offset, uint32_t length) {
     struct flock fl = {};
     fl.l_type = type;
@@ -154,8 +191,8 @@ int setlock(int32_t h, short type, uint32_t offset, uint32_t length) {
 
 // A plain pwrite of count bytes at offset, counted as a write for faults.
 int32_t writeout(int32_t h, const void* buf, uint32_t count, uint32_t offset) {
-    if (osfaultleft[OSF_WRITE] != 0 && osfaulthit(OSF_WRITE, &count) < 0) return -1;
-    if (osfaultcutter != nullptr) oscutnote(h, offset, count);
+    if (osfaultdue(OSF_WRITE, &count)) return -1;
+    if (oscutarmed()) oscutnote(h, offset, count);
     ssize_t n;
     do {
         n = pwrite(h, buf, static_cast<size_t>(clampcount(count)), static_cast<off_t>(offset));
@@ -163,43 +200,32 @@ int32_t writeout(int32_t h, const void* buf, uint32_t count, uint32_t offset) {
     return n < 0 ? -1 : static_cast<int32_t>(n);
 }
 
-// The bytes oswritelater holds: len bytes for handle fd, to go at start.
-// len is read without the lock to let calls with nothing held pass at the
-// cost of one load; everything else is touched only under the lock.
-constexpr uint32_t kHeldRoom = 64 * 1024;
-struct Held {
-    std::mutex lock;
-    std::atomic<uint32_t> len{0};
-    int32_t fd = 0;
-    uint32_t start = 0;
-    uint8_t bytes[kHeldRoom];
-};
-Held held;
-
 // Writes the held bytes, the lock taken: 0, or -1 with those not written
 // still held.
 int32_t writeheld() {
-    const uint32_t len = held.len.load(std::memory_order_relaxed);
+    OsFiles& os = osfiles();
+    const uint32_t len = os.held.len.load(std::memory_order_relaxed);
     uint32_t done = 0;
     while (done < len) {
-        const int32_t n = writeout(held.fd, held.bytes + done, len - done, held.start + done);
+        const int32_t n = writeout(os.held.fd, os.held.bytes + done, len - done, os.held.start + done);
         if (n <= 0) {
-            memmove(held.bytes, held.bytes + done, len - done);
-            held.start += done;
-            held.len.store(len - done, std::memory_order_relaxed);
+            memmove(os.held.bytes, os.held.bytes + done, len - done);
+            os.held.start += done;
+            os.held.len.store(len - done, std::memory_order_relaxed);
             return -1;
         }
         done += static_cast<uint32_t>(n);
     }
-    held.len.store(0, std::memory_order_relaxed);
+    os.held.len.store(0, std::memory_order_relaxed);
     return 0;
 }
 
 // Writes the held bytes of any handle (h 0), or of handle h only: 0, or -1.
 int32_t drain(int32_t h = 0) {
-    if (held.len.load(std::memory_order_relaxed) == 0) return 0;
-    std::lock_guard<std::mutex> guard(held.lock);
-    if (h != 0 && h != held.fd) return 0;
+    OsFiles& os = osfiles();
+    if (os.held.len.load(std::memory_order_relaxed) == 0) return 0;
+    std::lock_guard<std::mutex> guard(os.held.lock);
+    if (h != 0 && h != os.held.fd) return 0;
     return writeheld();
 }
 
@@ -207,9 +233,9 @@ int32_t drain(int32_t h = 0) {
 
 int32_t osopen(const char* path, uint32_t flags, uint32_t perm) {
     if (drain() < 0) return -1;
-    if (osfaultleft[OSF_OPEN] != 0 && osfaulthit(OSF_OPEN, nullptr) < 0) return -1;
+    if (osfaultdue(OSF_OPEN, nullptr)) return -1;
     if (path == nullptr || *path == '\0') return -1;
-    if (osfaultcutter != nullptr && (flags & VN_O_TRUNC)) oscuttrunc(path);
+    if (oscutarmed() && (flags & VN_O_TRUNC)) oscuttrunc(path);
     // An exclusive open truncates only once its lock is taken, so that it
     // never cuts short a file another exclusive opener is writing.
     const bool exclusive = (flags & VN_O_EXCL) != 0;
@@ -237,10 +263,11 @@ int32_t oscreat(const char* path, uint32_t perm) {
 const char ospathsep = '/';
 
 int32_t osholdfile(const char* path, int32_t kind) {
+    OsFiles& os = osfiles();
     if (drain() < 0) return -1;
     if (kind != OS_HOLD_SHARED && kind != OS_HOLD_ALONE && kind != OS_HOLD_READING) return -1;
     const bool exclusive = kind == OS_HOLD_ALONE;
-    if (osfaultleft[OSF_LOCK] != 0 && osfaulthit(OSF_LOCK, nullptr) < 0) return -1;
+    if (osfaultdue(OSF_LOCK, nullptr)) return -1;
     if (path == nullptr || *path == '\0') return -1;
     // A file replaced by rename between the open and the lock is opened
     // again, a few times; one replaced every time counts as in use.
@@ -258,8 +285,8 @@ int32_t osholdfile(const char* path, int32_t kind) {
             return busy ? 0 : -1;
         }
         if (stillnames(fd, path)) {
-            std::lock_guard<std::mutex> guard(holdlock);
-            holdtokens.push_back({fd, kind});
+            std::lock_guard<std::mutex> guard(os.holdlock);
+            os.holdtokens.push_back({fd, kind});
             return fd;
         }
         close(fd);
@@ -268,43 +295,41 @@ int32_t osholdfile(const char* path, int32_t kind) {
 }
 
 void osunholdfile(int32_t token) {
+    OsFiles& os = osfiles();
     if (token < 1) return;
-    std::lock_guard<std::mutex> guard(holdlock);
-    auto at = std::find_if(holdtokens.begin(), holdtokens.end(), [token](const Hold& h) { return h.token == token; });
-    if (at == holdtokens.end()) return;
-    holdtokens.erase(at);
+    std::lock_guard<std::mutex> guard(os.holdlock);
+    std::vector<Hold>& tokens = os.holdtokens;
+    auto at = std::find_if(tokens.begin(), tokens.end(), [token](const Hold& h) { return h.token == token; });
+    if (at == tokens.end()) return;
+    tokens.erase(at);
     close(token);
 }
 
 namespace {
 
-// The map osreadmapped reads a file through: len bytes from addr, of which
-// the first size were in the file when it last looked; failed once the file
-// would not map, so that it is not tried again.
-struct FileMap {
-    uint8_t* addr = nullptr;
-    size_t len = 0;
-    uint64_t size = 0;
-    bool failed = false;
-};
-std::unordered_map<int32_t, FileMap> filemaps;
-
 // A read through a map of a file that another process has cut short since
 // faults (SIGBUS) instead of coming up short.  The copy runs under a guard:
 // the fault jumps back to the read, which then fails as a short read
 // would.  A fault outside a guarded copy goes where it went before.
-thread_local sigjmp_buf* volatile mapguard = nullptr;
-struct sigaction priorbus;
 
+// The handler makes nothing: with no tables (the state thrown away by a
+// test) it puts the default back.
 void onbus(int sig, siginfo_t* info, void* context) {
-    if (mapguard != nullptr) siglongjmp(*mapguard, 1);
-    if (priorbus.sa_flags & SA_SIGINFO) {
-        if (priorbus.sa_sigaction != nullptr) return priorbus.sa_sigaction(sig, info, context);
-    } else if (priorbus.sa_handler != SIG_DFL && priorbus.sa_handler != SIG_IGN) {
-        return priorbus.sa_handler(sig);
+    Runtime* r = runtimedetail::current;
+    OsFiles* os = r != nullptr ? static_cast<OsFiles*>(r->parts[RT_OSFILES]) : nullptr;
+    if (os == nullptr) {
+        signal(SIGBUS, SIG_DFL);
+        return;
+    }
+    if (os->mapguard != nullptr) siglongjmp(*os->mapguard, 1);
+    const struct sigaction& prior = os->priorbus;
+    if (prior.sa_flags & SA_SIGINFO) {
+        if (prior.sa_sigaction != nullptr) return prior.sa_sigaction(sig, info, context);
+    } else if (prior.sa_handler != SIG_DFL && prior.sa_handler != SIG_IGN) {
+        return prior.sa_handler(sig);
     }
     // Put back what was there; the faulting access runs again and meets it.
-    sigaction(SIGBUS, &priorbus, nullptr);
+    sigaction(SIGBUS, &prior, nullptr);
 }
 
 // Runs fn(arg) under the guard: true, or false when it touched a map where
@@ -312,26 +337,33 @@ void onbus(int sig, siginfo_t* info, void* context) {
 // SIGBUS unblocked while the handler runs, so the jump out of it needs no
 // saved signal mask.
 bool runguarded(void (*fn)(void*), void* arg) {
-    static std::once_flag installed;
-    std::call_once(installed, [] {
-        struct sigaction act = {};
-        act.sa_sigaction = onbus;
-        act.sa_flags = SA_SIGINFO | SA_NODEFER;
-        sigemptyset(&act.sa_mask);
-        sigaction(SIGBUS, &act, &priorbus);
-    });
+    OsFiles& os = osfiles();
+    if (!os.businstalled) {
+        // Installed once per process; tables made again after a test threw
+        // the state away find it in place and keep the default behind it.
+        struct sigaction now = {};
+        sigaction(SIGBUS, nullptr, &now);
+        if (!(now.sa_flags & SA_SIGINFO) || now.sa_sigaction != onbus) {
+            struct sigaction act = {};
+            act.sa_sigaction = onbus;
+            act.sa_flags = SA_SIGINFO | SA_NODEFER;
+            sigemptyset(&act.sa_mask);
+            sigaction(SIGBUS, &act, &os.priorbus);
+        }
+        os.businstalled = true;
+    }
     sigjmp_buf here;
     if (sigsetjmp(here, 0) != 0) {
-        mapguard = nullptr;
+        os.mapguard = nullptr;
         return false;
     }
     // The fences keep the work between the guard's stores, which the
     // compiler would otherwise see no reader of.
-    mapguard = &here;
+    os.mapguard = &here;
     std::atomic_signal_fence(std::memory_order_seq_cst);
     fn(arg);
     std::atomic_signal_fence(std::memory_order_seq_cst);
-    mapguard = nullptr;
+    os.mapguard = nullptr;
     return true;
 }
 
@@ -351,18 +383,19 @@ bool guardedcopy(void* to, const uint8_t* from, size_t count) {
 }
 
 void dropmap(int32_t h) {
-    auto it = filemaps.find(h);
-    if (it == filemaps.end()) return;
+    OsFiles& os = osfiles();
+    auto it = os.filemaps.find(h);
+    if (it == os.filemaps.end()) return;
     if (it->second.addr) munmap(it->second.addr, it->second.len);
-    filemaps.erase(it);
+    os.filemaps.erase(it);
 }
 
 // Where the count bytes at offset of the file of h lie in its map, the map
 // made or widened when the file has grown past it: null when the bytes are
 // not all in the file, the file cannot be mapped or a read fault is armed.
 const uint8_t* mapped(int32_t h, uint32_t count, uint32_t offset) {
-    if (osfaultleft[OSF_READ] != 0 || h < 1) return nullptr;
-    FileMap& m = filemaps[h];
+    if (osfaultarmed(OSF_READ) || h < 1) return nullptr;
+    FileMap& m = osfiles().filemaps[h];
     const uint64_t end = uint64_t{offset} + count;
     if (end > m.size) {
         struct stat st;
@@ -391,8 +424,9 @@ const uint8_t* mapped(int32_t h, uint32_t count, uint32_t offset) {
 
 // A fault in h's map: measure the file again before the next read of it.
 void cutshort(int32_t h) {
-    const auto it = filemaps.find(h);
-    if (it != filemaps.end()) it->second.size = 0;
+    OsFiles& os = osfiles();
+    const auto it = os.filemaps.find(h);
+    if (it != os.filemaps.end()) it->second.size = 0;
 }
 
 }  // namespace
@@ -418,8 +452,9 @@ bool osmapguard(int32_t h, void (*fn)(void*), void* arg) {
 }
 
 int32_t osremeasure(int32_t h) {
-    const auto it = filemaps.find(h);
-    if (it == filemaps.end()) return 0;
+    OsFiles& os = osfiles();
+    const auto it = os.filemaps.find(h);
+    if (it == os.filemaps.end()) return 0;
     FileMap& m = it->second;
     struct stat st;
     if (fstat(h, &st) != 0) {
@@ -432,14 +467,15 @@ int32_t osremeasure(int32_t h) {
 }
 
 int32_t osclose(int32_t h) {
+    OsFiles& os = osfiles();
     // Bytes held for the handle go with it: written, or reported lost.
     const bool lost = drain(h) < 0;
     if (lost) {
-        std::lock_guard<std::mutex> guard(held.lock);
-        if (held.fd == h) held.len.store(0, std::memory_order_relaxed);
+        std::lock_guard<std::mutex> guard(os.held.lock);
+        if (os.held.fd == h) os.held.len.store(0, std::memory_order_relaxed);
     }
-    if (!filemaps.empty()) dropmap(h);
-    if (lost || (osfaultleft[OSF_CLOSE] != 0 && osfaulthit(OSF_CLOSE, nullptr) < 0)) {
+    if (!os.filemaps.empty()) dropmap(h);
+    if (lost || osfaultdue(OSF_CLOSE, nullptr)) {
         if (h > 0) close(h);
         return -1;
     }
@@ -448,7 +484,7 @@ int32_t osclose(int32_t h) {
 
 int32_t osread(int32_t h, void* buf, uint32_t count) {
     if (drain(h) < 0) return -1;
-    if (osfaultleft[OSF_READ] != 0 && osfaulthit(OSF_READ, &count) < 0) return -1;
+    if (osfaultdue(OSF_READ, &count)) return -1;
     ssize_t n;
     do {
         n = read(h, buf, static_cast<size_t>(clampcount(count)));
@@ -458,8 +494,8 @@ int32_t osread(int32_t h, void* buf, uint32_t count) {
 
 int32_t oswrite(int32_t h, const void* buf, uint32_t count) {
     if (drain() < 0) return -1;
-    if (osfaultleft[OSF_WRITE] != 0 && osfaulthit(OSF_WRITE, &count) < 0) return -1;
-    if (osfaultcutter != nullptr) oscutnote(h, -1, count);
+    if (osfaultdue(OSF_WRITE, &count)) return -1;
+    if (oscutarmed()) oscutnote(h, -1, count);
     ssize_t n;
     do {
         n = write(h, buf, static_cast<size_t>(clampcount(count)));
@@ -469,7 +505,7 @@ int32_t oswrite(int32_t h, const void* buf, uint32_t count) {
 
 int32_t osreadat(int32_t h, void* buf, uint32_t count, uint32_t offset) {
     if (drain(h) < 0) return -1;
-    if (osfaultleft[OSF_READ] != 0 && osfaulthit(OSF_READ, &count) < 0) return -1;
+    if (osfaultdue(OSF_READ, &count)) return -1;
     ssize_t n;
     do {
         n = pread(h, buf, static_cast<size_t>(clampcount(count)), static_cast<off_t>(offset));
@@ -483,19 +519,20 @@ int32_t oswriteat(int32_t h, const void* buf, uint32_t count, uint32_t offset) {
 }
 
 int32_t oswritelater(int32_t h, const void* buf, uint32_t count, uint32_t offset) {
+    OsFiles& os = osfiles();
     if (h < 1) return -1;
-    std::lock_guard<std::mutex> guard(held.lock);
-    const uint32_t len = held.len.load(std::memory_order_relaxed);
-    const bool follows = h == held.fd && uint64_t{offset} == uint64_t{held.start} + len;
+    std::lock_guard<std::mutex> guard(os.held.lock);
+    const uint32_t len = os.held.len.load(std::memory_order_relaxed);
+    const bool follows = h == os.held.fd && uint64_t{offset} == uint64_t{os.held.start} + len;
     if (len != 0 && (!follows || count > kHeldRoom - len) && writeheld() < 0) return -1;
     if (count > kHeldRoom) return writeout(h, buf, count, offset);
-    const uint32_t at = held.len.load(std::memory_order_relaxed);
+    const uint32_t at = os.held.len.load(std::memory_order_relaxed);
     if (at == 0) {
-        held.fd = h;
-        held.start = offset;
+        os.held.fd = h;
+        os.held.start = offset;
     }
-    memcpy(held.bytes + at, buf, count);
-    held.len.store(at + count, std::memory_order_relaxed);
+    memcpy(os.held.bytes + at, buf, count);
+    os.held.len.store(at + count, std::memory_order_relaxed);
     return static_cast<int32_t>(count);
 }
 
@@ -503,19 +540,19 @@ int32_t osdrain() { return drain(); }
 
 int32_t osflush(int32_t h) {
     if (drain() < 0) return 0;
-    if (iomode != 9) return 0;
+    if (runtime().support.iomode != 9) return 0;
     return ossync(h) == 0 ? 1 : 0;
 }
 
 int32_t ossync(int32_t h) {
     if (drain() < 0 || h < 1 || fsync(h) != 0) return -1;
-    if (osfaultcutter != nullptr) oscutsynced(h);
+    if (oscutarmed()) oscutsynced(h);
     return 0;
 }
 
 int32_t osseek(int32_t h, int32_t offset, int32_t origin) {
     if (drain(h) < 0) return -1;
-    if (osfaultleft[OSF_SEEK] != 0 && osfaulthit(OSF_SEEK, nullptr) < 0) return -1;
+    if (osfaultdue(OSF_SEEK, nullptr)) return -1;
     static const int whence[3] = {SEEK_SET, SEEK_CUR, SEEK_END};
     if (origin < 0 || origin > 2) return -1;
     off_t pos = lseek(h, static_cast<off_t>(offset), whence[origin]);
@@ -525,7 +562,7 @@ int32_t osseek(int32_t h, int32_t offset, int32_t origin) {
 
 int32_t oslock(int32_t h, uint32_t offset, uint32_t length) {
     if (drain(h) < 0) return -1;
-    if (osfaultleft[OSF_LOCK] != 0 && osfaulthit(OSF_LOCK, nullptr) < 0) return -1;
+    if (osfaultdue(OSF_LOCK, nullptr)) return -1;
     if (length == 0) return 0;
     if (setlock(h, F_WRLCK, offset, length) == 0) return 0;
     // A handle opened for reading only cannot take a write lock; a read lock
@@ -542,7 +579,7 @@ int32_t osunlock(int32_t h, uint32_t offset, uint32_t length) {
 
 int32_t osprobe(int32_t h, uint32_t offset, uint32_t length) {
     if (drain(h) < 0) return 1;
-    if (osfaultleft[OSF_LOCK] != 0 && osfaulthit(OSF_LOCK, nullptr) < 0) return 1;
+    if (osfaultdue(OSF_LOCK, nullptr)) return 1;
     if (length == 0) return 0;
     struct flock fl = {};
     fl.l_type = F_WRLCK;
@@ -570,8 +607,6 @@ int32_t osrename(const char* from, const char* to) {
     return rename(from, to) == 0 ? 0 : -1;
 }
 
-void (*osreplaced)(const char* to) = nullptr;
-
 namespace {
 
 // Opens path and forces it to disk: true when both worked.
@@ -579,7 +614,7 @@ bool syncpath(const char* path, int flags) {
     int fd = open(path, flags | O_CLOEXEC);
     if (fd < 0) return false;
     bool ok = fsync(fd) == 0;
-    if (ok && osfaultcutter != nullptr) oscutsynced(fd);
+    if (ok && oscutarmed()) oscutsynced(fd);
     close(fd);
     return ok;
 }
@@ -592,16 +627,17 @@ bool syncpath(const char* path, int flags) {
 // rename and moved onto their tokens after it (dup2), so that the name is
 // held without a break.
 int32_t osreplace(const char* from, const char* to) {
+    OsFiles& os = osfiles();
     if (drain() < 0) return -1;
     if (from == nullptr || to == nullptr || *from == '\0' || *to == '\0') return -1;
     if (!syncpath(from, O_RDONLY)) return -1;
-    std::lock_guard<std::mutex> guard(holdlock);
+    std::lock_guard<std::mutex> guard(os.holdlock);
     std::vector<std::pair<int32_t, int>> carried;  // hold token, new file's descriptor
     auto dropcarried = [&carried] {
         for (const auto& c : carried) close(c.second);
         return -1;
     };
-    for (const auto& [token, kind] : holdtokens) {
+    for (const auto& [token, kind] : os.holdtokens) {
         if (!stillnames(token, to)) continue;
         const int mode = fcntl(token, F_GETFL);
         const int fd = open(from, ((mode >= 0 && (mode & O_ACCMODE) != O_RDONLY) ? O_RDWR : O_RDONLY) | O_CLOEXEC);
@@ -620,7 +656,7 @@ int32_t osreplace(const char* from, const char* to) {
     size_t slash = dir.find_last_of('/');
     dir = slash == std::string::npos ? "." : slash == 0 ? "/" : dir.substr(0, slash);
     syncpath(dir.c_str(), O_RDONLY | O_DIRECTORY);  // the rename itself is done
-    if (osreplaced != nullptr) osreplaced(to);
+    if (runtime().support.replaced != nullptr) runtime().support.replaced(to);
     return 0;
 }
 
@@ -630,3 +666,4 @@ int32_t osfilesize(int32_t h) {
     if (fstat(h, &st) != 0 || st.st_size > INT32_MAX) return -1;
     return static_cast<int32_t>(st.st_size);
 }
+

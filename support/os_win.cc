@@ -1,4 +1,4 @@
-// os_win.cc - the file and lock wrappers on Windows.  With iomode 9 they
+// os_win.cc - the file and lock wrappers on Windows.  With I/O mode 9 they
 // call the Win32 file functions and handles are Win32 handles (kernel
 // handles always fit in 32 bits); otherwise they use the C runtime's
 // descriptors, whose byte locks are taken on the underlying Win32 handle.
@@ -17,10 +17,11 @@
 #include "support/os.h"
 #include "support/ossync.h"
 #include "support/osfault.h"
+#include "support/runtime.h"
 
 namespace {
 
-bool direct() { return iomode == 9; }
+bool direct() { return runtime().support.iomode == 9; }
 
 HANDLE tohandle(int32_t h) { return reinterpret_cast<HANDLE>(static_cast<intptr_t>(h)); }
 
@@ -53,7 +54,7 @@ int32_t runtimeopen(const char* path, uint32_t flags, uint32_t perm) {
 }  // namespace
 
 int32_t osopen(const char* path, uint32_t flags, uint32_t perm) {
-    if (osfaultleft[OSF_OPEN] != 0 && osfaulthit(OSF_OPEN, nullptr) < 0) return -1;
+    if (osfaultdue(OSF_OPEN, nullptr)) return -1;
     if (path == nullptr || *path == '\0') return -1;
     return direct() ? directopen(path, flags) : runtimeopen(path, flags, perm);
 }
@@ -92,14 +93,20 @@ struct Hold {
     HANDLE handle = INVALID_HANDLE_VALUE;
     int32_t kind = OS_HOLD_SHARED;
 };
-std::vector<Hold> holds;
-SRWLOCK holdlock = SRWLOCK_INIT;
 
-// Keeps holdlock for its scope.
+// The Windows face's tables: the holds, under their lock.
+struct OsFiles : RuntimePart {
+    std::vector<Hold> holds;
+    SRWLOCK holdlock = SRWLOCK_INIT;
+};
+
+OsFiles& osfiles() { return runtimeownpart<OsFiles>(RT_OSFILES); }
+
+// Keeps the hold table's lock for its scope.
 class HoldGuard {
 public:
-    HoldGuard() { AcquireSRWLockExclusive(&holdlock); }
-    ~HoldGuard() { ReleaseSRWLockExclusive(&holdlock); }
+    HoldGuard() { AcquireSRWLockExclusive(&osfiles().holdlock); }
+    ~HoldGuard() { ReleaseSRWLockExclusive(&osfiles().holdlock); }
     HoldGuard(const HoldGuard&) = delete;
     HoldGuard& operator=(const HoldGuard&) = delete;
 };
@@ -158,7 +165,7 @@ HANDLE lockhold(const char* path, int32_t kind, bool check, bool* busy) {
 }  // namespace
 
 int32_t osholdfile(const char* path, int32_t kind) {
-    if (osfaultleft[OSF_LOCK] != 0 && osfaulthit(OSF_LOCK, nullptr) < 0) return -1;
+    if (osfaultdue(OSF_LOCK, nullptr)) return -1;
     if (path == nullptr || *path == '\0') return -1;
     if (kind != OS_HOLD_SHARED && kind != OS_HOLD_ALONE && kind != OS_HOLD_READING) return -1;
     // A file replaced by rename between the open and the lock is opened
@@ -169,6 +176,7 @@ int32_t osholdfile(const char* path, int32_t kind) {
         if (h == INVALID_HANDLE_VALUE) return busy ? 0 : -1;
         if (stillnames(h, path)) {
             HoldGuard guard;
+            std::vector<Hold>& holds = osfiles().holds;
             size_t slot = 0;
             while (slot < holds.size() && holds[slot].handle != INVALID_HANDLE_VALUE) slot++;
             if (slot == holds.size()) holds.emplace_back();
@@ -182,6 +190,7 @@ int32_t osholdfile(const char* path, int32_t kind) {
 
 void osunholdfile(int32_t token) {
     HoldGuard guard;
+    std::vector<Hold>& holds = osfiles().holds;
     if (token < 1 || static_cast<size_t>(token) > holds.size()) return;
     Hold& hold = holds[static_cast<size_t>(token) - 1];
     if (hold.handle != INVALID_HANDLE_VALUE) CloseHandle(hold.handle);
@@ -189,7 +198,7 @@ void osunholdfile(int32_t token) {
 }
 
 int32_t osclose(int32_t h) {
-    const bool fault = osfaultleft[OSF_CLOSE] != 0 && osfaulthit(OSF_CLOSE, nullptr) < 0;
+    const bool fault = osfaultdue(OSF_CLOSE, nullptr);
     if (!direct()) return _close(h) == 0 && !fault ? 0 : -1;
     BOOL ok = CloseHandle(tohandle(h));
     DeleteObject(reinterpret_cast<HGDIOBJ>(tohandle(h)));  // no effect on a file handle
@@ -197,7 +206,7 @@ int32_t osclose(int32_t h) {
 }
 
 int32_t osread(int32_t h, void* buf, uint32_t count) {
-    if (osfaultleft[OSF_READ] != 0 && osfaulthit(OSF_READ, &count) < 0) return -1;
+    if (osfaultdue(OSF_READ, &count)) return -1;
     if (count > INT32_MAX) count = INT32_MAX;
     if (!direct()) return _read(h, buf, count);
     DWORD n = 0;
@@ -205,7 +214,7 @@ int32_t osread(int32_t h, void* buf, uint32_t count) {
 }
 
 int32_t oswrite(int32_t h, const void* buf, uint32_t count) {
-    if (osfaultleft[OSF_WRITE] != 0 && osfaulthit(OSF_WRITE, &count) < 0) return -1;
+    if (osfaultdue(OSF_WRITE, &count)) return -1;
     if (count > INT32_MAX) count = INT32_MAX;
     if (!direct()) return _write(h, buf, count);
     DWORD n = 0;
@@ -235,7 +244,7 @@ bool osmapguard(int32_t, void (*fn)(void*), void* arg) {
 int32_t osremeasure(int32_t) { return 0; }
 
 int32_t osreadat(int32_t h, void* buf, uint32_t count, uint32_t offset) {
-    if (osfaultleft[OSF_READ] != 0 && osfaulthit(OSF_READ, &count) < 0) return -1;
+    if (osfaultdue(OSF_READ, &count)) return -1;
     if (count > INT32_MAX) count = INT32_MAX;
     if (!direct()) {
         if (_lseek(h, static_cast<long>(offset), SEEK_SET) != static_cast<long>(offset)) return -1;
@@ -248,7 +257,7 @@ int32_t osreadat(int32_t h, void* buf, uint32_t count, uint32_t offset) {
 }
 
 int32_t oswriteat(int32_t h, const void* buf, uint32_t count, uint32_t offset) {
-    if (osfaultleft[OSF_WRITE] != 0 && osfaulthit(OSF_WRITE, &count) < 0) return -1;
+    if (osfaultdue(OSF_WRITE, &count)) return -1;
     if (count > INT32_MAX) count = INT32_MAX;
     if (!direct()) {
         if (_lseek(h, static_cast<long>(offset), SEEK_SET) != static_cast<long>(offset)) return -1;
@@ -273,14 +282,14 @@ int32_t ossync(int32_t h) {
 }
 
 int32_t osseek(int32_t h, int32_t offset, int32_t origin) {
-    if (osfaultleft[OSF_SEEK] != 0 && osfaulthit(OSF_SEEK, nullptr) < 0) return -1;
+    if (osfaultdue(OSF_SEEK, nullptr)) return -1;
     if (origin < 0 || origin > 2) return -1;
     if (!direct()) return static_cast<int32_t>(_lseek(h, offset, origin));
     return static_cast<int32_t>(SetFilePointer(tohandle(h), offset, nullptr, static_cast<DWORD>(origin)));
 }
 
 int32_t oslock(int32_t h, uint32_t offset, uint32_t length) {
-    if (osfaultleft[OSF_LOCK] != 0 && osfaulthit(OSF_LOCK, nullptr) < 0) return -1;
+    if (osfaultdue(OSF_LOCK, nullptr)) return -1;
     if (length == 0) return 0;
     HANDLE w = oshandle(h);
     if (w == INVALID_HANDLE_VALUE) return -1;
@@ -313,8 +322,6 @@ int32_t osrename(const char* from, const char* to) {
     return rename(from, to) == 0 ? 0 : -1;
 }
 
-void (*osreplaced)(const char* to) = nullptr;
-
 // MoveFileExA replaces the old file in one step; write-through returns only
 // once the move is on disk.  The new file's own bytes are flushed first.
 // Windows replaces no file that is open, so this process's holds on the old
@@ -336,7 +343,7 @@ int32_t osreplace(const char* from, const char* to) {
         for (const auto& c : carried) CloseHandle(c.second);
         return -1;
     };
-    for (Hold& hold : holds) {
+    for (Hold& hold : osfiles().holds) {
         if (hold.handle == INVALID_HANDLE_VALUE || !stillnames(hold.handle, to)) continue;
         bool busy = false;
         HANDLE h = lockhold(from, hold.kind, false, &busy);
@@ -365,7 +372,7 @@ int32_t osreplace(const char* from, const char* to) {
         return -1;
     }
     for (const auto& [hold, h] : carried) hold->handle = h;
-    if (osreplaced != nullptr) osreplaced(to);
+    if (runtime().support.replaced != nullptr) runtime().support.replaced(to);
     return 0;
 }
 

@@ -1,39 +1,36 @@
 // osfault.cc - the state of the test fault of osfault.h, shared by both
-// faces of the OS layer.
+// faces of the OS layer.  The fault lives in the support state.
 #include "support/osfault.h"
 
 #include <cerrno>
 
-uint32_t osfaultleft[OSF_KINDS];
-void (*osfaultcutter)() = nullptr;
-
-namespace {
-
-bool shortcall;
-int32_t faulterr;
-bool fired;
-
-}  // namespace
+#include "support/runtime.h"
 
 void osfaultarm(int32_t kind, uint32_t n, bool shortio, int32_t err) {
-    for (uint32_t& left : osfaultleft) left = 0;
-    osfaultcutter = nullptr;
-    if (kind >= 0 && kind < OSF_KINDS) osfaultleft[kind] = n;
-    shortcall = shortio;
-    faulterr = err;
-    fired = false;
+    SupportState& s = runtime().support;
+    for (uint32_t& left : s.faultleft) left = 0;
+    s.faultcutter = nullptr;
+    if (kind >= 0 && kind < OSF_KINDS) s.faultleft[kind] = n;
+    s.faultshort = shortio;
+    s.faulterr = err;
+    s.faultfired = false;
 }
 
-bool osfaultfired() { return fired; }
+bool osfaultfired() { return runtime().support.faultfired; }
 
-int32_t osfaulthit(int32_t kind, uint32_t* count) {
-    if (--osfaultleft[kind] != 0) return 0;
-    fired = true;
-    if (osfaultcutter != nullptr && kind == OSF_WRITE) osfaultcutter();
-    if (shortcall && count != nullptr) {
+bool osfaultarmed(int32_t kind) { return runtime().support.faultleft[kind] != 0; }
+
+bool oscutarmed() { return runtime().support.faultcutter != nullptr; }
+
+bool osfaultdue(int32_t kind, uint32_t* count) {
+    SupportState& s = runtime().support;
+    if (s.faultleft[kind] == 0 || --s.faultleft[kind] != 0) return false;
+    s.faultfired = true;
+    if (s.faultcutter != nullptr && kind == OSF_WRITE) s.faultcutter();
+    if (s.faultshort && count != nullptr) {
         *count /= 2;
-        return 0;
+        return false;
     }
-    errno = faulterr;
-    return -1;
+    errno = s.faulterr;
+    return true;
 }

@@ -13,9 +13,9 @@
 // Lock: oslock and osholdfile.
 enum OsFaultKind { OSF_READ, OSF_WRITE, OSF_SEEK, OSF_OPEN, OSF_CLOSE, OSF_LOCK, OSF_KINDS };
 
-// Calls of each kind still to come up to and including the armed one; 0
-// for every kind but the armed one, and for all when nothing is armed.
-extern uint32_t osfaultleft[OSF_KINDS];
+// Whether a call of kind is armed to fail (the count of calls still to come
+// up to and including the armed one is not 0).
+bool osfaultarmed(int32_t kind);
 
 // Arms the n-th call (1-based, counted from now) of kind: it fails with -1
 // and errno err, or, with shortio, a read or write moves only half the
@@ -37,18 +37,18 @@ bool osfaultfired();
 enum { OSF_POWERCUT_EXIT = 86 };
 void osfaultpowercut(uint32_t n, uint32_t seed);
 
-// For the POSIX face: the cut, set while one is armed (null otherwise);
-// the journal entries of a write of count bytes at offset (-1: at the
-// file position) about to be made through h, of an open that is about to
-// truncate path, and of a sync of h just made.
-extern void (*osfaultcutter)();
+// For the POSIX face: whether a cut is armed; the journal entries of a
+// write of count bytes at offset (-1: at the file position) about to be
+// made through h, of an open that is about to truncate path, and of a sync
+// of h just made.
+bool oscutarmed();
 void oscutnote(int32_t h, int64_t offset, uint32_t count);
 void oscuttrunc(const char* path);
 void oscutsynced(int32_t h);
 
-// For the OS faces only, called when osfaultleft[kind] is not 0: counts the
-// call.  -1 when this call is to fail (errno is set), else 0 with *count
-// (when count is not null) halved for a short call.
-int32_t osfaulthit(int32_t kind, uint32_t* count);
+// For the OS faces only, at each call of kind: counts the call when one is
+// armed.  True when this call is to fail (errno is set), else false with
+// *count (when count is not null) halved for a short call.
+bool osfaultdue(int32_t kind, uint32_t* count);
 
 #endif

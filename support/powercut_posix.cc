@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "support/osfault.h"
+#include "support/runtime.h"
 
 namespace {
 
@@ -30,8 +31,20 @@ struct Journal {
 };
 
 using FileId = std::pair<dev_t, ino_t>;
-std::map<FileId, Journal>* journals = nullptr;
-uint32_t cutseed = 0;
+
+// The journals of an armed cut, and the seed that picks the files it
+// spares.
+struct PowerCut : RuntimePart {
+    std::map<FileId, Journal> journals;
+    uint32_t seed = 0;
+    ~PowerCut() override {
+        for (auto& [id, j] : journals)
+            if (j.fd >= 0) close(j.fd);
+    }
+};
+
+// The cut's state, null when none was ever armed.
+PowerCut* armedcut() { return runtimepartif<PowerCut>(RT_POWERCUT); }
 
 bool idof(int fd, FileId* id, off_t* size) {
     struct stat st;
@@ -45,8 +58,9 @@ bool idof(int fd, FileId* id, off_t* size) {
 Journal* journalof(int fd) {
     FileId id;
     off_t size;
-    if (journals == nullptr || !idof(fd, &id, &size)) return nullptr;
-    Journal& j = (*journals)[id];
+    PowerCut* c = armedcut();
+    if (c == nullptr || !idof(fd, &id, &size)) return nullptr;
+    Journal& j = c->journals[id];
     if (j.fd < 0) {
         // A handle of the caller may be write-only: reach the same file
         // for reading and writing through the process's descriptor table.
@@ -68,9 +82,10 @@ void keep(Journal* j, off_t offset, uint32_t count) {
 // seed says so, leaves it with every write (a power cut does not reach all
 // files alike), and ends the process.
 [[noreturn]] void cut() {
-    uint32_t bits = cutseed;
-    if (journals != nullptr)
-        for (auto& [id, j] : *journals) {
+    PowerCut* c = armedcut();
+    uint32_t bits = c != nullptr ? c->seed : 0;
+    if (c != nullptr)
+        for (auto& [id, j] : c->journals) {
             const bool spared = (bits & 3) == 0;
             bits = bits * 1103515245u + 12345u;
             if (spared) continue;
@@ -86,15 +101,12 @@ void keep(Journal* j, off_t offset, uint32_t count) {
 void osfaultpowercut(uint32_t n, uint32_t seed) {
     osfaultarm(OSF_WRITE, n, false, 0);
     if (n == 0) {
-        osfaultcutter = nullptr;
+        runtime().support.faultcutter = nullptr;
         return;
     }
-    if (journals == nullptr) journals = new std::map<FileId, Journal>;
-    for (auto& [id, j] : *journals)
-        if (j.fd >= 0) close(j.fd);
-    journals->clear();
-    cutseed = seed;
-    osfaultcutter = cut;
+    runtimedrop(RT_POWERCUT);  // closes the journals of an earlier cut
+    runtimeownpart<PowerCut>(RT_POWERCUT).seed = seed;
+    runtime().support.faultcutter = cut;
 }
 
 void oscutnote(int32_t h, int64_t offset, uint32_t count) {
@@ -116,9 +128,10 @@ void oscuttrunc(const char* path) {
 void oscutsynced(int32_t h) {
     FileId id;
     off_t size;
-    if (journals == nullptr || !idof(h, &id, &size)) return;
-    auto it = journals->find(id);
-    if (it == journals->end()) return;
+    PowerCut* c = armedcut();
+    if (c == nullptr || !idof(h, &id, &size)) return;
+    auto it = c->journals.find(id);
+    if (it == c->journals.end()) return;
     it->second.undo.clear();
     it->second.size = size;
 }

@@ -2,8 +2,6 @@
 // that add the sharing bits to a set of open flags.
 #include "support/os.h"
 
-uint8_t iomode = 0;
-
 uint32_t VELNOR_CALL fshare(const char* /*path*/, uint32_t flags) { return flags | VN_O_SHARE; }
 
 uint32_t VELNOR_CALL funshare(const char* /*path*/, uint32_t flags) { return flags | VN_O_EXCL; }

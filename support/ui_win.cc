@@ -6,10 +6,8 @@
 #include "support/ui.h"
 
 static HINSTANCE uiinstance() {
-    if (modinstance == nullptr) {
-        modinstance = GetModuleHandleA(nullptr);
-    }
-    return static_cast<HINSTANCE>(modinstance);
+    void* instance = osinstance();
+    return static_cast<HINSTANCE>(instance != nullptr ? instance : GetModuleHandleA(nullptr));
 }
 
 int32_t uiregister(const char* classname, uint32_t classstyle, UIWNDPROC proc) {

@@ -31,7 +31,7 @@ void CmpTest::SetUp() {
     olddir = fs::current_path().string();
     fs::current_path(dir);
     cap = Capture();
-    cmpopt = CmpOptions{};  // options persist across calls; each test starts clean
+    runtimereset();  // options persist across calls; each test starts clean
     compress_setsinks(onreport, onerror);
     compress_sethooks(nullptr, onstop, onask);
 }

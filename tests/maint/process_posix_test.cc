@@ -6,6 +6,7 @@
 #include "common/fork.h"
 #include "maintfix.h"
 #include "support/os.h"
+#include "support/runtime.h"
 
 namespace {
 
@@ -41,7 +42,7 @@ TEST_F(MaintTest, CrashBetweenReplacementsLosesNoFile) {
     patch(dat, 1, "0000000C");
     const std::string oldidx = vntest::readfile(path("f.idx"));
     pid_t child = vntest::spawn([&] {
-        osreplaced = [](const char*) { _exit(7); };
+        runtime().support.replaced = [](const char*) { _exit(7); };
         return run(VN_FM_PACK, dat) == 0 ? 0 : 1;
     });
     ASSERT_EQ(vntest::waitexit(child), 7);
