@@ -16,47 +16,23 @@
 #include "velnor.h"
 
 static int failures;
-#define CHECK(cond)                                                        \
-    do {                                                                   \
-        if (!(cond)) {                                                     \
-            fprintf(stderr, "%s:%d: %s\n", __FILE__, __LINE__, #cond);    \
-            failures++;                                                    \
-        }                                                                  \
-    } while (0)
+#define CHECK(cond) \
+    ((cond) ? (void)0 : (void)(fprintf(stderr, "%s:%d: %s\n", __FILE__, __LINE__, #cond), failures++))
 
 /* The application's own helpers, deliberately unlike the library's: were
  * the library to call them, its names and comparisons would go wrong. */
 static int owncalls;
-char *trim(char *str) {
-    owncalls++;
-    return str;
-}
-int32_t casecmp(const char *a, const char *b) {
-    owncalls++;
-    (void)a, (void)b;
-    return 1;
-}
-int32_t instr(const char *needle, const char *haystack) {
-    owncalls++;
-    (void)needle, (void)haystack;
-    return 0;
-}
+char *trim(char *str) { return owncalls++, str; }
+int32_t casecmp(const char *a, const char *b) { return (void)a, (void)b, owncalls++, 1; }
+int32_t instr(const char *needle, const char *haystack) { return (void)needle, (void)haystack, owncalls++, 0; }
 
-static const char kFid[] =
-    "TKF FID v7.0\nRecLen = 30\nNItems = 2\nNKeys = 1\nFlags = 0\n"
-    "Item = KEYWORD,'C','L',0,20,1,0,\nItem = POSN,'C','L',20,5,1,1,\n"
-    "Key = KEYWORD,20,1\n0,20,0\n";
-static const char kHashedFid[] =
-    "TKF FID v7.0\nRecLen = 30\nNItems = 2\nNKeys = 1\nFlags = 2\nHashRecs = 11\n"
-    "Item = KEYWORD,'C','L',0,20,1,0,\nItem = POSN,'C','L',20,5,1,1,\n"
-    "Key = KEYWORD,20,1\n0,20,0\n";
+#define FID_ITEMS "Item = KEYWORD,'C','L',0,20,1,0,\nItem = POSN,'C','L',20,5,1,1,\nKey = KEYWORD,20,1\n0,20,0\n"
+static const char kFid[] = "TKF FID v7.0\nRecLen = 30\nNItems = 2\nNKeys = 1\nFlags = 0\n" FID_ITEMS;
+static const char kHashedFid[] = "TKF FID v7.0\nRecLen = 30\nNItems = 2\nNKeys = 1\nFlags = 2\nHashRecs = 11\n" FID_ITEMS;
 
 static void writefile(const char *name, const char *text) {
     FILE *f = fopen(name, "wb");
-    if (f == NULL || fputs(text, f) < 0 || fclose(f) != 0) {
-        perror(name);
-        exit(2);
-    }
+    if (f == NULL || fputs(text, f) < 0 || fclose(f) != 0) perror(name), exit(2);
 }
 
 /* What the folder holds, as "name:size;" for each entry in order of
@@ -66,10 +42,9 @@ static void snapshot(char *out, size_t cap) {
     struct dirent *e;
     struct stat st;
     out[0] = '\0';
-    while (d != NULL && (e = readdir(d)) != NULL) {
+    while (d != NULL && (e = readdir(d)) != NULL)
         if (stat(e->d_name, &st) == 0)
             snprintf(out + strlen(out), cap - strlen(out), "%s:%ld;", e->d_name, (long)st.st_size);
-    }
     if (d != NULL) closedir(d);
 }
 
@@ -122,8 +97,7 @@ static void nullpointers(void) {
     CHECK(vfhsecure(NULL) == -1 && vfhsetkey(NULL, 1) == -1 && vfhlimbo(NULL) == -1);
     CHECK(dlock(NULL, 1) == -1 && udlock(NULL, 1) == -1 && fhfidoffset(NULL, "KEYWORD") == -1);
     CHECK(bldkey(NULL, 0, buf) == 0 && frombase95(NULL, 4) == 0 && vfhcopy(NULL, NULL) == -1);
-    vfhgetversion(NULL, NULL);
-    vfhsettmpdir(NULL);
+    vfhgetversion(NULL, NULL), vfhsettmpdir(NULL);
 
     blockfor(&cb, "people.dat", "people.fid");
     CHECK(vfhmake(&cb) == 0);
@@ -147,11 +121,8 @@ static void nullpointers(void) {
     CHECK(vlnname(NULL) == 0 && islike(NULL, "*") == 0 && longtoa(1, NULL, 10) == NULL);
     CHECK(convdate(NULL, NULL) == -1 && cfindfirst(NULL, 0, NULL, NULL) == NULL && fastopen(NULL, 0, 0) == -1);
     CHECK(fastputs(0, NULL) == NULL && makedir(NULL) == -1 && globalmfree(NULL) == NULL);
-    blcpy(NULL, "a", 1);
-    split_name(NULL, NULL, NULL, NULL);
-    abbrname(NULL, 5, NULL);
-    just_left(NULL, 5, ' ');
-    jdunpack(2451545, NULL, NULL, NULL);
+    blcpy(NULL, "a", 1), split_name(NULL, NULL, NULL, NULL), abbrname(NULL, 5, NULL);
+    just_left(NULL, 5, ' '), jdunpack(2451545, NULL, NULL, NULL);
     CHECK(filemaint(VN_FM_VERIFY, NULL, NULL, NULL, NULL, 0, NULL, NULL) != 0);
     CHECK(compress_files(NULL, NULL, 0, NULL) == -1 && compress_file_list("-L", NULL, NULL) == -1);
 }
@@ -162,9 +133,7 @@ static void uncleared(void) {
     for (size_t i = 0; i < sizeof fills; i++) {
         FHCB cb;
         memset(&cb, fills[i], sizeof cb);
-        strcpy(cb.datname, "people.dat");
-        strcpy(cb.fidname, "people.fid");
-        strcpy(cb.idxname, "");
+        strcpy(cb.datname, "people.dat"), strcpy(cb.fidname, "people.fid"), strcpy(cb.idxname, "");
         CHECK(vfhopen(&cb) == -1 && cb.status == VN_E_REUSE);
         CHECK(vfhmake(&cb) == -1 && cb.status == VN_E_REUSE);
     }
@@ -234,17 +203,13 @@ int main(void) {
     int passed = 0, failed = 0;
     snprintf(dir, sizeof dir, "%s/careless-XXXXXX", base != NULL ? base : "/tmp");
     mkdir(base != NULL ? base : "/tmp", 0777);
-    if (mkdtemp(dir) == NULL || chdir(dir) != 0) {
-        perror(dir);
-        return 2;
-    }
+    if (mkdtemp(dir) == NULL || chdir(dir) != 0) return perror(dir), 2;
     for (size_t i = 0; i < sizeof kCases / sizeof kCases[0]; i++) {
         char sub[32];
         snprintf(sub, sizeof sub, "case%zu", i);
         pid_t pid = fork();
         if (pid == 0) {
-            FHCB start;
-            memset(&start, 0, sizeof start);
+            FHCB start = {0};
             if (mkdir(sub, 0777) != 0 || chdir(sub) != 0) _exit(2);
             writefile("people.fid", kFid);
             writefile("hashed.fid", kHashedFid);
