@@ -135,6 +135,10 @@ protected:
     TempDir tmp;
 };
 
+// The status a call left in cb when it failed (returned -1), else 0: no
+// failure expected of a test has status 0.
+inline int failedwith(int32_t r, const FHCB& cb) { return r == -1 ? +cb.status : 0; }
+
 // Reads records in the current order until the read fails: the record texts
 // (trimmed on the right) of active ones.
 std::vector<std::string> scan(File& f);

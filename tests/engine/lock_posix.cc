@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <cstdlib>
+#include <functional>
 #include <map>
 #include <random>
 #include <string>
@@ -18,6 +19,7 @@
 using vntest::File;
 using vntest::EngineTest;
 using vntest::Signal;
+using vntest::failedwith;
 
 namespace {
 
@@ -30,21 +32,25 @@ std::string smallfile(vntest::TempDir& tmp) {
     return dat;
 }
 
+// A child that opens dat, takes a lock by take, says so to the parent and
+// holds it until the parent speaks.
+pid_t holder(const std::string& dat, Signal& sig, const std::function<int32_t(File&)>& take) {
+    return vntest::spawn([&] {
+        vntest::enginestart();  // the copied list belongs to the parent
+        File c(dat);
+        if (c.op(VN_OP_OPEN) != 0 || take(c) != 0) return 1;
+        sig.childsays();
+        sig.childhears();
+        return 0;
+    });
+}
+
 }  // namespace
 
 TEST_F(EngineTest, RecordLockedInAnotherProcess) {
     std::string dat = smallfile(tmp);
     Signal sig;
-    pid_t child = vntest::spawn([&] {
-        vntest::enginestart();  // the copied list belongs to the parent
-        File c(dat);
-        if (c.op(VN_OP_OPEN) != 0) return 1;
-        c.at(32);
-        if (c.op(VN_OP_RLOCK) != 0) return 2;
-        sig.childsays();
-        sig.childhears();
-        return 0;
-    });
+    pid_t child = holder(dat, sig, [](File& c) { return c.at(32), c.op(VN_OP_RLOCK); });
     ASSERT_TRUE(sig.parenthears());
     File b(dat);
     ASSERT_EQ(b.op(VN_OP_OPEN), 0) << int(b.cb.status);
@@ -53,18 +59,15 @@ TEST_F(EngineTest, RecordLockedInAnotherProcess) {
     EXPECT_EQ(b.buf[0], ' ');
     EXPECT_EQ(b.rec().substr(0, 8), "record 1");
     b.at(32);
-    EXPECT_EQ(b.write("rewritten"), -1);
-    EXPECT_EQ(+b.cb.status, VN_C_RLOCKED);
-    EXPECT_EQ(b.op(VN_OP_RLOCK), -1);
-    EXPECT_EQ(+b.cb.status, VN_C_RLOCKED);
+    EXPECT_EQ(failedwith(b.write("rewritten"), b.cb), VN_C_RLOCKED);
+    EXPECT_EQ(failedwith(b.op(VN_OP_RLOCK), b.cb), VN_C_RLOCKED);
     // The other record is free.
     b.cb.datpos = 64;
     EXPECT_EQ(b.op(VN_OP_RLOCK), 0);
     sig.parentsays();
     EXPECT_EQ(vntest::waitexit(child), 0);
     // Gone with its process: the record is readable as it stands now.
-    ASSERT_EQ(b.readat(32), -1);
-    EXPECT_EQ(+b.cb.status, VN_C_DELETED);
+    EXPECT_EQ(failedwith(b.readat(32), b.cb), VN_C_DELETED);
     EXPECT_EQ(vntest::readfile(dat).substr(32, 9), "Drecord 1");
 }
 
@@ -73,24 +76,14 @@ TEST_F(EngineTest, FileLockHeldInAnotherProcess) {
     File b(dat);
     ASSERT_EQ(b.op(VN_OP_OPEN), 0) << int(b.cb.status);
     Signal sig;
-    pid_t child = vntest::spawn([&] {
-        vntest::enginestart();
-        File c(dat);
-        if (c.op(VN_OP_OPEN) != 0) return 1;
-        if (dlock(&c.cb, 0) != 0) return 2;
-        sig.childsays();
-        sig.childhears();
-        return 0;
-    });
+    pid_t child = holder(dat, sig, [](File& c) { return dlock(&c.cb, 0); });
     ASSERT_TRUE(sig.parenthears());
     b.cb.flockretry = 3;
     b.cb.datpos = 96;
-    EXPECT_EQ(b.write("new record"), -1);
-    EXPECT_EQ(+b.cb.status, VN_C_FLOCKED);
+    EXPECT_EQ(failedwith(b.write("new record"), b.cb), VN_C_FLOCKED);
     EXPECT_EQ(+b.cb.flocked, 0);
     File late(dat);
-    EXPECT_EQ(late.op(VN_OP_OPEN), -1);  // reading the header needs the lock
-    EXPECT_EQ(+late.cb.status, VN_C_FLOCKED);
+    EXPECT_EQ(failedwith(late.op(VN_OP_OPEN), late.cb), VN_C_FLOCKED);  // reading the header needs the lock
     sig.parentsays();
     EXPECT_EQ(vntest::waitexit(child), 0);
     b.cb.datpos = 96;
