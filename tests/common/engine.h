@@ -135,9 +135,9 @@ protected:
     TempDir tmp;
 };
 
-// The status a call left in cb when it failed (returned -1), else 0: no
-// failure expected of a test has status 0.
-inline int failedwith(int32_t r, const FHCB& cb) { return r == -1 ? +cb.status : 0; }
+// What a call that returns 0 or -1 did: 0 when it succeeded, the status it
+// left in cb when it failed with one, else -1.
+inline int failedwith(int32_t r, const FHCB& cb) { return r == 0 ? 0 : r == -1 && cb.status != 0 ? +cb.status : -1; }
 
 // Reads records in the current order until the read fails: the record texts
 // (trimmed on the right) of active ones.

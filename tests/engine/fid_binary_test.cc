@@ -12,16 +12,8 @@ using namespace vntest;
 namespace {
 
 const char* kThreaded =
-    "TKF FID v7.0\n"
-    "RecLen = 30\n"
-    "NItems = 3\n"
-    "NKeys = 1\n"
-    "Flags = 1\n"
-    "Item = CODE,'C','L',0,8,1,0,\n"
-    "Item = LINK,'C','L',8,4,1,1,\n"
-    "Item = QTY,'N','R',12,5,1,2,\n"
-    "Key = CODE,8,1\n"
-    "0,8,0\n";
+    "TKF FID v7.0\nRecLen = 30\nNItems = 3\nNKeys = 1\nFlags = 1\nItem = CODE,'C','L',0,8,1,0,\n"
+    "Item = LINK,'C','L',8,4,1,1,\nItem = QTY,'N','R',12,5,1,2,\nKey = CODE,8,1\n0,8,0\n";
 
 class FidBinary : public ::testing::Test {
    protected:
@@ -34,7 +26,8 @@ class FidBinary : public ::testing::Test {
         EXPECT_EQ(savefidbin(&def.cb, dir.path("b.fid").c_str()), 0);
         return readfile(dir.path("b.fid"));
     }
-    int32_t loadbytes(Loaded* def, const std::string& bytes) { return def->loadtext(dir, bytes); }
+    // 0 when bytes load into def, else the status of the failure.
+    int loadbytes(Loaded* def, const std::string& bytes) { return failedwith(def->loadtext(dir, bytes), def->cb); }
 };
 
 TEST_F(FidBinary, BytesOnDisk) {
@@ -76,8 +69,7 @@ TEST_F(FidBinary, PatchedDefinitions) {
         x[p.at] = static_cast<char>(p.value);
         if (p.width == 2) x[p.at + 1] = static_cast<char>(p.value >> 8);
         Loaded def;
-        EXPECT_EQ(loadbytes(&def, x), p.status == 0 ? 0 : -1);
-        EXPECT_EQ(+def.cb.status, p.status);
+        EXPECT_EQ(loadbytes(&def, x), p.status);
     }
     // A flag bit from 7 upward means record numbers.
     std::string recno = b;
@@ -88,8 +80,7 @@ TEST_F(FidBinary, PatchedDefinitions) {
     EXPECT_EQ(def.cb.keys[0].keylen, 13);
     // The link line names an item; it is cut at its first blank.
     const size_t line = b.rfind("LINK\r\n");
-    EXPECT_EQ(loadbytes(&def, std::string(b).replace(line, 4, "LONK")), -1);
-    EXPECT_EQ(+def.cb.status, VN_E_FIDREAD);
+    EXPECT_EQ(loadbytes(&def, std::string(b).replace(line, 4, "LONK")), VN_E_FIDREAD);
     EXPECT_EQ(loadbytes(&def, std::string(b).replace(line, 4, "link junk")), 0);
     EXPECT_EQ(def.cb.threads[0].thoff, 8 + 1);
 }
@@ -101,8 +92,7 @@ TEST_F(FidBinary, EveryTruncationIsRefusedOrHarmless) {
     const size_t exprat = b.size() - std::strlen("QTY > 100\r\n");
     for (size_t n = 0; n < b.size(); ++n) {
         Loaded def;
-        EXPECT_EQ(loadbytes(&def, b.substr(0, n)), n > exprat ? 0 : -1) << n;
-        EXPECT_EQ(+def.cb.status, n > exprat ? 0 : VN_E_FIDREAD) << n;
+        EXPECT_EQ(loadbytes(&def, b.substr(0, n)), n > exprat ? 0 : VN_E_FIDREAD) << n;
     }
 }
 

@@ -7,6 +7,7 @@
 #include "common/engine.h"
 
 using vntest::File;
+using vntest::failedwith;
 using vntest::EngineTest;
 
 namespace {
@@ -29,8 +30,7 @@ TEST_F(HandlesTest, ReopenFailureLeavesFileInLimbo) {
     const std::string moved = tmp.path("moved");
     for (const auto& [file, status] : {std::pair{dat, VN_E_DATOPEN}, {tmp.path("r.idx"), VN_E_IDXOPEN}}) {
         ASSERT_EQ(std::rename(file.c_str(), moved.c_str()), 0);
-        EXPECT_EQ(a.op(VN_OP_END), -1);
-        EXPECT_EQ(+a.cb.status, status);
+        EXPECT_EQ(failedwith(a.op(VN_OP_END), a.cb), status);
         EXPECT_EQ(mode(a), OF_LIMBO);
         EXPECT_EQ(+a.cb.datfd, 0u);
         ASSERT_EQ(std::rename(moved.c_str(), file.c_str()), 0);
@@ -44,8 +44,7 @@ TEST_F(HandlesTest, CloseOfAnUnreopenableFileStillLeavesTheList) {
     ASSERT_EQ(a.op(VN_OP_OPEN), 0);
     ASSERT_EQ(vfhlimbo(&a.cb), 0);
     ASSERT_EQ(std::remove(dat.c_str()), 0);
-    EXPECT_EQ(a.op(VN_OP_CLOSE), -1);
-    EXPECT_EQ(+a.cb.status, VN_E_DATOPEN);
+    EXPECT_EQ(failedwith(a.op(VN_OP_CLOSE), a.cb), VN_E_DATOPEN);
     EXPECT_EQ(fhnode(&a.cb), nullptr);
     EXPECT_EQ(+a.cb.items, nullptr);
 }

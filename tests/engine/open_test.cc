@@ -8,6 +8,7 @@
 #include "common/engine.h"
 
 using vntest::File;
+using vntest::failedwith;
 using vntest::EngineTest;
 using vntest::readfile;
 using vntest::writefile;
@@ -16,12 +17,8 @@ namespace {
 
 // An open that must fail: status, nothing entered, definition dropped.
 void expectrefused(File& b, int opcode, int status) {
-    EXPECT_EQ(b.op(opcode), -1);
-    EXPECT_EQ(+b.cb.status, status);
-    EXPECT_EQ(fhnode(&b.cb), nullptr);
-    EXPECT_EQ(+b.cb.items, nullptr);
-    EXPECT_EQ(+b.cb.datfd, 0u);
-    EXPECT_EQ(+b.cb.idxfd, 0u);
+    EXPECT_EQ(failedwith(b.op(opcode), b.cb), status);
+    EXPECT_TRUE(fhnode(&b.cb) == nullptr && b.cb.items == nullptr && b.cb.datfd == 0 && b.cb.idxfd == 0);
 }
 
 }  // namespace

@@ -45,8 +45,7 @@ TEST_F(Layout, RecordBytesOnDiskAndBack) {
         // A new file is its header record alone.
         const std::string head = c.bytes.substr(0, f.cb.reclen);
         EXPECT_EQ(readfile(dat), cat(head[0], "00000001", head.substr(9)));
-        EXPECT_EQ(f.read(), -1);
-        EXPECT_EQ(+f.cb.status, VN_C_NOREC);
+        EXPECT_EQ(failedwith(f.read(), f.cb), VN_C_NOREC);
         f.net("SINGLE");
         std::map<std::string, std::string> last;
         for (const auto& [id, name] : c.writes) {
@@ -74,12 +73,10 @@ TEST_F(Layout, DeletedRecordReadsAsDeletedWithPositionMoved) {
     ASSERT_EQ(f.op(VN_OP_DELETE), 0) << int(f.cb.status);
     EXPECT_EQ(readfile(f.cb.datname)[32], 'D');
     f.fill("A1", "");
-    EXPECT_EQ(f.op(VN_OP_DELETE), -1);
-    EXPECT_EQ(f.cb.status, VN_C_NOREC);
+    EXPECT_EQ(failedwith(f.op(VN_OP_DELETE), f.cb), VN_C_NOREC);
 
     ASSERT_EQ(f.setkey(0), 0);
-    EXPECT_EQ(f.readat(32), -1);
-    EXPECT_EQ(f.cb.status, VN_C_DELETED);
+    EXPECT_EQ(failedwith(f.readat(32), f.cb), VN_C_DELETED);
     EXPECT_EQ(f.rec().substr(0, 2), "A1");
     EXPECT_EQ(f.buf[0], 'D');
     EXPECT_EQ(+f.cb.datpos, 64);

@@ -13,19 +13,22 @@ protected:
     // ID (10, key), NAME (20), AMT (5, numeric), LINK (4): reclen 41; the
     // thread holds the records with AMT above 100.
     std::string make() {
-        Def d;
-        d.reclen = 39;
-        d.items = {{"ID", 'C', 0, 10}, {"NAME", 'C', 10, 20}, {"AMT", 'N', 30, 5}, {"LINK", 'C', 35, 4}};
-        d.keys = {{"ID", 10, {{0, 10, 0}}}};
-        d.threads = {{"LINK", "AMT > 100"}};
-        return define("t", d, true);
+        return define("t", {39, 0, 0, {{"ID", 'C', 0, 10}, {"NAME", 'C', 10, 20}, {"AMT", 'N', 30, 5}, {"LINK", 'C', 35, 4}},
+                            {{"ID", 10, {{0, 10, 0}}}}, {{"LINK", "AMT > 100"}}},
+                      true);
     }
     int32_t add(File& f, const std::string& id, int amt) {
         f.set(id);
         f.put(31, std::to_string(amt));
         return f.op(VN_OP_WRITE);
     }
-    std::string link(const std::string& b, int pos) { return b.substr(pos + 36, 4); }
+    // The links of the header and of the records at pos, as the file holds them.
+    std::string links(File& f, std::initializer_list<int> pos) {
+        const std::string b = readfile(f.cb.datname);
+        std::string out;
+        for (int p : pos) out += b.substr(p + 36, 4) + "|";
+        return out;
+    }
     // The ids along the thread, walked in physical order; key 1 after.
     std::vector<std::string> walk(File& f) {
         EXPECT_EQ(f.setkey(0), 0);
@@ -46,33 +49,25 @@ TEST_F(Threads, LinkNewestFirstAndUnlinkOnLeaving) {
     ASSERT_EQ(add(f, "A", 200), 0) << int(f.cb.status);  // at 41
     ASSERT_EQ(add(f, "B", 50), 0);                        // at 82, not in the thread
     ASSERT_EQ(add(f, "C", 300), 0);                       // at 123
-    std::string b = readfile(f.cb.datname);
-    EXPECT_EQ(link(b, 0), "  !<");  // head: 123 = 1 * 95 + 28
-    EXPECT_EQ(link(b, 41), "    ");
-    EXPECT_EQ(link(b, 82), "    ");
-    EXPECT_EQ(link(b, 123), "   I");  // 41
+    // The head 123 = 1 * 95 + 28, then 41.
+    EXPECT_EQ(links(f, {0, 41, 82, 123}), "  !<|    |    |   I|");
     EXPECT_EQ(walk(f), (std::vector<std::string>{"C", "A"}));
 
     ASSERT_EQ(add(f, "C", 10), 0);   // leaves the thread
     ASSERT_EQ(add(f, "A", 150), 0);  // stays in it
     ASSERT_EQ(add(f, "B", 999), 0);  // enters it
-    b = readfile(f.cb.datname);
-    EXPECT_EQ(link(b, 0), "   r");  // 82
-    EXPECT_EQ(link(b, 82), "   I");
-    EXPECT_EQ(link(b, 123), "    ");
+    EXPECT_EQ(links(f, {0, 82, 123}), "   r|   I|    |");  // 82, 41
     EXPECT_EQ(walk(f), (std::vector<std::string>{"B", "A"}));
 
     ASSERT_EQ(add(f, "D", 500), 0);  // at 164: D, B, A
     f.set("B");
     ASSERT_EQ(f.op(VN_OP_DELETE), 0) << int(f.cb.status);  // from the middle
-    b = readfile(f.cb.datname);
-    EXPECT_EQ(link(b, 164), "   I");
+    EXPECT_EQ(links(f, {164}), "   I|");
     f.set("D");
     ASSERT_EQ(f.op(VN_OP_DELETE), 0);  // the head
     ASSERT_EQ(f.close(), 0);
-    b = readfile(f.cb.datname);
-    EXPECT_EQ(link(b, 0), "   I");
-    EXPECT_EQ(b[164], 'D');
+    EXPECT_EQ(links(f, {0}), "   I|");
+    EXPECT_EQ(readfile(f.cb.datname)[164], 'D');
 
     File g(f.cb.datname);
     ASSERT_EQ(g.open(), 0);
@@ -118,8 +113,7 @@ TEST_P(ThreadLoops, EndWithReadStatus) {
         ASSERT_EQ(f.posn(""), 0);
         for (int n = 0; n < 1000 && r == 0; n++) r = f.read();
     }
-    EXPECT_NE(r, 0) << l.name;
-    EXPECT_EQ(+f.cb.status, VN_E_DATREAD) << l.name;
+    EXPECT_EQ(failedwith(r, f.cb), VN_E_DATREAD) << l.name;
 }
 
 const Loop loops[] = {
