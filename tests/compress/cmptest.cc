@@ -67,9 +67,8 @@ Bytes repetitive(size_t n, uint32_t seed) {
 }
 
 Bytes textlike(size_t n, uint32_t seed) {
-    static const char* const words[] = {"the",  "record", "index", "file",   "key",  "page",
-                                        "of",   "and",    "a",     "entry",  "data", "to",
-                                        "lock", "header", "value", "search", "tree", "in"};
+    static const char* const words[] = {"the", "record", "index", "file", "key", "page", "of", "and", "a",
+                                        "entry", "data", "to", "lock", "header", "value", "search", "tree", "in"};
     std::mt19937 rng(seed);
     Bytes out;
     out.reserve(n);
@@ -108,19 +107,13 @@ std::vector<uint32_t> referencecodes(const Bytes& data, int bits, uint8_t firstb
     std::vector<uint32_t> codes;
     uint32_t ent = data.empty() ? firstbyte : data[0];
     for (size_t i = 1; i < data.size(); i++) {
-        auto it = dict.find({ent, data[i]});
-        if (it != dict.end()) {
+        if (auto it = dict.find({ent, data[i]}); it != dict.end()) {
             ent = it->second;
             continue;
         }
         codes.push_back(ent);
-        if (next < maxcode) {
-            dict[{ent, data[i]}] = next++;
-        } else {
-            codes.push_back(256);
-            dict.clear();
-            next = 257;
-        }
+        if (next < maxcode) dict[{ent, data[i]}] = next++;
+        else codes.push_back(256), dict.clear(), next = 257;
         ent = data[i];
     }
     codes.push_back(ent);
@@ -135,47 +128,33 @@ Bytes referencecode(const Bytes& data, int bits, uint8_t key, uint8_t firstbyte)
     return out;
 }
 
-static uint32_t le(const uint8_t* p, int n) {
-    uint32_t v = 0;
-    for (int i = n - 1; i >= 0; i--) v = v << 8 | p[i];
-    return v;
-}
-
 std::vector<Entry> entries(const Bytes& archive) {
+    const std::string a(archive.begin(), archive.end());
     std::vector<Entry> out;
-    size_t pos = 0;
-    while (pos + 32 <= archive.size()) {
+    for (size_t pos = 0; pos + 32 <= a.size();) {
         Entry e;
-        const uint8_t* h = archive.data() + pos;
-        e.name.assign(reinterpret_cast<const char*>(h + 2), 12);
-        e.name = e.name.c_str();
-        e.method = h[14];
-        e.bits = h[15];
-        e.check = static_cast<uint16_t>(le(h + 22, 2));
-        e.size = le(h + 24, 4);
-        e.stored = le(h + 28, 4);
+        e.name = a.substr(pos + 2, 12).c_str();
+        e.method = archive[pos + 14];
+        e.bits = archive[pos + 15];
+        e.check = vntest::le16(a, pos + 22);
+        e.size = vntest::le32(a, pos + 24);
+        e.stored = vntest::le32(a, pos + 28);
         pos += 32;
-        size_t n = std::min<size_t>(e.stored, archive.size() - pos);
-        e.data.assign(archive.begin() + static_cast<std::ptrdiff_t>(pos),
-                      archive.begin() + static_cast<std::ptrdiff_t>(pos + n));
-        pos += n;
+        e.data = textbytes(a.substr(pos, e.stored));
+        pos += e.data.size();
         out.push_back(e);
     }
     return out;
 }
 
 Bytes header(const std::string& name, uint8_t method, uint8_t bits, uint16_t check, uint32_t size,
-             uint32_t stored) {
-    Bytes h = {0xBF, 0x20};
-    for (size_t i = 0; i < 12; i++) h.push_back(i < name.size() ? static_cast<uint8_t>(name[i]) : 0);
-    h.insert(h.end(), {method, bits, 124, 3, 14, 15, 9, 26});  // then the date bytes
-    auto put = [&h](uint32_t v, int n) {
-        for (int i = 0; i < n; i++) h.push_back(static_cast<uint8_t>(v >> (8 * i)));
-    };
-    put(check, 2);
-    put(size, 4);
-    put(stored, 4);
-    return h;
+             uint32_t stored, const Bytes& data) {
+    std::string padded = name;
+    padded.resize(12, '\0');
+    // The date bytes follow the method and the width.
+    return textbytes(vntest::cat("\xBF\x20", padded, static_cast<char>(method), static_cast<char>(bits),
+                                 "\x7C\x03\x0E\x0F\x09\x1A", vntest::le16(check), vntest::le32(size),
+                                 vntest::le32(stored), std::string(data.begin(), data.end())));
 }
 
 }  // namespace cmptest

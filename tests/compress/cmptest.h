@@ -84,9 +84,9 @@ struct Entry {
 };
 std::vector<Entry> entries(const Bytes& archive);
 
-// A 32-byte header for hand-made archives.
+// A 32-byte header for hand-made archives, followed by data.
 Bytes header(const std::string& name, uint8_t method, uint8_t bits, uint16_t check, uint32_t size,
-             uint32_t stored);
+             uint32_t stored, const Bytes& data = {});
 
 }  // namespace cmptest
 
