@@ -15,8 +15,7 @@
 namespace {
 
 enum Cmd { LOAD, DELETE, GET, DUMP, VERIFY, RECOVER, PACK, KWADD, KWSEARCH, ARADD, AREXTRACT, ARDELETE, NCMD };
-const char* const kNames[NCMD] = {"load",    "delete",      "get",        "dump",
-                                  "verify",  "recover",     "pack",       "keyword-add",
+const char* const kNames[NCMD] = {"load", "delete", "get", "dump", "verify", "recover", "pack", "keyword-add",
                                   "keyword-search", "archive-add", "archive-extract", "archive-delete"};
 
 // What the files should hold: the record codes, the words added with their
@@ -27,9 +26,7 @@ struct Model {
     std::map<std::string, std::string> members;
 };
 
-struct Outcome {
-    int ok = 0, inuse = 0;
-};
+struct Outcome { int ok = 0, inuse = 0; };
 
 class Matrix : public ToolTest, public testing::WithParamInterface<std::tuple<int, bool>> {
 protected:
@@ -37,10 +34,7 @@ protected:
         writefile("r.fid", textfid(20, 0, {{"CODE", 'C', 0, 6}, {"NAME", 'C', 6, 10}, {"QTY", 'N', 16, 4, 1, 'R'}},
                                    {{"CODE", 6, {{0, 6, 0}}}}));
         std::string csv = "CODE,NAME,QTY\n";
-        for (int i = 0; i < 10; i++) {
-            csv += vntest::cat("B", i, ",base,", i, "\n");
-            model.codes.insert(vntest::cat("B", i));
-        }
+        for (int i = 0; i < 10; i++) csv += vntest::cat("B", i, ",base,", i, "\n"), model.codes.insert(vntest::cat("B", i));
         writefile("base.csv", csv);
         ASSERT_EQ(ok({"load", "r.dat", "--csv", "base.csv", "--create"}).empty(), false);
         ok({"keyword", "create", "k"});
@@ -61,8 +55,8 @@ protected:
     // The arguments of command c for run id, with what it needs made first.
     std::vector<std::string> prepare(int c, int id, bool shared) {
         const std::string n = std::to_string(id);
-        std::vector<std::string> net = shared ? std::vector<std::string>{"--network", "MSNET"}
-                                              : std::vector<std::string>{};
+        using Args = std::vector<std::string>;
+        const Args net = shared ? Args{"--network", "MSNET"} : Args{}, share = shared ? Args{"--shared"} : Args{};
         auto with = [&](std::vector<std::string> a, const std::vector<std::string>& more) {
             a.insert(a.end(), more.begin(), more.end());
             return a;
@@ -78,11 +72,9 @@ protected:
             return with({"delete", "r.dat", "D" + n}, net);
         case GET: return with({"get", "r.dat", "B3"}, net);
         case DUMP: return with({"dump", "r.dat"}, net);
-        case VERIFY: return shared ? std::vector<std::string>{"verify", "r.dat", "--shared"}
-                                   : std::vector<std::string>{"verify", "r.dat"};
+        case VERIFY: return with({"verify", "r.dat"}, share);
         case RECOVER: return {"recover", "r.dat", "--yes"};
-        case PACK: return shared ? std::vector<std::string>{"pack", "r.dat", "--yes", "--shared"}
-                                 : std::vector<std::string>{"pack", "r.dat", "--yes"};
+        case PACK: return with({"pack", "r.dat", "--yes"}, share);
         case KWADD: return with({"keyword", "add", "k", std::to_string(1000 + id), "word" + n}, net);
         case KWSEARCH: return with({"keyword", "search", "k", "common"}, net);
         case ARADD:
@@ -147,13 +139,10 @@ TEST_P(Matrix, EveryRunSucceedsOrFindsTheFilesInUseAndNothingIsLost) {
         Outcome out[2];
         for (int run = 0; run < runs; run++) {
             const int cmds[2] = {first, second};
-            std::vector<std::string> args[2];
+            const int ids[2] = {id + 1, id + 2};
+            id += 2;
+            const std::vector<std::string> args[2] = {prepare(first, ids[0], shared), prepare(second, ids[1], shared)};
             Started started[2];
-            int ids[2];
-            for (int side = 0; side < 2; side++) {
-                ids[side] = ++id;
-                args[side] = prepare(cmds[side], ids[side], shared);
-            }
             for (int side = 0; side < 2; side++)
                 started[side] = startprogram(VELNOR_EXE, args[side], dir_, "", std::to_string(side),
                                              static_cast<unsigned>(rng() % 20000));
