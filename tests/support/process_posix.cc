@@ -20,6 +20,12 @@ constexpr uint32_t kShared = VN_O_BINARY | VN_O_SHARE | VN_O_RDWR;
 
 class OsProcess : public vntest::TmpDirTest {};
 
+// Opens f with mode and locks byte at: 0 locked, 1 refused, 2 not opened.
+int lockin(const std::string& f, uint32_t mode, uint32_t at) {
+    const int32_t mine = osopen(f.c_str(), mode, 0);
+    return mine < 1 ? 2 : oslock(mine, at, 1) == 0 ? 0 : 1;
+}
+
 }  // namespace
 
 // A lock held here is refused to another process, and one another process
@@ -31,10 +37,7 @@ TEST_F(OsProcess, LocksAreRefusedToAnotherProcessAndDieWithIt) {
     ASSERT_GE(h, 1);
     ASSERT_EQ(oslock(h, 5, 1), 0);
     auto probe = [&](uint32_t at) {  // the child exits still holding what it got
-        return child([&] {
-            int32_t mine = osopen(f.c_str(), kShared, 0);
-            return mine < 1 ? 2 : oslock(mine, at, 1) == 0 ? 0 : 1;
-        });
+        return child([&] { return lockin(f, kShared, at); });
     };
     EXPECT_EQ(probe(5), 1);
     EXPECT_EQ(probe(6), 0);
@@ -59,11 +62,9 @@ TEST_F(OsProcess, AProbeAnswersAsALockWould) {
     ASSERT_EQ(oslock(ro, 9, 1), 0);  // shared
     auto answers = [&](uint32_t mode, uint32_t at) {
         return child([&] {
-            int32_t mine = osopen(f.c_str(), mode, 0);
-            if (mine < 1) return 3;
-            const int32_t probed = osprobe(mine, at, 1);
-            const int32_t locked = oslock(mine, at, 1) == 0 ? 0 : 1;
-            return probed != locked ? 2 : probed;
+            const int32_t mine = osopen(f.c_str(), mode, 0);
+            const int32_t probed = mine < 1 ? 3 : osprobe(mine, at, 1);
+            return mine < 1 ? 3 : probed != (oslock(mine, at, 1) == 0 ? 0 : 1) ? 2 : probed;
         });
     };
     EXPECT_EQ(answers(kShared, 5), 1);
@@ -99,16 +100,10 @@ TEST_F(OsProcess, ExclusiveOpensAndHoldsKeepEachOtherOut) {
     constexpr uint32_t kAlone = VN_O_BINARY | VN_O_EXCL | VN_O_RDWR;
     int32_t h = osopen(f.c_str(), kAlone, 0);
     ASSERT_GE(h, 1);
-    struct Case {
-        uint32_t flags;
-        int refused;
-    } cases[] = {{kAlone, 1}, {kAlone | VN_O_TRUNC | VN_O_CREAT, 1}, {VN_O_BINARY | VN_O_RDWR, 0},
-                 {kShared, 0}};
+    struct Case { uint32_t flags; int refused; } cases[] = {
+        {kAlone, 1}, {kAlone | VN_O_TRUNC | VN_O_CREAT, 1}, {VN_O_BINARY | VN_O_RDWR, 0}, {kShared, 0}};
     for (const Case& c : cases) {
-        EXPECT_EQ(child([&] {
-            int32_t mine = osopen(f.c_str(), c.flags, 0);
-            return mine < 1 ? 1 : 0;
-        }), c.refused) << c.flags;
+        EXPECT_EQ(child([&] { return osopen(f.c_str(), c.flags, 0) < 1 ? 1 : 0; }), c.refused) << c.flags;
         int32_t here = osopen(f.c_str(), c.flags, 0);
         EXPECT_EQ(here < 1 ? 1 : 0, c.refused) << c.flags;
         if (here >= 1) osclose(here);
@@ -125,10 +120,7 @@ TEST_F(OsProcess, ExclusiveOpensAndHoldsKeepEachOtherOut) {
     EXPECT_EQ(child([&] {
         const int fd = open(f.c_str(), O_RDWR);
         struct flock fl = {};
-        fl.l_type = F_WRLCK;
-        fl.l_whence = SEEK_SET;
-        fl.l_start = off_t{1} << 62;
-        fl.l_len = 1;
+        fl.l_type = F_WRLCK, fl.l_whence = SEEK_SET, fl.l_start = off_t{1} << 62, fl.l_len = 1;
         if (fcntl(fd, F_OFD_GETLK, &fl) != 0) return 2;
         return fl.l_type == F_RDLCK ? 0 : 1;
     }), 0);
