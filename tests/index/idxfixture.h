@@ -5,9 +5,7 @@
 #ifndef VELNOR_TESTS_INDEX_IDXFIXTURE_H
 #define VELNOR_TESTS_INDEX_IDXFIXTURE_H
 
-#include <gtest/gtest.h>
-
-#include <cstdint>
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -16,11 +14,8 @@
 #include "index/btree.h"
 #include "index/idxfile.h"
 #include "index/pagecache.h"
-#include "velnor.h"
 
-struct Seg {
-    unsigned len, flags;
-};
+struct Seg { unsigned len, flags; };
 using KeyDef = std::vector<Seg>;
 
 // One index file and the layer's context on it.  Calls return the layer's
@@ -38,7 +33,6 @@ public:
     // idxclose (when open), then the handle: the status of idxclose.
     int32_t close();
     IdxState* st() { return f.state; }
-    void setkey(const std::string& key) { f.state->keybuf[key.copy(f.state->keybuf, key.size())] = 0; }
     std::string foundkey(int index) const { return std::string(f.state->keybuf, f.state->keylen[index]); }
     int32_t insert(int index, const std::string& key, uint32_t pos) { return setkey(key), idxinsert(f, index, pos); }
     int32_t remove(int index, const std::string& key, uint32_t pos) { return setkey(key), idxdelete(f, index, pos); }
@@ -49,12 +43,13 @@ public:
     std::string path;
 
 private:
+    void setkey(const std::string& key) { f.state->keybuf[key.copy(f.state->keybuf, key.size())] = 0; }
     std::vector<FidKey> table;
 };
 
+// The index tests check the classic 128-slot table.
 class IndexTest : public vntest::TmpDirTest {
 protected:
-    // The index tests check the classic 128-slot table.
     void SetUp() override {
         pgsetcapacity(PGCACHE_SLOTS);
         ASSERT_EQ(pgcacheinit(), 0);
@@ -63,16 +58,15 @@ protected:
 };
 
 // v in decimal, zero-padded to width digits: keys that sort as numbers.
-std::string numkey(int v, int width = 5);
-
+inline std::string numkey(int v, int width = 5) {
+    const std::string digits = std::to_string(v);
+    return std::string(width - std::min<size_t>(width, digits.size()), '0') + digits;
+}
 using vntest::le16;
 using vntest::le32;
-using vntest::patch;
-using vntest::readfile;
 
-// What the structure check found: pages per tree, entries per index.
+// What the structure check found: entries per index, the chains' pages.
 struct Layout {
-    std::vector<std::vector<uint32_t>> treepages;
     std::vector<size_t> entries;
     std::vector<uint32_t> freepages, spacepages;
 };
