@@ -13,15 +13,6 @@
 
 namespace vnfuzz {
 
-namespace {
-
-void removedir() {
-    std::error_code ec;
-    std::filesystem::remove_all(dir(), ec);
-}
-
-}  // namespace
-
 const std::string& dir() {
     static const std::string d = [] {
         // Opening a file on a disk-backed folder can cost a millisecond, more
@@ -39,8 +30,10 @@ const std::string& dir() {
         }
         return p;
     }();
-    static const bool cleanup = std::atexit(removedir) == 0;
-    (void)cleanup;
+    [[maybe_unused]] static const bool cleanup = std::atexit([] {
+        std::error_code ec;
+        std::filesystem::remove_all(dir(), ec);
+    }) == 0;
     return d;
 }
 
@@ -60,10 +53,8 @@ std::string get(const std::string& name) {
 
 void copy(const std::string& from, const std::string& to) {
     std::error_code ec;
-    if (std::filesystem::exists(path(from), ec))
-        put(to, get(from));
-    else
-        std::filesystem::remove(path(to), ec);
+    if (std::filesystem::exists(path(from), ec)) return put(to, get(from));
+    std::filesystem::remove(path(to), ec);
 }
 
 void start() {
@@ -82,8 +73,7 @@ std::string fidtext(Kind kind) {
     const int nkeys = kind == HASHED ? 1 : kind == PLAIN || kind == PLAINVAR ? 0 : 2;
     char text[600];
     int n = std::snprintf(text, sizeof text,
-                          "TKF FID v7.0\nRecLen = %d\nNItems = 4\nNKeys = %d\nFlags = %d\n"
-                          "HashRecs = 50\n"
+                          "TKF FID v7.0\nRecLen = %d\nNItems = 4\nNKeys = %d\nFlags = %d\nHashRecs = 50\n"
                           "Item = ID,'C','L',%d,10,1,2,\nItem = NAME,'C','L',%d,20,1,0,\n"
                           "Item = AMOUNT,'N','R',%d,8,1,3,\nItem = LINK,'C','L',%d,5,1,1,\n",
                           at + 43, nkeys, flags, at, at + 10, at + 30, at + 38);
@@ -137,10 +127,8 @@ bool build(Kind kind, const std::string& name, int n) {
 
 bool buildkeyword() {
     start();
-    put("kw.fid",
-        "TKF FID v7.0\nRecLen=35\nNItems=2\nNKeys=1\nFlags=0\n"
-        "Item=KEYWORD,'C','L',0,30,1,0,\nItem=POSN,'C','L',30,5,1,1,\n"
-        "Key=KEYWORD,30,1\n0,30,0\n");
+    put("kw.fid", "TKF FID v7.0\nRecLen=35\nNItems=2\nNKeys=1\nFlags=0\nItem=KEYWORD,'C','L',0,30,1,0,\n"
+                  "Item=POSN,'C','L',30,5,1,1,\nKey=KEYWORD,30,1\n0,30,0\n");
     Block b("kw.dat");
     const std::string posting = path("kw.pst");
     if (fhhypinit(&b.cb, posting.c_str(), 1, 1) != 0) return false;
