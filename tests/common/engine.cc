@@ -83,10 +83,7 @@ void File::net(const char* name) {
     ASSERT_EQ(op(VN_OP_NETTYPE), 0);
 }
 
-int32_t File::setkey(int key) {
-    cb.reqkey = static_cast<int8_t>(key);
-    return op(VN_OP_SETKEY);
-}
+int32_t File::setkey(int key) { return cb.reqkey = static_cast<int8_t>(key), op(VN_OP_SETKEY); }
 
 void File::set(const std::string& text) {
     std::memset(buf.data(), ' ', cb.reclen);
@@ -100,58 +97,42 @@ void File::put(int at, const std::string& text) {
 
 std::string File::rec() const { return std::string(buf.data() + 1, cb.reclen - 2u); }
 
-int32_t File::write(const std::string& text) {
-    set(text);
-    return op(VN_OP_WRITE);
-}
+int32_t File::write(const std::string& text) { return set(text), op(VN_OP_WRITE); }
 
 int32_t File::read() { return op(VN_OP_READ); }
 
+namespace {
+// Positions f on the n bytes of value put in its zeroed work buffer.
+int32_t posnon(File& f, const void* value, size_t n) {
+    std::memset(f.cb.work, 0, 257);
+    std::memcpy(f.cb.work, value, std::min<size_t>(n, 256));
+    return f.op(VN_OP_POSN);
+}
+}  // namespace
+
 int32_t File::posn(const std::string& value, bool exact) {
-    std::memset(cb.work, 0, 257);
-    std::memcpy(cb.work, value.data(), std::min<size_t>(value.size(), 256));
-    if (exact)
-        cb.mflags |= VN_MF_EXACT;
-    else
-        cb.mflags &= ~VN_MF_EXACT;
-    return op(VN_OP_POSN);
+    cb.mflags = exact ? cb.mflags | VN_MF_EXACT : cb.mflags & ~VN_MF_EXACT;
+    return posnon(*this, value.data(), value.size());
 }
 
-int32_t File::posnrec(uint32_t n) {
-    std::memset(cb.work, 0, 257);
-    std::memcpy(cb.work, &n, 4);
-    return op(VN_OP_POSN);
-}
+int32_t File::posnrec(uint32_t n) { return posnon(*this, &n, 4); }
 
 void File::fill(const std::string& id, const std::string& name) {
-    std::memset(buf.data(), ' ', cb.reclen - 1u);
-    buf[cb.reclen - 1] = '\n';
+    set("");
     put(cb.items[0].offset, id);
     put(cb.items[1].offset, name);
 }
 
-int32_t File::add(const std::string& id, const std::string& name) {
-    fill(id, name);
-    return op(VN_OP_WRITE);
-}
+int32_t File::add(const std::string& id, const std::string& name) { return fill(id, name), op(VN_OP_WRITE); }
 
-void File::at(int32_t pos) {
-    cb.datpos = pos;
-    cb.state |= VN_ST_CURRENT;
-}
+void File::at(int32_t pos) { cb.datpos = pos, cb.state |= VN_ST_CURRENT; }
 
-int32_t File::readat(int32_t pos) {
-    at(pos);
-    return read();
-}
+int32_t File::readat(int32_t pos) { return at(pos), read(); }
 
 std::string File::lookup(const std::string& key) {
     std::string k = key;
     k.resize(10, ' ');
-    std::memset(cb.work, 0, 257);
-    std::memcpy(cb.work, k.data(), 10);
-    cb.mflags |= VN_MF_EXACT;
-    if (op(VN_OP_POSN) != 0) return cat("<posn ", +cb.status, ">");
+    if (posn(k, true) != 0) return cat("<posn ", +cb.status, ">");
     if (!current()) return "";
     if (read() != 0) return cat("<read ", +cb.status, ">");
     return rec();
@@ -196,11 +177,8 @@ std::vector<std::string> scan(File& f) {
 }
 
 std::string fidtext(bool keyed, int flags) {
-    Def d;
-    d.reclen = 30;
-    d.flags = flags;
-    d.items = {{"ID", 'C', 0, 10}, {"NAME", 'C', 10, 20}};
-    if (keyed) d.keys = {{"ID", 10, {{0, 10, 0}}}};
+    Def d{30, flags, 0, {{"ID", 'C', 0, 10}, {"NAME", 'C', 10, 20}}, {{"ID", 10, {{0, 10, 0}}}}, {}};
+    if (!keyed) d.keys.clear();
     return fidtext(d);
 }
 
@@ -213,8 +191,7 @@ bool enginestart() {
 void enginestop() {
     FHCB stop{};
     stop.opcode = VN_OP_SHUTDOWN;
-    filehandler(&stop);  // back to a count of 0
-    filehandler(&stop);  // really stops
+    filehandler(&stop), filehandler(&stop);  // back to a count of 0, then really stops
 }
 
 void EngineTest::SetUp() { ASSERT_TRUE(enginestart()); }
@@ -225,8 +202,7 @@ std::string EngineTest::makefile(const std::string& name, bool keyed) {
     std::string dat = tmp.path(name + ".dat");
     writefile(tmp.path(name + ".fid"), fidtext(keyed));
     File b(dat);
-    EXPECT_EQ(b.op(VN_OP_CREATE), 0) << int(b.cb.status);
-    EXPECT_EQ(b.op(VN_OP_CLOSE), 0) << int(b.cb.status);
+    EXPECT_EQ(b.op(VN_OP_CREATE) | b.op(VN_OP_CLOSE), 0) << int(b.cb.status);
     return dat;
 }
 
