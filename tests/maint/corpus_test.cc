@@ -97,9 +97,7 @@ TEST_P(Corpus, VerifyReportsIt) {
     std::string dat = damaged();
     EXPECT_EQ(run(VN_FM_VERIFY, dat, d.flags), d.result);
     EXPECT_EQ(report(), d.report);
-    if (d.result == 0) {
-        EXPECT_EQ(line(VN_FM_MESSAGE), "Message: VERIFY completed successfuly.");
-    }
+    if (d.result == 0) { EXPECT_EQ(line(VN_FM_MESSAGE), "Message: VERIFY completed successfuly."); }
 }
 
 TEST_P(Corpus, RepairsMakeVerifyClean) {
