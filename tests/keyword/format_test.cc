@@ -38,13 +38,11 @@ TEST_P(KeywordBytes, FreedNodesAreReusedInOrder) {
     // One value at a time from the record the search left current.
     ASSERT_EQ(ix.search("apple"), (Values{8, 9}));
     int32_t cursor = 0;
-    EXPECT_EQ(fhhypgetnext(&ix.cb, &cursor), 8u);
-    EXPECT_EQ(cursor, 16);
-    EXPECT_EQ(fhhypgetnext(&ix.cb, &cursor), 9u);
-    EXPECT_EQ(cursor, -1);
+    auto next = [&] { const uint32_t v = fhhypgetnext(&ix.cb, &cursor); return std::make_pair(v, cursor); };
+    EXPECT_EQ(next(), std::make_pair(8u, 16));
+    EXPECT_EQ(next(), std::make_pair(9u, -1));
     cursor = 12345;  // not a node
-    EXPECT_EQ(fhhypgetnext(&ix.cb, &cursor), 0xFFFFFFFFu);
-    EXPECT_EQ(cursor, -1);
+    EXPECT_EQ(next(), std::make_pair(0xFFFFFFFFu, -1));
     EXPECT_EQ(ix.cb.status, VN_E_HYPREAD);
 }
 
@@ -69,7 +67,7 @@ TEST_F(KeywordTest, OpeningChecksThePostingFile) {
         ASSERT_EQ(ix.open(dir()), 0);
         ix.close();
         std::filesystem::remove(path("kw.pst"));
-        EXPECT_EQ(ix.open(dir(), 0), -1);
+        EXPECT_EQ(ix.open(dir(), 0), -1);  // with no status
         EXPECT_EQ(ix.cb.status, 0);
         EXPECT_NE(+ix.cb.recbuf, nullptr);
     }

@@ -9,10 +9,8 @@
 
 namespace kwtest {
 
-const char* const kDefinition =
-    "TKF FID v7.0\nRecLen=35\nNItems=2\nNKeys=1\nFlags=0\n"
-    "Item=KEYWORD,'C','L',0,30,1,0,\nItem=POSN,'C','L',30,5,1,1,\n"
-    "Key=KEYWORD,30,1\n0,30,0\n";
+const char* const kDefinition = "TKF FID v7.0\nRecLen=35\nNItems=2\nNKeys=1\nFlags=0\nItem=KEYWORD,'C','L',0,30,1,0,\n"
+                                "Item=POSN,'C','L',30,5,1,1,\nKey=KEYWORD,30,1\n0,30,0\n";
 
 int32_t Index::open(const std::string& dir, int32_t create, bool single) {
     const std::string fid = dir + "/kw.fid";
@@ -34,9 +32,8 @@ void Index::close() {
 }
 
 int32_t Index::add(const std::string& word, uint32_t value) {
-    std::vector<char> buf(word.begin(), word.end());
-    buf.push_back('\0');
-    return fhhypaddword(&cb, buf.data(), value);
+    std::string copy = word;
+    return fhhypaddword(&cb, copy.data(), value);
 }
 
 std::vector<uint32_t> Index::search(const std::string& word) {
@@ -54,13 +51,8 @@ std::vector<std::string> Index::list(uint32_t value, const std::string& prefix, 
     vfhrunlock(&cb);
     if (ok != nullptr) *ok = text != nullptr;
     std::vector<std::string> out;
-    for (const char* p = text; p != nullptr && *p != '\0';) {
-        const char* end = std::strstr(p, "\r\n");
-        if (end == nullptr) break;
-        std::string w(p, end);
-        out.push_back(w.substr(0, w.find_last_not_of(' ') + 1));
-        p = end + 2;
-    }
+    for (const char *p = text, *end; p != nullptr && (end = std::strstr(p, "\r\n")) != nullptr; p = end + 2)
+        out.push_back(vntest::rtrim(std::string(p, end)));
     globalmfree(text);
     return out;
 }
@@ -75,11 +67,9 @@ std::vector<std::string> Index::words(uint32_t value) {
 void Index::setposn(const std::string& word, const std::string& posn) {
     std::memset(cb.work, ' ', 256);
     std::memcpy(cb.work, word.data(), word.size());
-    ASSERT_EQ(vfhsetkey(&cb, 1), 0);
-    ASSERT_EQ(vfhposn(&cb, 1), 0);
-    ASSERT_EQ(vfhread(&cb, 1), 0);
-    ASSERT_EQ(vfhitemset(&cb, "POSN", 0, posn.c_str()), 0);
-    ASSERT_EQ(vfhwrite(&cb, 1), 0);
+    ASSERT_FALSE(vfhsetkey(&cb, 1) || vfhposn(&cb, 1) || vfhread(&cb, 1) || vfhitemset(&cb, "POSN", 0, posn.c_str()) ||
+                 vfhwrite(&cb, 1))
+        << "status " << +cb.status;
 }
 
 void KeywordTest::SetUp() { ASSERT_TRUE(vntest::enginestart()); }
