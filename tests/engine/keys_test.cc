@@ -42,7 +42,9 @@ TEST_F(BuildKey, MatchesHandCutSegments) {
             int32_t n = bldkey(&def.cb, k, key);
             ASSERT_EQ(std::string(key, static_cast<size_t>(n)), want);
             ASSERT_EQ(key[n], '\0');
-            if (!(k == 0 && recno)) { EXPECT_EQ(n, cb.keys[recno ? k - 1 : k].keylen); }
+            if (!(k == 0 && recno)) {
+                EXPECT_EQ(n, cb.keys[recno ? k - 1 : k].keylen);
+            }
         }
         def.cb.recbuf = nullptr;
     }

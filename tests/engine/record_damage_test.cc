@@ -54,13 +54,19 @@ TEST_F(Damage, VariableLengthFieldThatLies) {
         for (int i = 0; i < 4 && f.current(); i++) {
             const int32_t r = f.read();
             const int s = f.cb.status;
-            if (i == 0) { EXPECT_EQ(r != 0, refused) << bad; }
+            if (i == 0) {
+                EXPECT_EQ(r != 0, refused) << bad;
+            }
             EXPECT_TRUE(s == 0 || s == VN_E_DATREAD || s == VN_C_DELETED) << bad << " " << s;
             if (r != 0) break;
         }
         // Stepping over the bad length to record 1 gives no position.
-        if (f.posnrec(1) != 0) { EXPECT_EQ(f.cb.status, VN_E_DATREAD) << bad; }
-        if (refused) { EXPECT_FALSE(f.current()) << bad; }
+        if (f.posnrec(1) != 0) {
+            EXPECT_EQ(f.cb.status, VN_E_DATREAD) << bad;
+        }
+        if (refused) {
+            EXPECT_FALSE(f.current()) << bad;
+        }
     }
 }
 

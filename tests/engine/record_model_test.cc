@@ -61,7 +61,9 @@ TEST_P(Model, RecordsMatchAMapOracle) {
             ASSERT_EQ(f->current(), there) << step << " " << k;
             ASSERT_EQ(f->read(), there ? 0 : -1) << step << " status " << int(f->cb.status);
             EXPECT_EQ(f->cb.status, there ? 0 : VN_C_NOREC);
-            if (there) { EXPECT_EQ(field(*f, 0) + "=" + field(*f, 1), k + "=" + it->second); }
+            if (there) {
+                EXPECT_EQ(field(*f, 0) + "=" + field(*f, 1), k + "=" + it->second);
+            }
         } else {
             ASSERT_EQ(f->close(), 0);
             f = std::make_unique<File>(dat);
