@@ -26,8 +26,14 @@ struct Item {
     int occurs = 1;
     char just = 'L';
 };
-struct Seg { int off, len, flags; };
-struct Key { std::string name; int keylen; std::vector<Seg> segs; };
+struct Seg {
+    int off, len, flags;
+};
+struct Key {
+    std::string name;
+    int keylen;
+    std::vector<Seg> segs;
+};
 struct Thread {
     std::string item;  // the link item
     std::string expr;

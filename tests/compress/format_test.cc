@@ -15,7 +15,9 @@ class Format : public CmpTest {};
 // chosen; after the date bytes the check value (of the plain bytes), the
 // size, the stored size and the bytes, raised by the password's key.
 TEST_F(Format, StoredEntriesAreByteExact) {
-    const struct { const char *file, *options, *field, *tail; } cases[] = {
+    const struct {
+        const char *file, *options, *field, *tail;
+    } cases[] = {
         {"abc.txt", "-ap\"\"", "abc.txt", "c600" "03000000" "03000000" "414243"},
         {"abc.txt", "-ap\"ab\"", "abc.txt", "c600" "03000000" "03000000" "040506"},
         // Twelve characters fill the field and run into the method byte.

@@ -43,7 +43,12 @@ uint64_t fnv(const Bytes& b) {
 // and a middle width; the noisy first block of the last narrows it to 9.
 TEST_F(Golden, StreamsKeepTheirFingerprints) {
     const Bytes sp = sparse(300000, 8, 40);
-    const struct { const char* what; Bytes data; int bits; uint64_t sum; } rows[] = {
+    const struct {
+        const char* what;
+        Bytes data;
+        int bits;
+        uint64_t sum;
+    } rows[] = {
         {"slot 0 taken, 15 bits", lead(sp, 0, 0x80), 15, 0xc01b7bcc067e49a0},
         {"slot 0 taken, 12 bits", lead(sp, 800, 0x10), 12, 0xec43d9d8d9537ac6},
         {"slot 0 taken, 9 bits", lead(sp, 1300, 0x10), 9, 0x7f021fa1bbbbc1b3},

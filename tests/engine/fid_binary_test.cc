@@ -50,7 +50,12 @@ TEST_F(FidBinary, PatchedDefinitions) {
     const std::string b = threadedbinary();
     const size_t link = 20 + 22, key = b.size() - 84 - 17;
     ASSERT_EQ(b.substr(link, 4), "LINK");
-    const struct { size_t at; int width; uint32_t value; int status; } patches[] = {
+    const struct {
+        size_t at;
+        int width;
+        uint32_t value;
+        int status;
+    } patches[] = {
         {4, 2, 607, VN_E_FIDVERSION},          {1, 1, 'X', VN_E_FIDVERSION},
         {6, 2, 7, VN_E_RECLEN},                {10, 1, 200, VN_E_FIDREAD},  // keys
         {8, 2, 65535, VN_E_FIDREAD},           // items

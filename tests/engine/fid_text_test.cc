@@ -29,7 +29,10 @@ class FidText : public ::testing::Test {
 
 // Hostile definitions fail as unreadable and leave no table behind.
 TEST_F(FidText, HostileDefinitionsAreRefused) {
-    struct Case { const char* what; std::string text; } cases[] = {
+    struct Case {
+        const char* what;
+        std::string text;
+    } cases[] = {
         {"item past the record", "TKF FID v7.0\nRecLen=10\nNItems=1\nItem=A,'C','L',5,6,1,0,\n"},
         {"occurrences past the record", "TKF FID v7.0\nRecLen=10\nNItems=1\nItem=A,'C','L',0,4,3,0,\n"},
         {"order outside the table", "TKF FID v7.0\nRecLen=10\nNItems=1\nItem=A,'C','L',0,4,1,1,\n"},

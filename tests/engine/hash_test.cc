@@ -96,7 +96,11 @@ TEST_F(Hash, HeaderChecks) {
     cb.nkeys = nkeys;
 }
 
-struct Entry { int32_t pos; std::string rest; bool deleted; };
+struct Entry {
+    int32_t pos;
+    std::string rest;
+    bool deleted;
+};
 
 // The first slot and probe step of code.
 std::pair<uint32_t, uint32_t> probe(const FHCB& cb, std::string code) {

@@ -20,7 +20,11 @@ using Layout = EngineTest;
 // flags give these bytes, and each id reads back its last name unpacked.
 TEST_F(Layout, RecordBytesOnDiskAndBack) {
     const std::string v36 = header('V', "00000004", 36);
-    const struct { int flags; std::vector<std::pair<std::string, std::string>> writes; std::string bytes; } cases[] = {
+    const struct {
+        int flags;
+        std::vector<std::pair<std::string, std::string>> writes;
+        std::string bytes;
+    } cases[] = {
         // Fixed: reclen apart, the header counting itself.
         {0, {{"B2", "BOB"}, {"A1", "ALICE"}},
          header(' ', "00000003", 32) + " B2        BOB                 \n A1        ALICE               \n"},

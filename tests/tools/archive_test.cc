@@ -68,7 +68,11 @@ TEST_F(Archive, AFailedRunChangesNoFile) {
     const std::string good = readfile("a.cmp");
     writefile("junk.cmp", std::string(100, 'j'));
     writefile("verylongname_data.csv", "x");
-    struct Case { std::vector<std::string> args; int code; const char* message; } cases[] = {
+    struct Case {
+        std::vector<std::string> args;
+        int code;
+        const char* message;
+    } cases[] = {
         {{"add", "new.cmp", "text.txt", "missing.txt"}, 1, "velnor: missing.txt: No such file or directory"},
         {{"add", "new.cmp", "verylongname_data.csv"}, 1, "longer than the 12 characters"},
         {{"add", "new.cmp", "*.csv"}, 1, "verylongname_data.csv: the name is longer"},

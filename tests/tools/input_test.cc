@@ -11,7 +11,10 @@ using BadInput = Customers;
 TEST_F(BadInput, BadFilesAreNamedWithTheEngineMessageAndTheReason) {
     // The same items in a longer record: the data file does not fit it.
     writefile("long.fid", textfid(30, 0, {{"CODE", 'C', 0, 6}}, {{"CODE", 6, {{0, 6, 0}}}}));
-    struct Case { std::vector<std::string> args; std::string err; } cases[] = {
+    struct Case {
+        std::vector<std::string> args;
+        std::string err;
+    } cases[] = {
         {{"info", "none.dat", "--fid", "c.fid"},
          "velnor: none.dat: Error opening data file (status 1): No such file or directory\n"},
 #ifndef _WIN32

@@ -26,7 +26,10 @@ RunResult runprogram(const std::string& exe, const std::vector<std::string>& arg
 #include <sys/types.h>
 
 // A run started beside others: its process and its capture folder.
-struct Started { pid_t pid; std::filesystem::path io; };
+struct Started {
+    pid_t pid;
+    std::filesystem::path io;
+};
 // Starts the program in dir after delayus microseconds, capturing into a
 // folder named after dir and io; finishprogram waits for it.
 Started startprogram(const std::string& exe, const std::vector<std::string>& args,
