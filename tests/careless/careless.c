@@ -22,9 +22,20 @@ static int failures;
 /* The application's own helpers, deliberately unlike the library's: were
  * the library to call them, its names and comparisons would go wrong. */
 static int owncalls;
-char *trim(char *str) { return owncalls++, str; }
-int32_t casecmp(const char *a, const char *b) { return (void)a, (void)b, owncalls++, 1; }
-int32_t instr(const char *needle, const char *haystack) { return (void)needle, (void)haystack, owncalls++, 0; }
+char *trim(char *str) {
+    owncalls++;
+    return str;
+}
+int32_t casecmp(const char *a, const char *b) {
+    owncalls++;
+    (void)a, (void)b;
+    return 1;
+}
+int32_t instr(const char *needle, const char *haystack) {
+    owncalls++;
+    (void)needle, (void)haystack;
+    return 0;
+}
 
 #define FID_ITEMS "Item = KEYWORD,'C','L',0,20,1,0,\nItem = POSN,'C','L',20,5,1,1,\nKey = KEYWORD,20,1\n0,20,0\n"
 static const char kFid[] = "TKF FID v7.0\nRecLen = 30\nNItems = 2\nNKeys = 1\nFlags = 0\n" FID_ITEMS;

@@ -83,7 +83,10 @@ void File::net(const char* name) {
     ASSERT_EQ(op(VN_OP_NETTYPE), 0);
 }
 
-int32_t File::setkey(int key) { return cb.reqkey = static_cast<int8_t>(key), op(VN_OP_SETKEY); }
+int32_t File::setkey(int key) {
+    cb.reqkey = static_cast<int8_t>(key);
+    return op(VN_OP_SETKEY);
+}
 
 void File::set(const std::string& text) {
     std::memset(buf.data(), ' ', cb.reclen);
@@ -97,7 +100,10 @@ void File::put(int at, const std::string& text) {
 
 std::string File::rec() const { return std::string(buf.data() + 1, cb.reclen - 2u); }
 
-int32_t File::write(const std::string& text) { return set(text), op(VN_OP_WRITE); }
+int32_t File::write(const std::string& text) {
+    set(text);
+    return op(VN_OP_WRITE);
+}
 
 int32_t File::read() { return op(VN_OP_READ); }
 
@@ -123,11 +129,20 @@ void File::fill(const std::string& id, const std::string& name) {
     put(cb.items[1].offset, name);
 }
 
-int32_t File::add(const std::string& id, const std::string& name) { return fill(id, name), op(VN_OP_WRITE); }
+int32_t File::add(const std::string& id, const std::string& name) {
+    fill(id, name);
+    return op(VN_OP_WRITE);
+}
 
-void File::at(int32_t pos) { cb.datpos = pos, cb.state |= VN_ST_CURRENT; }
+void File::at(int32_t pos) {
+    cb.datpos = pos;
+    cb.state |= VN_ST_CURRENT;
+}
 
-int32_t File::readat(int32_t pos) { return at(pos), read(); }
+int32_t File::readat(int32_t pos) {
+    at(pos);
+    return read();
+}
 
 std::string File::lookup(const std::string& key) {
     std::string k = key;

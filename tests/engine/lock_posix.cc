@@ -50,7 +50,10 @@ pid_t holder(const std::string& dat, Signal& sig, const std::function<int32_t(Fi
 TEST_F(EngineTest, RecordLockedInAnotherProcess) {
     std::string dat = smallfile(tmp);
     Signal sig;
-    pid_t child = holder(dat, sig, [](File& c) { return c.at(32), c.op(VN_OP_RLOCK); });
+    pid_t child = holder(dat, sig, [](File& c) {
+        c.at(32);
+        return c.op(VN_OP_RLOCK);
+    });
     ASSERT_TRUE(sig.parenthears());
     File b(dat);
     ASSERT_EQ(b.op(VN_OP_OPEN), 0) << int(b.cb.status);

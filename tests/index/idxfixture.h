@@ -34,8 +34,14 @@ public:
     int32_t close();
     IdxState* st() { return f.state; }
     std::string foundkey(int index) const { return std::string(f.state->keybuf, f.state->keylen[index]); }
-    int32_t insert(int index, const std::string& key, uint32_t pos) { return setkey(key), idxinsert(f, index, pos); }
-    int32_t remove(int index, const std::string& key, uint32_t pos) { return setkey(key), idxdelete(f, index, pos); }
+    int32_t insert(int index, const std::string& key, uint32_t pos) {
+        setkey(key);
+        return idxinsert(f, index, pos);
+    }
+    int32_t remove(int index, const std::string& key, uint32_t pos) {
+        setkey(key);
+        return idxdelete(f, index, pos);
+    }
     int32_t search(int index, const std::string& key, int mode);
     uint32_t take(uint16_t len);  // spacetake's position, its status kept
     IdxFile f{};

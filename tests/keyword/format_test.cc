@@ -38,7 +38,10 @@ TEST_P(KeywordBytes, FreedNodesAreReusedInOrder) {
     // One value at a time from the record the search left current.
     ASSERT_EQ(ix.search("apple"), (Values{8, 9}));
     int32_t cursor = 0;
-    auto next = [&] { const uint32_t v = fhhypgetnext(&ix.cb, &cursor); return std::make_pair(v, cursor); };
+    auto next = [&] {
+        const uint32_t v = fhhypgetnext(&ix.cb, &cursor);
+        return std::make_pair(v, cursor);
+    };
     EXPECT_EQ(next(), std::make_pair(8u, 16));
     EXPECT_EQ(next(), std::make_pair(9u, -1));
     cursor = 12345;  // not a node
