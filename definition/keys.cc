@@ -5,12 +5,18 @@
 #include <cstring>
 
 #include "definition/fid.h"
+#include "support/runtime.h"
 
 namespace {
 
 // Longest base-95 text tobase95 produces; wider requests are cut to this.
 constexpr uint32_t B95_MAXWIDTH = 255;
-char b95buf[B95_MAXWIDTH + 1];
+
+// The definition layer's part of the runtime object: the text tobase95
+// returns, which the next call overwrites.
+struct DefinitionState : RuntimePart {
+    char b95[B95_MAXWIDTH + 1] = {};
+};
 
 // Copies the segments of key to dest; the bytes written.
 int32_t copysegs(FHCB* cb, const FidKey& key, char* dest) {
@@ -56,6 +62,7 @@ extern "C" int32_t VELNOR_CALL bldkey(FHCB* cb, int32_t keyno, char* dest) {
 
 extern "C" char* VELNOR_CALL tobase95(uint32_t value, uint32_t width) {
     if (width > B95_MAXWIDTH) width = B95_MAXWIDTH;
+    char* const b95buf = runtimeownpart<DefinitionState>(RT_DEFINITION).b95;
     std::memset(b95buf, ' ', width);
     b95buf[width] = '\0';
     for (uint32_t i = width; i > 0; --i) {

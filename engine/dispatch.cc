@@ -4,56 +4,73 @@
 #include "engine/engine.h"
 #include "engine/handles.h"
 #include "record/lock.h"
+#include "record/recstate.h"
 #include "index/pagecache.h"
 #include "support/nothrow.h"
 #include "support/os.h"
 #include "record/keyfile.h"
 
-int8_t initcount = 0;
-OpenFile* openfiles = nullptr;
-char tmpdir[72] = "";
+EngineState& enginestate() { return runtimeownpart<EngineState>(RT_ENGINE); }
 
 namespace {
 
-// Creates the head node of the open-file list and the page cache.  On
-// failure nothing is left allocated and status is 9.  An engine whose count
-// fell to 0 without a real shutdown still has both and keeps them.
+// Creates the head node of the open-file list, the page cache and the
+// scratch buffers of the record and write paths.  On failure nothing is
+// left allocated and status is 9.  An engine whose count fell to 0 without
+// a real shutdown still has them all and keeps them.
 void engineinit(FHCB* cb) {
-    if (openfiles != nullptr) return;
-    openfiles = static_cast<OpenFile*>(globalmalloc(sizeof(OpenFile)));
-    if (openfiles == nullptr) {
+    EngineState& e = enginestate();
+    if (e.openfiles != nullptr) return;
+    const bool made = nothrow(&cb->status, false, [&] {
+        recstate();
+        e.scratch = std::make_unique<WriteScratch>();
+        return true;
+    });
+    e.openfiles = made ? static_cast<OpenFile*>(globalmalloc(sizeof(OpenFile))) : nullptr;
+    if (e.openfiles == nullptr) {
+        e.scratch.reset();
+        runtimedrop(RT_RECORD);
         cb->status = VN_E_MEMORY;
         return;
     }
     pgsetreopen(lruopen);
     if (pgcacheinit() != 0) {
-        globalmfree(openfiles);
-        openfiles = nullptr;
+        globalmfree(e.openfiles);
+        e.openfiles = nullptr;
+        e.scratch.reset();
+        runtimedrop(RT_RECORD);
         cb->status = VN_E_MEMORY;
     }
 }
 
 // Closes every open file as operation 3 does, stopping at the first close
-// that fails (the files behind it stay open), then drops the list and the
-// page cache.
+// that fails (the files behind it stay open), then drops the list, the page
+// cache, the scratch buffers and the keyword caches.  The settings (the
+// temporary directory here, the date form and the page-cache size below)
+// stay.
 void engineshutdown() {
-    while (openfiles != nullptr && openfiles->next != nullptr) {
-        FHCB* f = openfiles->next->owner;
+    EngineState& e = enginestate();
+    while (e.openfiles != nullptr && e.openfiles->next != nullptr) {
+        FHCB* f = e.openfiles->next->owner;
         f->status = 0;
         opclose(f);
         if (f->status != 0) break;
     }
-    if (openfiles != nullptr) {
-        globalmfree(openfiles);
-        openfiles = nullptr;
+    if (e.openfiles != nullptr) {
+        globalmfree(e.openfiles);
+        e.openfiles = nullptr;
     }
     pgcachefree();
+    e.scratch.reset();
+    runtimedrop(RT_RECORD);
+    runtimedrop(RT_KEYWORD);
 }
 
 // Operation 20: only an engine whose count is already 0 really stops.
 void shutdown() {
-    if (initcount > 0) {
-        initcount = static_cast<int8_t>(initcount - 1);
+    int8_t& count = enginestate().initcount;
+    if (count > 0) {
+        count = static_cast<int8_t>(count - 1);
         return;
     }
     engineshutdown();
@@ -109,11 +126,12 @@ void afteroperation(FHCB* cb) {
 extern "C" VELNOR_API int32_t VELNOR_CALL filehandler(FHCB* cb) {
     if (cb == nullptr) return -1;  // no block to report a status in
     cb->status = 0;
+    int8_t& count = enginestate().initcount;
     if (cb->opcode == VN_OP_INIT) {
         // Counted even when the initialisation failed.
-        if (initcount == 0) engineinit(cb);
-        initcount = static_cast<int8_t>(initcount + 1);
-    } else if (initcount == 0 && cb->opcode != VN_OP_SHUTDOWN) {
+        if (count == 0) engineinit(cb);
+        count = static_cast<int8_t>(count + 1);
+    } else if (count == 0 && cb->opcode != VN_OP_SHUTDOWN) {
         cb->status = VN_E_NOINIT;
     } else if (opensblock(cb->opcode) && strayblock(cb)) {
         cb->status = VN_E_REUSE;

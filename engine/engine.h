@@ -1,18 +1,36 @@
-// engine.h - process-wide state of the record file engine and the entry
-// points the dispatcher routes operations to.
+// engine.h - the engine's part of the runtime object and the entry points
+// the dispatcher routes operations to.
 #ifndef VELNOR_ENGINE_ENGINE_H
 #define VELNOR_ENGINE_ENGINE_H
 
 #include <cstdint>
 
+#include <memory>
+
 #include "definition/definition.h"
+#include "record/record.h"
+#include "support/runtime.h"
 #include "velnor.h"
 
 struct OpenFile;
 
-extern int8_t initcount;      // outstanding initialisations
-extern OpenFile* openfiles;   // head node of the open-file list
-extern char tmpdir[72];       // set by vfhsettmpdir
+// The buffers of one write (opwrite.cc).
+struct WriteScratch {
+    char packed[REC_MAX];  // the stored form of a variable-length record
+    char old[REC_MAX];     // the record a rewrite replaces
+    char oldkey[258];      // a key of it
+    char undone[REC_MAX];  // the new record, while a failed rewrite is undone
+};
+
+struct EngineState : RuntimePart {
+    int8_t initcount = 0;          // outstanding initialisations
+    OpenFile* openfiles = nullptr;  // head node of the open-file list, from the first start
+    std::unique_ptr<WriteScratch> scratch;  // from the first start to the real shutdown
+    char tmpdir[72] = "";           // set by vfhsettmpdir; outlives a shutdown
+};
+
+// The engine's part, made on first use.
+EngineState& enginestate();
 
 // Operation handlers; each sets cb->status on failure.
 void opopen(FHCB* cb);      // 1

@@ -138,8 +138,9 @@ void parklru(OpenFile* node) {
 }  // namespace
 
 OpenFile* fhnode(const FHCB* cb) {
-    if (openfiles == nullptr) return nullptr;
-    for (OpenFile* n = openfiles->next; n != nullptr; n = n->next) {
+    OpenFile* const head = enginestate().openfiles;
+    if (head == nullptr) return nullptr;
+    for (OpenFile* n = head->next; n != nullptr; n = n->next) {
         if (n->owner == cb) return n;
     }
     return nullptr;
@@ -153,8 +154,9 @@ int32_t fhenter(FHCB* cb, uint32_t openflags) {
         node->age = 0;
         return 0;
     }
+    OpenFile* const head = enginestate().openfiles;
     OpenFile* node = nullptr;
-    if (openfiles != nullptr) node = static_cast<OpenFile*>(globalmalloc(sizeof(OpenFile)));
+    if (head != nullptr) node = static_cast<OpenFile*>(globalmalloc(sizeof(OpenFile)));
     if (node == nullptr) {
         closehandles(cb);
         cb->status = VN_E_MEMORY;
@@ -163,16 +165,17 @@ int32_t fhenter(FHCB* cb, uint32_t openflags) {
     node->mode = OF_OPEN;
     node->openflags = openflags;
     node->owner = cb;
-    OpenFile* tail = openfiles;
+    OpenFile* tail = head;
     while (tail->next != nullptr) tail = tail->next;
     tail->next = node;
     return 0;
 }
 
 int32_t fhactivate(FHCB* cb) {
+    OpenFile* const head = enginestate().openfiles;
     OpenFile* mine = nullptr;
-    if (openfiles != nullptr) {
-        for (OpenFile* n = openfiles->next; n != nullptr; n = n->next) {
+    if (head != nullptr) {
+        for (OpenFile* n = head->next; n != nullptr; n = n->next) {
             if (n->owner == cb) {
                 n->age = 0;
                 mine = n;
@@ -205,7 +208,7 @@ int32_t fhpark(FHCB* cb) {
 }
 
 int32_t fhleave(FHCB* cb) {
-    OpenFile* prev = openfiles;
+    OpenFile* prev = enginestate().openfiles;
     while (prev != nullptr && prev->next != nullptr && prev->next->owner != cb) prev = prev->next;
     if (prev == nullptr || prev->next == nullptr) {
         cb->status = VN_E_REUSE;
@@ -229,9 +232,10 @@ int32_t lruopen(const char* path, uint32_t flags, uint32_t perm) {
 }
 
 extern "C" VELNOR_API int32_t VELNOR_CALL closelru(int32_t force) {
-    if (initcount == 0 || openfiles == nullptr) return -1;
+    const EngineState& e = enginestate();
+    if (e.initcount == 0 || e.openfiles == nullptr) return -1;
     OpenFile* victim = nullptr;
-    for (OpenFile* n = openfiles->next; n != nullptr; n = n->next) {
+    for (OpenFile* n = e.openfiles->next; n != nullptr; n = n->next) {
         if (n->mode != OF_OPEN) continue;
         const FHCB* f = n->owner;
         if (!force && ((f->mflags & VN_MF_EXCLUSIVE) || f->lockpos != 0)) continue;

@@ -21,8 +21,8 @@
 
 namespace {
 
-char packbuf[REC_MAX];  // the stored form of a variable-length record
-char oldbuf[REC_MAX];   // the record a rewrite replaces
+// The buffers of this write, made by the engine's start.
+WriteScratch& scratch() { return *enginestate().scratch; }
 
 // Key i of record rec into the key buffer; its length.
 int32_t keyof(FHCB* cb, int i, char* rec) {
@@ -36,7 +36,7 @@ int32_t keyof(FHCB* cb, int i, char* rec) {
 // Every key but key 0 of the record at datpos: inserted for a new record;
 // for a rewrite (old is the record replaced) each changed key is moved.
 int32_t updatekeys(FHCB* cb, const char* old) {
-    static char oldkey[258];
+    char* const oldkey = scratch().oldkey;
     char* const kb = cb->index->keybuf;
     const uint32_t pos = static_cast<uint32_t>(cb->datpos);
     for (int i = 1; i < nindexes(cb); i++) {
@@ -62,7 +62,7 @@ int32_t placenew(FHCB* cb, int32_t len, bool var) {
     if (cb->fflags & VN_FF_RECNO) {
         const char* num = tobase95(cb->nrecs, 5);
         memcpy(cb->recbuf + (var ? 5 : 1), num, 5);
-        if (var) memcpy(packbuf + 5, num, 5);
+        if (var) memcpy(scratch().packed + 5, num, 5);
         bldkey(cb, 0, kb);
         const int32_t r = keysearch(cb, 0, SRCH_EQUAL);
         if (r < 0) return -1;
@@ -89,8 +89,9 @@ int32_t placenew(FHCB* cb, int32_t len, bool var) {
 }
 
 // Decides whether the write adds or rewrites, and where.  *isnew and
-// *haveold (oldbuf holds the record replaced) are set; a move sets *movedfrom
-// to the old copy's position, still to be marked deleted.
+// *haveold (the scratch buffer old holds the record replaced) are set; a
+// move sets *movedfrom to the old copy's position, still to be marked
+// deleted.
 int32_t locate(FHCB* cb, int32_t len, bool var, bool keys, bool* isnew, bool* haveold, int32_t* movedfrom) {
     const bool needold = nindexes(cb) > 1 || cb->nthreads > 0;
     if (!keys) {
@@ -101,7 +102,7 @@ int32_t locate(FHCB* cb, int32_t len, bool var, bool keys, bool* isnew, bool* ha
             cb->nrecs++;
             *isnew = true;
         } else if (cb->nthreads > 0 && cb->nitems > 0) {
-            if (readrec(cb, oldbuf) < 0) return -1;
+            if (readrec(cb, scratch().old) < 0) return -1;
             *haveold = true;
         }
         return 0;
@@ -114,7 +115,7 @@ int32_t locate(FHCB* cb, int32_t len, bool var, bool keys, bool* isnew, bool* ha
         const int32_t stored = var ? storedlen(cb, r) : len;
         if (stored < 0) return -1;
         if (stored != len || needold) {
-            const int32_t oldlen = readrec(cb, oldbuf);
+            const int32_t oldlen = readrec(cb, scratch().old);
             if (oldlen < 0) return -1;
             *haveold = true;
             if (stored != len) {
@@ -122,7 +123,7 @@ int32_t locate(FHCB* cb, int32_t len, bool var, bool keys, bool* isnew, bool* ha
                     cb->status = VN_C_RLOCKED;
                     return -1;
                 }
-                if (removerec(cb, r, oldlen, oldbuf, false) < 0) return -1;
+                if (removerec(cb, r, oldlen, scratch().old, false) < 0) return -1;
                 *movedfrom = r;
                 *haveold = false;
                 *isnew = true;
@@ -143,12 +144,12 @@ void undowrite(FHCB* cb, bool added, bool restore, int32_t len) {
     if (added) removerec(cb, cb->datpos, len, cb->recbuf);
     if (restore && cb->nthreads == 0) {
         const bool var = cb->fflags & VN_FF_VARLEN;
-        if (var) len = packrec(cb, oldbuf, packbuf);
-        if (writeat(cb, cb->datpos, var ? packbuf : oldbuf, len) == 0) {
-            static char newbuf[REC_MAX];
+        if (var) len = packrec(cb, scratch().old, scratch().packed);
+        if (writeat(cb, cb->datpos, var ? scratch().packed : scratch().old, len) == 0) {
+            char* const newbuf = scratch().undone;
             memcpy(newbuf, cb->recbuf, cb->reclen);
             char* const save = cb->recbuf;
-            cb->recbuf = oldbuf;
+            cb->recbuf = scratch().old;
             updatekeys(cb, newbuf);
             cb->recbuf = save;
         }
@@ -195,23 +196,23 @@ void opwrite(FHCB* cb) {
             if (cb->nthreads > 0 && readheads(cb) < 0) return;
         }
         if (def) cb->recbuf[cb->reclen - 1] = '\n';
-        if (var) len = packrec(cb, cb->recbuf, packbuf);
+        if (var) len = packrec(cb, cb->recbuf, scratch().packed);
         if (locate(cb, len, var, keys, &isnew, &haveold, &movedfrom) < 0) return;
         if (!isnew && locking(cb) && recprobe(cb)) {
             cb->status = VN_C_RLOCKED;
             return;
         }
     }
-    if (keys && updatekeys(cb, haveold ? oldbuf : nullptr) < 0) return;
+    if (keys && updatekeys(cb, haveold ? scratch().old : nullptr) < 0) return;
     cb->state |= VN_ST_DIRTY;
     const int32_t pos = cb->datpos;
     bool changed = false;
     if (!nodata) {
         if (def && cb->nthreads > 0 && cb->threads) {
-            if (threadupdate(cb, pos, cb->recbuf, haveold ? oldbuf : nullptr, &changed) < 0) return;
-            if (var) len = packrec(cb, cb->recbuf, packbuf);
+            if (threadupdate(cb, pos, cb->recbuf, haveold ? scratch().old : nullptr, &changed) < 0) return;
+            if (var) len = packrec(cb, cb->recbuf, scratch().packed);
         }
-        if (writeat(cb, pos, var ? packbuf : cb->recbuf, len) < 0) {
+        if (writeat(cb, pos, var ? scratch().packed : cb->recbuf, len) < 0) {
             undowrite(cb, isnew && def && keys, haveold && def && keys && !changed, len);
             return;
         }

@@ -102,6 +102,7 @@ void VELNOR_CALL vfhgetversion(uint16_t* major, uint16_t* minor) {
 // The buffer holds 72 bytes: a longer directory is cut to 71 characters.
 void VELNOR_CALL vfhsettmpdir(const char* dir) {
     if (dir == nullptr) dir = "";
+    char(&tmpdir)[72] = enginestate().tmpdir;
     nstrncpy(tmpdir, dir, sizeof tmpdir - 1);
 }
 

@@ -219,15 +219,17 @@ int32_t idxclose(IdxFile& f) {
     return r;
 }
 
-uint32_t idxlockepoch = 1;
+uint32_t idxlockepoch() { return idxstate().lockepoch; }
 
 void idxlockends() {
-    if (++idxlockepoch == 0) idxlockepoch = 1;
+    uint32_t& epoch = idxstate().lockepoch;
+    if (++epoch == 0) epoch = 1;
 }
 
 int32_t hdrrefresh(IdxFile& f) {
     const IdxState* st = f.state;
-    if (st->hdrepoch == idxlockepoch && st->lockepoch == idxlockepoch) return 0;
+    const uint32_t epoch = idxlockepoch();
+    if (st->hdrepoch == epoch && st->lockepoch == epoch) return 0;
     return hdrread(f, 0);
 }
 
@@ -239,7 +241,7 @@ int32_t hdrread(IdxFile& f, int whole) {
     if (!whole) {
         if (!idxreadat(fd, IDX_SPANOFF, hdr + IDX_SPANOFF, IDX_SPANSIZE)) return VN_E_IDXREAD;
         spanget(st, hdr);
-        if (st->lockepoch == idxlockepoch) st->hdrepoch = idxlockepoch;
+        if (st->lockepoch == idxlockepoch()) st->hdrepoch = st->lockepoch;
         return 0;
     }
     if (!idxreadat(fd, 0, hdr, IDX_HDRSIZE)) return VN_E_IDXREAD;
@@ -250,7 +252,7 @@ int32_t hdrread(IdxFile& f, int whole) {
     if (getle16(hdr + H_NINDEX) != st->nindex || getle16(hdr + H_PAGESIZE) != st->pagesize ||
         memcmp(hdr + H_KEYLEN, st->keylen, IDX_MAXINDEX) != 0)
         return VN_E_IDXFID;
-    if (st->lockepoch == idxlockepoch) st->hdrepoch = idxlockepoch;
+    if (st->lockepoch == idxlockepoch()) st->hdrepoch = st->lockepoch;
     return 0;
 }
 

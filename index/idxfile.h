@@ -51,15 +51,15 @@ struct IdxState {
     IdxCursor* cursor;  // nindex cursors
     void* spare;        // a second page image: the new page of a split, the
     uint8_t* spareimg;  // chain head read by pagealloc (kept locked)
-    uint32_t lockepoch;  // idxlockepoch when the engine took a file lock
+    uint32_t lockepoch;  // idxlockepoch() when the engine took a file lock
                          // that keeps other processes off the file
-    uint32_t hdrepoch;   // idxlockepoch when the span was read under it
+    uint32_t hdrepoch;   // idxlockepoch() when the span was read under it
 };
 
-// Bumped by the engine whenever a file lock it took may have gone.  A span
-// read while the lock of the same epoch stood is still the file's, since no
-// other process can have changed it.
-extern uint32_t idxlockepoch;
+// The lock epoch, bumped by the engine whenever a file lock it took may have
+// gone.  A span read while the lock of the same epoch stood is still the
+// file's, since no other process can have changed it.
+uint32_t idxlockepoch();
 // Ends the present epoch: every span read under a lock must be read again.
 void idxlockends();
 

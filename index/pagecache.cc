@@ -14,37 +14,11 @@
 #include "index/idxfile.h"
 #include "support/os.h"
 
-PageCache pgcache = {0, 0, nullptr};
-uint32_t pgdiskreads = 0;
-uint32_t pgclock = 0;
-
 namespace {
-
-// Reopens an index file after a failed page read; see pgsetreopen.
-PgReopenFn pgreopen = osopen;
 
 enum { READTRIES = 100, RETRYWAIT = 50 };
 
-int32_t nextcapacity = PGCACHE_DEFAULT_SLOTS;
-uint32_t blockbytes = 0;  // the bytes of the slots' blocks
-
-void* takeblock(uint16_t size) {
-    void* b = globalhalloc(size);
-    if (b) blockbytes += size;
-    return b;
-}
-
-void dropblock(PageSlot& s) {
-    globalhfree(s.block);
-    blockbytes -= s.size;
-    s.block = nullptr;
-}
-
-// Slots the table has room for: it starts at kFirstRoom (or the capacity,
-// when smaller) and doubles as pages come in, up to the capacity, so that a
-// process with small files never pays for the whole table.
 constexpr int32_t kFirstRoom = 4096;
-int32_t room = 0;
 
 // Where the occupied slots are, by file and page: for each file with pages
 // in the cache, chunks of kChunk entries (slot -1 for a page not cached)
@@ -64,10 +38,48 @@ struct FilePages {
     uint32_t cached;  // entries that name a slot
     std::vector<std::unique_ptr<DirEntry[]>> chunks;
 };
-std::vector<FilePages> filepages;
+
+constexpr size_t kSpareChunks = 64;
+
+// The cache's own tables, kept in the index part of the runtime object.
+struct Directory : RuntimePart {
+    uint32_t blockbytes = 0;  // the bytes of the slots' blocks
+    // Slots the table has room for: it starts at kFirstRoom (or the
+    // capacity, when smaller) and doubles as pages come in, up to the
+    // capacity, so that a process with small files never pays for the
+    // whole table.
+    int32_t room = 0;
+    std::vector<FilePages> filepages;
+    // Chunks of files forgotten, every entry back at -1, kept for the next
+    // file: shared use forgets its file after every command.
+    std::vector<std::unique_ptr<DirEntry[]>> sparechunks;
+    std::vector<int32_t> found;  // the slots slotsof lists
+    // How many slots are occupied, so that a free slot below used is
+    // looked for only when there is one; and where the clock hand of a
+    // large table stands.
+    int32_t occupied = 0, hand = 0;
+};
+
+Directory& dir() {
+    IndexState& st = idxstate();
+    if (st.directory == nullptr) st.directory = new Directory();
+    return static_cast<Directory&>(*st.directory);
+}
+
+void* takeblock(uint16_t size) {
+    void* b = globalhalloc(size);
+    if (b) dir().blockbytes += size;
+    return b;
+}
+
+void dropblock(PageSlot& s) {
+    globalhfree(s.block);
+    dir().blockbytes -= s.size;
+    s.block = nullptr;
+}
 
 FilePages* pagesof(uint32_t file) {
-    for (FilePages& f : filepages)
+    for (FilePages& f : dir().filepages)
         if (f.file == file) return &f;
     return nullptr;
 }
@@ -80,30 +92,27 @@ DirEntry* entryof(uint32_t file, uint32_t page) {
     return &f->chunks[c][page & (kChunk - 1)];
 }
 
-// Chunks of files forgotten, every entry back at -1, kept for the next
-// file: shared use forgets its file after every command.
-std::vector<std::unique_ptr<DirEntry[]>> sparechunks;
-constexpr size_t kSpareChunks = 64;
-
 void dirclear() {
-    filepages.clear();
-    sparechunks.clear();
+    Directory& d = dir();
+    d.filepages.clear();
+    d.sparechunks.clear();
 }
 
 // Enters an occupied slot: true, or false when there is no memory for it.
 bool diradd(int32_t slot) {
-    const PageSlot& s = pgcache.slots[slot];
+    Directory& d = dir();
+    const PageSlot& s = idxstate().cache.slots[slot];
     try {
-        sparechunks.reserve(kSpareChunks);
+        d.sparechunks.reserve(kSpareChunks);
         FilePages* f = pagesof(s.file);
         if (f == nullptr && (f = pagesof(0)) != nullptr) f->file = s.file;  // a forgotten file's entry
-        if (f == nullptr) f = &filepages.emplace_back(FilePages{s.file, 0, {}});
+        if (f == nullptr) f = &d.filepages.emplace_back(FilePages{s.file, 0, {}});
         const uint32_t c = s.page >> kChunkBits;
         if (c >= f->chunks.size()) f->chunks.resize(c + 1);
         std::unique_ptr<DirEntry[]>& chunk = f->chunks[c];
-        if (!chunk && !sparechunks.empty()) {
-            chunk = std::move(sparechunks.back());
-            sparechunks.pop_back();
+        if (!chunk && !d.sparechunks.empty()) {
+            chunk = std::move(d.sparechunks.back());
+            d.sparechunks.pop_back();
         }
         if (!chunk) {
             chunk.reset(new DirEntry[kChunk]);
@@ -123,12 +132,12 @@ int32_t dirfind(uint32_t file, uint32_t page) {
     const DirEntry* e = entryof(file, page);
     if (e == nullptr || e->slot < 0) return -1;
     __builtin_prefetch(e->block);
-    __builtin_prefetch(&pgcache.slots[e->slot]);
+    __builtin_prefetch(&idxstate().cache.slots[e->slot]);
     return e->slot;
 }
 
 void dirdrop(int32_t slot) {
-    const PageSlot& s = pgcache.slots[slot];
+    const PageSlot& s = idxstate().cache.slots[slot];
     DirEntry* e = entryof(s.file, s.page);
     if (e == nullptr || e->slot != slot) return;
     *e = DirEntry{-1, nullptr};
@@ -140,13 +149,14 @@ void dirdrop(int32_t slot) {
 // slot table is read when it is the shorter, as after a shared command,
 // the file's directory when that is.
 const std::vector<int32_t>& slotsof(uint32_t file) {
-    static std::vector<int32_t> found;
+    PageCache& pc = idxstate().cache;
+    std::vector<int32_t>& found = dir().found;
     found.clear();
     const FilePages* f = pagesof(file);
     if (f == nullptr) return found;
-    if (static_cast<size_t>(pgcache.used) <= f->chunks.size() * kChunk) {
-        for (int32_t i = pgcache.used - 1; i >= 0 && found.size() < f->cached; i--)
-            if (pgcache.slots[i].file == file) found.push_back(i);
+    if (static_cast<size_t>(pc.used) <= f->chunks.size() * kChunk) {
+        for (int32_t i = pc.used - 1; i >= 0 && found.size() < f->cached; i--)
+            if (pc.slots[i].file == file) found.push_back(i);
         return found;
     }
     for (size_t c = 0; c < f->chunks.size() && found.size() < f->cached; c++)
@@ -163,9 +173,10 @@ void dirforget(uint32_t file) {
     FilePages* f = pagesof(file);
     if (f == nullptr) return;
     // The room was reserved before, so that keeping allocates nothing.
-    const size_t room = std::min(kSpareChunks, sparechunks.capacity());
+    std::vector<std::unique_ptr<DirEntry[]>>& spare = dir().sparechunks;
+    const size_t keep = std::min(kSpareChunks, spare.capacity());
     for (auto& chunk : f->chunks)
-        if (chunk && f->cached == 0 && sparechunks.size() < room) sparechunks.push_back(std::move(chunk));
+        if (chunk && f->cached == 0 && spare.size() < keep) spare.push_back(std::move(chunk));
     f->chunks.clear();
     f->file = 0;
     f->cached = 0;
@@ -174,27 +185,25 @@ void dirforget(uint32_t file) {
 // Doubles the slot table's room, up to the capacity: true, or false when
 // the memory is not there (the table stays as it was).
 bool grow() {
-    const int32_t more = room > pgcache.capacity / 2 ? pgcache.capacity : 2 * room;
+    PageCache& pc = idxstate().cache;
+    Directory& d = dir();
+    const int32_t more = d.room > pc.capacity / 2 ? pc.capacity : 2 * d.room;
     auto* bigger = static_cast<PageSlot*>(globalcalloc(static_cast<uint32_t>(more), sizeof(PageSlot)));
     if (bigger == nullptr) return false;
-    memcpy(bigger, pgcache.slots, sizeof(PageSlot) * static_cast<size_t>(room));
-    globalmfree(pgcache.slots);
-    pgcache.slots = bigger;
-    room = more;
+    memcpy(bigger, pc.slots, sizeof(PageSlot) * static_cast<size_t>(d.room));
+    globalmfree(pc.slots);
+    pc.slots = bigger;
+    d.room = more;
     return true;
 }
-
-// How many slots are occupied, so that a free slot below used is looked
-// for only when there is one; and where the clock hand of a large table
-// stands.
-int32_t occupied = 0, hand = 0;
 
 // Marks an occupied slot used now.  Only the slot itself is written: a
 // large index touches pages all over its table, and any list of them in
 // order of use would cost a visit to two more slots on every lookup.
 void touch(int32_t slot) {
-    PageSlot& s = pgcache.slots[slot];
-    s.age.stamp = pgclock;
+    IndexState& st = idxstate();
+    PageSlot& s = st.cache.slots[slot];
+    s.age.stamp = st.clock;
     s.recent = 1;
 }
 
@@ -202,15 +211,15 @@ void touch(int32_t slot) {
 // slot left as it was, when there is no memory for it.
 bool occupy(int32_t slot) {
     if (!diradd(slot)) return false;
-    pgcache.slots[slot].recent = 1;
-    occupied++;
+    idxstate().cache.slots[slot].recent = 1;
+    dir().occupied++;
     return true;
 }
 
 // Takes an occupied slot out of the table.
 void vacate(int32_t slot) {
     dirdrop(slot);
-    occupied--;
+    dir().occupied--;
 }
 
 // The page to evict, or -1 when no slot is occupied.  The table of
@@ -221,24 +230,27 @@ void vacate(int32_t slot) {
 // which page goes first changes when pages reach the file, not what the
 // file holds after a flush.
 int32_t victim() {
-    if (occupied == 0) return -1;
-    if (pgcache.capacity > PGCACHE_SLOTS) {
+    PageCache& pc = idxstate().cache;
+    Directory& d = dir();
+    if (d.occupied == 0) return -1;
+    if (pc.capacity > PGCACHE_SLOTS) {
         // Every occupied slot lies below used; the second pass finds one.
         for (;;) {
-            if (hand >= pgcache.used) hand = 0;
-            PageSlot& s = pgcache.slots[hand++];
+            if (d.hand >= pc.used) d.hand = 0;
+            PageSlot& s = pc.slots[d.hand++];
             if (s.file == 0) continue;
-            if (!s.recent) return hand - 1;
+            if (!s.recent) return d.hand - 1;
             s.recent = 0;
         }
     }
+    const uint32_t clock = idxstate().clock;
     int32_t found = -1;
     uint16_t greatest = 0;
-    for (int32_t i = 0; i < pgcache.used; i++) {
-        const PageSlot& s = pgcache.slots[i];
-        if (s.file != 0 && (found < 0 || s.age >= greatest)) {
+    for (int32_t i = 0; i < pc.used; i++) {
+        const PageSlot& s = pc.slots[i];
+        if (s.file != 0 && (found < 0 || s.age.at(clock) >= greatest)) {
             found = i;
-            greatest = s.age;
+            greatest = s.age.at(clock);
         }
     }
     return found;
@@ -246,9 +258,10 @@ int32_t victim() {
 
 // The first free slot below used, or -1.
 int32_t firstfree() {
-    if (occupied == pgcache.used) return -1;
-    for (int32_t i = 0; i < pgcache.used; i++)
-        if (pgcache.slots[i].file == 0) return i;
+    PageCache& pc = idxstate().cache;
+    if (dir().occupied == pc.used) return -1;
+    for (int32_t i = 0; i < pc.used; i++)
+        if (pc.slots[i].file == 0) return i;
     return -1;
 }
 
@@ -256,7 +269,7 @@ int32_t pageoffset(uint32_t page, uint32_t size) { return static_cast<int32_t>(p
 
 // Frees a slot's block and marks the slot free.
 void dropslot(int32_t slot) {
-    PageSlot& s = pgcache.slots[slot];
+    PageSlot& s = idxstate().cache.slots[slot];
     if (s.file != 0) vacate(slot);
     if (s.block) dropblock(s);
     memset(&s, 0, sizeof s);
@@ -271,7 +284,7 @@ constexpr int32_t kKeptBlocks = 64;
 // (and the block's size) for the next page of that size.
 void emptyslot(int32_t slot) {
     if (slot >= kKeptBlocks) return dropslot(slot);
-    PageSlot& s = pgcache.slots[slot];
+    PageSlot& s = idxstate().cache.slots[slot];
     if (s.file != 0) vacate(slot);
     PageSlot kept = {};
     kept.block = s.block;
@@ -283,7 +296,7 @@ void emptyslot(int32_t slot) {
 // dirty; its block stays only when it has that size.  0, or the status of
 // the write-back.
 int32_t evict(int slot, uint16_t size) {
-    PageSlot& s = pgcache.slots[slot];
+    PageSlot& s = idxstate().cache.slots[slot];
     if (s.dirty) {
         if (const int32_t st = pgwriteback(slot)) return st;
     }
@@ -296,44 +309,49 @@ int32_t evict(int slot, uint16_t size) {
 }  // namespace
 
 void pgsetcapacity(int32_t slots) {
-    nextcapacity = slots < 1 ? 1 : slots > PGCACHE_MAX_SLOTS ? PGCACHE_MAX_SLOTS : slots;
+    idxstate().nextcapacity = slots < 1 ? 1 : slots > PGCACHE_MAX_SLOTS ? PGCACHE_MAX_SLOTS : slots;
 }
 
 int32_t pgcacheinit() {
+    PageCache& pc = idxstate().cache;
+    Directory& d = dir();
     globalcompact(0, 0);
     globalsettle();
-    if (!pgcache.slots) {
-        pgcache.capacity = nextcapacity;
-        room = std::min(pgcache.capacity, kFirstRoom);
-        pgcache.slots = static_cast<PageSlot*>(globalcalloc(static_cast<uint32_t>(room), sizeof(PageSlot)));
-        pgcache.used = 0;
+    if (!pc.slots) {
+        pc.capacity = idxstate().nextcapacity;
+        d.room = std::min(pc.capacity, kFirstRoom);
+        pc.slots = static_cast<PageSlot*>(globalcalloc(static_cast<uint32_t>(d.room), sizeof(PageSlot)));
+        pc.used = 0;
     }
-    if (!pgcache.slots) {
+    if (!pc.slots) {
         globalsettle();
         return VN_E_MEMORY;
     }
-    pgcache.used = 0;
-    occupied = hand = 0;
+    pc.used = 0;
+    d.occupied = d.hand = 0;
     dirclear();
     return 0;
 }
 
 void pgcachefree() {
-    for (int32_t i = 0; pgcache.slots && i < room; i++)
-        if (pgcache.slots[i].block) dropblock(pgcache.slots[i]);
-    pgcache.used = 0;
-    occupied = hand = 0;
+    PageCache& pc = idxstate().cache;
+    Directory& d = dir();
+    for (int32_t i = 0; pc.slots && i < d.room; i++)
+        if (pc.slots[i].block) dropblock(pc.slots[i]);
+    pc.used = 0;
+    d.occupied = d.hand = 0;
     dirclear();
     globalsettle();
-    if (pgcache.slots) globalmfree(pgcache.slots);
-    pgcache.slots = nullptr;
-    room = 0;
-    blockbytes = 0;
+    if (pc.slots) globalmfree(pc.slots);
+    pc.slots = nullptr;
+    d.room = 0;
+    d.blockbytes = 0;
 }
 
 int32_t pglookup(uint32_t file, uint32_t page) {
-    pgclock++;
-    if (pgcache.used == 0) return -1;
+    IndexState& st = idxstate();
+    st.clock++;
+    if (st.cache.used == 0) return -1;
     const int32_t found = dirfind(file, page);
     if (found < 0) return -1;
     touch(found);
@@ -341,8 +359,10 @@ int32_t pglookup(uint32_t file, uint32_t page) {
 }
 
 int32_t pgput(IdxFile& f, int index, uint32_t page, int look, int32_t* slotout) {
+    PageCache& pc = idxstate().cache;
+    Directory& d = dir();
     *slotout = -1;
-    if (!pgcache.slots) return VN_E_MEMORY;
+    if (!pc.slots) return VN_E_MEMORY;
     IdxState* st = f.state;
     uint16_t size = st->pagesize;
     int32_t slot = look ? pglookup(f.fd, page) : -1;
@@ -351,15 +371,15 @@ int32_t pgput(IdxFile& f, int index, uint32_t page, int look, int32_t* slotout) 
         bool fresh = false;
         if (freeslot >= 0) {
             slot = freeslot;
-        } else if (pgcache.used < pgcache.capacity && (pgcache.used < PGCACHE_SLOTS || blockbytes + size <= PGCACHE_BUDGET) &&
-                   (pgcache.used < room || grow())) {
-            slot = pgcache.used++;
+        } else if (pc.used < pc.capacity && (pc.used < PGCACHE_SLOTS || d.blockbytes + size <= PGCACHE_BUDGET) &&
+                   (pc.used < d.room || grow())) {
+            slot = pc.used++;
             fresh = true;
         } else {
             slot = victim();
             if (const int32_t r = evict(slot, size)) return r;
         }
-        PageSlot* s = &pgcache.slots[slot];
+        PageSlot* s = &pc.slots[slot];
         if (s->block && s->size != size) dropblock(*s);
         if (!s->block) s->block = takeblock(size);
         if (!s->block) {
@@ -367,10 +387,10 @@ int32_t pgput(IdxFile& f, int index, uint32_t page, int look, int32_t* slotout) 
             memset(s, 0, sizeof *s);
             const int32_t old = victim();
             if (!fresh || old < 0) return VN_E_MEMORY;
-            pgcache.used--;
+            pc.used--;
             if (const int32_t r = evict(old, size)) return r;
             slot = old;
-            s = &pgcache.slots[slot];
+            s = &pc.slots[slot];
             if (!s->block) s->block = takeblock(size);
             if (!s->block) {
                 memset(s, 0, sizeof *s);
@@ -380,7 +400,7 @@ int32_t pgput(IdxFile& f, int index, uint32_t page, int look, int32_t* slotout) 
         s->file = f.fd;
         s->page = page;
         s->size = size;
-        s->age.stamp = pgclock;
+        s->age.stamp = idxstate().clock;
         s->dirty = 0;
         if (!occupy(slot)) {
             dropblock(*s);
@@ -388,7 +408,7 @@ int32_t pgput(IdxFile& f, int index, uint32_t page, int look, int32_t* slotout) 
             return VN_E_MEMORY;
         }
     }
-    PageSlot& s = pgcache.slots[slot];
+    PageSlot& s = pc.slots[slot];
     uint8_t* dst = static_cast<uint8_t*>(globalhlock(s.block));
     if (!dst) {
         dropslot(slot);
@@ -416,14 +436,15 @@ int32_t readfromfile(IdxFile& f, int index, uint32_t page) {
     bool ok = false;
     for (int attempt = 0; attempt < tries && !ok; attempt++) {
         int32_t fd = static_cast<int32_t>(f.fd);
-        pgdiskreads++;
+        idxstate().diskreads++;
         ok = idxreadat(fd, static_cast<uint32_t>(off), img, size);
         if (ok) break;
         if (attempt == 0 && tries > 1) {
             // Another process may hold a stale view: take a fresh handle.
             uint32_t flags = fshare(f.path, VN_O_BINARY | VN_O_RDWR);
             osclose(fd);
-            f.fd = static_cast<uint32_t>(pgreopen(f.path, flags, 0));
+            const PgReopenFn reopen = idxstate().reopen;
+            f.fd = static_cast<uint32_t>((reopen != nullptr ? reopen : osopen)(f.path, flags, 0));
         }
         if (attempt + 1 < tries) osbusywait(RETRYWAIT);
     }
@@ -441,7 +462,7 @@ namespace {
 // The block of an occupied slot, locked, with *pin set to it; null when
 // it cannot be locked (VN_E_IDXLOCK).
 const uint8_t* lockslot(int32_t slot, void** pin) {
-    void* block = pgcache.slots[slot].block;
+    void* block = idxstate().cache.slots[slot].block;
     const auto* view = static_cast<const uint8_t*>(globalhlock(block));
     if (view) *pin = block;
     return view;
@@ -452,7 +473,7 @@ const uint8_t* lockslot(int32_t slot, void** pin) {
 int32_t pgview(IdxFile& f, int index, uint32_t page, const uint8_t** view, void** pin) {
     *pin = nullptr;
     *view = nullptr;
-    const int32_t slot = pgcache.slots ? pglookup(f.fd, page) : -1;
+    const int32_t slot = idxstate().cache.slots ? pglookup(f.fd, page) : -1;
     if (slot < 0) {
         const int32_t r = readfromfile(f, index, page);
         if (r == 0) *view = f.state->cursor[index].img;
@@ -469,13 +490,13 @@ const uint8_t* pgmapped(const IdxFile& f, uint32_t page) {
     // only lookup in the cache.
     const uint32_t size = f.state->pagesize;
     const uint8_t* view = osmapview(static_cast<int32_t>(f.fd), size, static_cast<uint32_t>(pageoffset(page, size)));
-    if (view == nullptr || (pgcache.slots && pglookup(f.fd, page) >= 0)) return nullptr;
+    if (view == nullptr || (idxstate().cache.slots && pglookup(f.fd, page) >= 0)) return nullptr;
     return view;
 }
 
 int32_t pgpeek(const IdxFile& f, uint32_t page, void* to, uint32_t n, bool* hit) {
     *hit = false;
-    const int32_t slot = pgcache.slots ? pglookup(f.fd, page) : -1;
+    const int32_t slot = idxstate().cache.slots ? pglookup(f.fd, page) : -1;
     if (slot < 0) return 0;
     void* pin = nullptr;
     const uint8_t* view = lockslot(slot, &pin);
@@ -500,7 +521,7 @@ int32_t pgread(IdxFile& f, int index, uint32_t page) {
 int32_t pgwrite(IdxFile& f, int index, uint32_t page) {
     int32_t slot;
     if (pgput(f, index, page, 1, &slot) == 0) {
-        pgcache.slots[slot].dirty = 1;
+        idxstate().cache.slots[slot].dirty = 1;
         return 0;
     }
     IdxState* st = f.state;
@@ -512,22 +533,23 @@ int32_t pgwrite(IdxFile& f, int index, uint32_t page) {
 }
 
 int32_t pgflush(uint32_t file) {
+    PageCache& pc = idxstate().cache;
     int32_t r = 0;
-    if (pgcache.slots) {
+    if (pc.slots) {
         // The file's slots, from the last to the first.
         for (const int32_t i : slotsof(file)) {
-            if (pgcache.slots[i].dirty && pgwriteback(i) != 0) r = VN_E_IDXWRITE;
+            if (pc.slots[i].dirty && pgwriteback(i) != 0) r = VN_E_IDXWRITE;
             emptyslot(i);
         }
         dirforget(file);
-        while (pgcache.used > 0 && pgcache.slots[pgcache.used - 1].file == 0) pgcache.used--;
+        while (pc.used > 0 && pc.slots[pc.used - 1].file == 0) pc.used--;
     }
     osflush(static_cast<int32_t>(file));
     return r;
 }
 
 int32_t pgwriteback(int slot) {
-    PageSlot& s = pgcache.slots[slot];
+    PageSlot& s = idxstate().cache.slots[slot];
     const uint8_t* src = static_cast<const uint8_t*>(globalhlock(s.block));
     if (!src) return VN_E_IDXLOCK;
     int32_t fd = static_cast<int32_t>(s.file);
@@ -539,4 +561,13 @@ int32_t pgwriteback(int slot) {
     return 0;
 }
 
-void pgsetreopen(PgReopenFn fn) { pgreopen = fn != nullptr ? fn : osopen; }
+void pgsetreopen(PgReopenFn fn) { idxstate().reopen = fn; }
+
+// Gives back what a started cache holds, for a state thrown away whole.
+IndexState::~IndexState() {
+    const int32_t room = directory != nullptr ? static_cast<Directory*>(directory)->room : 0;
+    for (int32_t i = 0; cache.slots && i < room; i++)
+        if (cache.slots[i].block) globalhfree(cache.slots[i].block);
+    if (cache.slots) globalmfree(cache.slots);
+    delete directory;
+}

@@ -7,6 +7,7 @@
 #include <cstdint>
 
 #include "index/idxctx.h"
+#include "support/runtime.h"
 
 // The classic table held 128 slots; a larger one keeps more of a big
 // unshared index in memory.  A flush still drops every page of its file, so
@@ -23,9 +24,6 @@ enum {
 };
 enum : uint32_t { PGCACHE_BUDGET = kWideProcess ? 1024u << 20 : 64u << 20 };
 
-// Lookups made so far; wraps at 2^32.
-extern uint32_t pgclock;
-
 // A slot's age: the lookups since the page was last used.  It is kept as the
 // clock reading at that use, so a lookup ages every page at once; reading it
 // gives the difference mod 65536, exactly what a 16-bit counter bumped on
@@ -34,7 +32,8 @@ extern uint32_t pgclock;
 // keeps is also the order of the stamps.
 struct SlotAge {
     uint32_t stamp;
-    operator uint16_t() const { return static_cast<uint16_t>(pgclock - stamp); }
+    uint16_t at(uint32_t clock) const { return static_cast<uint16_t>(clock - stamp); }
+    operator uint16_t() const;  // at the cache's clock
 };
 
 struct PageSlot {
@@ -53,11 +52,6 @@ struct PageCache {
     PageSlot* slots;   // null while the cache is not started
 };
 
-extern PageCache pgcache;
-
-// Page reads that reached the file (each attempt counts); for tests.
-extern uint32_t pgdiskreads;
-
 // How a page read that failed once takes a fresh handle on its index file:
 // a handle (below 1 on failure) for path opened with the OS open flags and
 // permission given.  The engine installs its handle cache's open here at
@@ -65,6 +59,28 @@ extern uint32_t pgdiskreads;
 // (and the default) is a plain osopen.
 using PgReopenFn = int32_t (*)(const char* path, uint32_t flags, uint32_t perm);
 void pgsetreopen(PgReopenFn fn);
+
+// The index layer's part of the runtime object.  It outlives the engine's
+// real shutdown, which frees only the cache's table and blocks: the
+// capacity asked for and the lock epoch stay.
+struct IndexState : RuntimePart {
+    PageCache cache = {0, 0, nullptr};
+    uint32_t clock = 0;      // lookups made so far; wraps at 2^32
+    uint32_t diskreads = 0;  // page reads that reached the file (each attempt); for tests
+    int32_t nextcapacity = PGCACHE_DEFAULT_SLOTS;  // see pgsetcapacity
+    PgReopenFn reopen = nullptr;                   // see pgsetreopen; null for osopen
+    uint32_t lockepoch = 1;                        // see idxlockepoch (idxfile.h)
+    // The cache's own tables (pagecache.cc): where each file's pages are,
+    // the blocks' bytes, the table's room, the clock hand.
+    RuntimePart* directory = nullptr;
+    ~IndexState() override;
+};
+
+// The index layer's part, made on first use.  Throws std::bad_alloc when it
+// cannot be made.
+inline IndexState& idxstate() { return runtimepart<IndexState>(RT_INDEX); }
+
+inline SlotAge::operator uint16_t() const { return at(idxstate().clock); }
 
 // Sets the capacity the next pgcacheinit gives the cache, clamped to 1 ..
 // PGCACHE_MAX_SLOTS (PGCACHE_DEFAULT_SLOTS until set); a started cache

@@ -9,6 +9,7 @@
 
 #include "index/lebytes.h"
 #include "support/os.h"
+#include "support/runtime.h"
 
 namespace {
 
@@ -59,14 +60,20 @@ struct PostCache {
 
 namespace {
 
-std::unordered_map<const FHCB*, PostCache>& caches() {
-    static std::unordered_map<const FHCB*, PostCache> all;
-    return all;
-}
+// The keyword layer's part of the runtime object: the copies of unshared
+// posting files, by block.  Dropped by the engine's real shutdown, which
+// closes every file.
+struct KeywordState : RuntimePart {
+    std::unordered_map<const FHCB*, PostCache> caches;
+};
+
+std::unordered_map<const FHCB*, PostCache>& caches() { return runtimepart<KeywordState>(RT_KEYWORD).caches; }
 
 }  // namespace
 
-void postforget(const FHCB* cb) { caches().erase(cb); }
+void postforget(const FHCB* cb) {
+    if (KeywordState* k = runtimepartif<KeywordState>(RT_KEYWORD)) k->caches.erase(cb);
+}
 
 bool WordChain::holds(uint32_t value) const {
     if (ascending) return std::binary_search(values.begin(), values.end(), value);

@@ -8,21 +8,33 @@
 #include <cstdint>
 #include <vector>
 
+#include "support/limits.h"
+#include "support/runtime.h"
 #include "velnor.h"
 
 // The six lines, in the order of their callback codes: header, file type,
 // status, current, complete and message.  Each holds 80 characters (the
 // complete line 40).
 enum { FM_LINES = 6, FM_LINESIZE = 81, FM_COMPLETESIZE = 41 };
-extern char fmline[FM_LINES][FM_LINESIZE];
 
-// Set by Stop or by the callback's answer to a poll; cleared per run.
-extern int8_t fmstop;
+// Maintenance's part of the runtime object: the state of the one run at a
+// time, and the progress window.
+struct MaintState : RuntimePart {
+    char line[FM_LINES][FM_LINESIZE] = {};
+    // Set by Stop or by the callback's answer to a poll; cleared per run.
+    int8_t stop = 0;
+    // Records since the last flush of RECOVER and PACK (reset by each run).
+    int32_t flushcount = 0;
+    int busy = 0;        // a run is under way
+    int registered = 0;  // the window class is registered
+    FMCALLBACK callback = nullptr;
+    char reportname[FH_NAMESIZE] = {};
+    void* window = nullptr;
+    FMASKFN askhook = nullptr;
+};
 
-// Records since the last flush of RECOVER and PACK (reset by each run), and
-// the flushes RECOVER has made in this process, for tests.
-extern int32_t fmflushcount;
-extern int32_t fmflushes;
+// Maintenance's part, made on first use.
+MaintState& fmstate();
 
 // Progress lines: each formats its line, shows it (the window's band, or
 // the callback) and pumps.  fmfiletype describes cb's definition ("" for

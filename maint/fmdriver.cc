@@ -13,10 +13,7 @@
 #include "support/limits.h"
 #include "support/nothrow.h"
 
-char fmline[FM_LINES][FM_LINESIZE];
-int8_t fmstop = 0;
-int32_t fmflushcount = 0;
-int32_t fmflushes = 0;
+MaintState& fmstate() { return runtimeownpart<MaintState>(RT_MAINT); }
 
 namespace {
 
@@ -25,17 +22,13 @@ enum { L_HEADER, L_FILETYPE, L_STATUS, L_CURRENT, L_COMPLETE, L_MESSAGE };
 // Network type number of "IBMNET", whose locks reach the OS.
 constexpr uint16_t kIbmnet = 1;
 
-int busy = 0;
-int registered = 0;
-FMCALLBACK callback = nullptr;
-char reportname[FH_NAMESIZE];
-
 const char* const kFormat[FM_LINES] = {"%s", "File type: %s", "Status: %s", "Current: %s", "", "Message: %s"};
 
 // Shows line n: the callback gets it, or the window repaints its band.
 void show(int n) {
-    if (callback != nullptr) {
-        callback(n, fmline[n]);
+    MaintState& m = fmstate();
+    if (m.callback != nullptr) {
+        m.callback(n, m.line[n]);
     } else {
         const int32_t top = 35 + 25 * (n - 1);
         fmwndband(top, top + 24);
@@ -47,7 +40,7 @@ void show(int n) {
 void setline(int n, const char* text) {
     char full[FM_LINESIZE + 16];
     std::snprintf(full, sizeof full, kFormat[n], text);
-    nstrncpy(fmline[n], full, FM_LINESIZE - 1);
+    nstrncpy(fmstate().line[n], full, FM_LINESIZE - 1);
     show(n);
 }
 
@@ -105,7 +98,7 @@ void fmstatus(const char* format, ...) {
 void fmcurrent(const char* text) { setline(L_CURRENT, text); }
 
 void fmpercent(int32_t percent) {
-    std::snprintf(fmline[L_COMPLETE], FM_COMPLETESIZE, "Complete: %d%%", static_cast<int>(percent));
+    std::snprintf(fmstate().line[L_COMPLETE], FM_COMPLETESIZE, "Complete: %d%%", static_cast<int>(percent));
     show(L_COMPLETE);
 }
 
@@ -113,17 +106,19 @@ void fmmessage(const char* text) { setline(L_MESSAGE, text); }
 
 int32_t fmpoll() {
     uipump();
-    if (callback != nullptr) {
+    MaintState& m = fmstate();
+    if (m.callback != nullptr) {
         char empty[1] = "";
-        fmstop = static_cast<int8_t>(callback(VN_FM_POLL, empty) & 0xFF);
+        m.stop = static_cast<int8_t>(m.callback(VN_FM_POLL, empty) & 0xFF);
     }
-    return fmstop;
+    return m.stop;
 }
 
 void fmreport(int32_t indent, const char* format, ...) {
-    if (reportname[0] == '\0') return;
-    int32_t s = fastopen(reportname, VN_O_WRONLY | VN_O_BINARY, 0);
-    if (s < 0) s = fastopen(reportname, VN_O_WRONLY | VN_O_BINARY | VN_O_CREAT, 0666);
+    const char* const name = fmstate().reportname;
+    if (name[0] == '\0') return;
+    int32_t s = fastopen(name, VN_O_WRONLY | VN_O_BINARY, 0);
+    if (s < 0) s = fastopen(name, VN_O_WRONLY | VN_O_BINARY | VN_O_CREAT, 0666);
     if (s < 0) return;
     char text[512];
     va_list ap;
@@ -177,38 +172,39 @@ int32_t fmhex(const char* text, int width) {
 extern "C" VELNOR_API int32_t VELNOR_CALL filemaint(int32_t op, const char* datfile, const char* fidfile,
                                                     const char* keyfile, const char* title, uint32_t flags,
                                                     const char* report, FMCALLBACK cb) {
-    if (busy) return -2;
-    callback = cb;
+    MaintState& m = fmstate();
+    if (m.busy) return -2;
+    m.callback = cb;
     if (given(datfile) && given(keyfile) && samename(datfile, keyfile)) return 1;
-    nstrncpy(reportname, given(report) ? report : "", sizeof reportname - 1);
+    nstrncpy(m.reportname, given(report) ? report : "", sizeof m.reportname - 1);
     FHCB block{};
     block.opcode = VN_OP_INIT;
     if (filehandler(&block) != 0) {
-        reportname[0] = '\0';
+        m.reportname[0] = '\0';
         return block.status;
     }
     if (flags & VN_FM_SHARED) {
         block.nettype = kIbmnet;
         block.opcode = VN_OP_INIT;
         if (filehandler(&block) != 0) {
-            reportname[0] = '\0';
+            m.reportname[0] = '\0';
             return block.status;
         }
     }
-    fmstop = 0;
-    busy = 1;
-    for (int n : {L_MESSAGE, L_STATUS, L_CURRENT, L_FILETYPE}) fmline[n][0] = '\0';
-    if (callback == nullptr && !registered) {
+    m.stop = 0;
+    m.busy = 1;
+    for (int n : {L_MESSAGE, L_STATUS, L_CURRENT, L_FILETYPE}) m.line[n][0] = '\0';
+    if (m.callback == nullptr && !m.registered) {
         fmwndregister();
-        registered = 1;
+        m.registered = 1;
     }
     static const char* const kHeader[3] = {"Verifying file: %s", "Recovering file: %s", "Packing file: %s"};
-    if (op >= 0 && op < 3) std::snprintf(fmline[L_HEADER], FM_LINESIZE, kHeader[op], given(datfile) ? datfile : "");
-    fmreport(0, "%s", fmline[L_HEADER]);
-    if (callback == nullptr) {
+    if (op >= 0 && op < 3) std::snprintf(m.line[L_HEADER], FM_LINESIZE, kHeader[op], given(datfile) ? datfile : "");
+    fmreport(0, "%s", m.line[L_HEADER]);
+    if (m.callback == nullptr) {
         fmwndcreate(given(title) ? title : "Velnor File Maintenance v6.1");
     } else {
-        callback(VN_FM_HEADER, fmline[L_HEADER]);
+        m.callback(VN_FM_HEADER, m.line[L_HEADER]);
     }
     const char* none = "";
     uint8_t status = 0;  // VN_E_MEMORY when the run ran out of memory
@@ -216,10 +212,10 @@ extern "C" VELNOR_API int32_t VELNOR_CALL filemaint(int32_t op, const char* datf
         return run(op, given(datfile) ? datfile : none, given(fidfile) ? fidfile : none,
                    given(keyfile) ? keyfile : none, flags);
     });
-    if (callback == nullptr) fmwndclose();
+    if (m.callback == nullptr) fmwndclose();
     block.opcode = VN_OP_SHUTDOWN;
     filehandler(&block);
-    reportname[0] = '\0';
-    busy = 0;
+    m.reportname[0] = '\0';
+    m.busy = 0;
     return result;
 }

@@ -13,7 +13,7 @@
 void fmtmpname(const char* file, const char* ext, char* dest) {
     char dotted[8];
     std::snprintf(dotted, sizeof dotted, ".%s", ext);
-    if (tmpdir[0] == '\0') {
+    if (enginestate().tmpdir[0] == '\0') {
         char name[FH_NAMESIZE];
         nstrncpy(name, file, 250);
         setext(name, dest, dotted);
@@ -21,7 +21,7 @@ void fmtmpname(const char* file, const char* ext, char* dest) {
     }
     char dir[80], base[FH_NAMESIZE];
     split_name(file, nullptr, base, nullptr);
-    std::snprintf(dir, sizeof dir, "%s", tmpdir);
+    std::snprintf(dir, sizeof dir, "%s", enginestate().tmpdir);
     // creat_name joins with a backslash; a slash, which every system takes,
     // is put here instead when the directory lacks a separator.
     const size_t n = std::strlen(dir);
@@ -51,7 +51,7 @@ int32_t fmcopy(const char* from, const char* to) {
 }
 
 int32_t fminstall(const char* tmp, const char* final) {
-    if (tmpdir[0] == '\0') return osreplace(tmp, final);
+    if (enginestate().tmpdir[0] == '\0') return osreplace(tmp, final);
     // From another directory (perhaps another disk) a rename cannot replace
     // in one step: the copy goes beside the old file under the temporary
     // extension first.

@@ -202,8 +202,8 @@ int32_t Pack::scan() {
     int32_t pos = cb.reclen;
     for (;;) {
         if (fmpoll()) return -1;
-        if (fmflushcount++ == kSecureEvery) {
-            fmflushcount = 0;
+        if (fmstate().flushcount++ == kSecureEvery) {
+            fmstate().flushcount = 0;
             if (op(VN_OP_SECURE) != 0) return cb.status;
         }
         int32_t len = cb.reclen;
@@ -251,7 +251,7 @@ int32_t Pack::install(const char* key) {
     } else {
         setext(dat, final, (cb.fflags & VN_FF_HASHED) ? ".hsh" : ".idx");
     }
-    fmstatus(tmpdir[0] == '\0' ? "Renaming temporary files." : "Copying temporary files.");
+    fmstatus(enginestate().tmpdir[0] == '\0' ? "Renaming temporary files." : "Copying temporary files.");
     fminstall(tmpdat, dat);
     fminstall(tmpkey, final);
     return 0;
@@ -263,7 +263,7 @@ int32_t fmpack(const char* dat, const char* fid, const char* key, uint32_t flags
     Pack p;
     p.flags = flags;
     nstrncpy(p.dat, dat, FH_NAMEMAX);
-    fmflushcount = 0;
+    fmstate().flushcount = 0;
     int32_t r = p.create(fid, key);
     if (r == 0 && p.cb.nkeys <= 0) {
         fmmessage("Error: No need to Pack RANDOM files.");

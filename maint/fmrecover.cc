@@ -54,7 +54,6 @@ struct Recover {
         pgflush(cb.idxfd);
         keyhdrwrite(&cb);
         fhclopen(cb.idxfd);
-        fmflushes++;
     }
 
     int32_t prepare(const char* key);
@@ -126,8 +125,8 @@ int32_t Recover::scan() {
     int32_t pos = cb.reclen;
     int32_t last = -1;
     while (!fmpoll()) {
-        if (fmflushcount++ == kFlushEvery) {
-            fmflushcount = 0;
+        if (fmstate().flushcount++ == kFlushEvery) {
+            fmstate().flushcount = 0;
             flush();
         }
         int32_t len = cb.reclen;
@@ -204,13 +203,13 @@ int32_t fmrecover(const char* dat, const char* fid, const char* key, uint32_t fl
         rc.close(false);
         return 0;
     }
-    fmflushcount = 0;
+    fmstate().flushcount = 0;
     int32_t r = rc.prepare(key);
     if (r == 0) r = rc.scan();
     if (r != 0) return finish(rc, r);
     fmpercent(100);
     rc.close(true);
-    if (tmpdir[0] == '\0') {
+    if (enginestate().tmpdir[0] == '\0') {
         fmstatus("Renaming temporary file.");
     } else {
         fmstatus("Copying temporary file.");

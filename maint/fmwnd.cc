@@ -12,12 +12,9 @@ constexpr uint32_t kCaption = 0x00C00000;  // WS_CAPTION: no system menu, no clo
 constexpr uint32_t kGrey = 0xC0C0C0;
 constexpr uint32_t kBlue = 0xFF0000;  // 0x00BBGGRR
 
-void* window = nullptr;
-FMASKFN askhook = nullptr;
-
 }  // namespace
 
-extern "C" VELNOR_API void VELNOR_CALL fmsetask(FMASKFN ask) { askhook = ask; }
+extern "C" VELNOR_API void VELNOR_CALL fmsetask(FMASKFN ask) { fmstate().askhook = ask; }
 
 extern "C" VELNOR_API intptr_t VELNOR_CALL fmwndproc(void* wnd, uint32_t message, uintptr_t wparam,
                                                      intptr_t lparam) {
@@ -29,13 +26,13 @@ extern "C" VELNOR_API intptr_t VELNOR_CALL fmwndproc(void* wnd, uint32_t message
             UiLine lines[FM_LINES];
             for (int i = 0; i < FM_LINES; i++) {
                 const int32_t y = i == 0 ? 10 : 35 + 25 * (i - 1);
-                lines[i] = {10, y, i == 0 ? 35 : y + 25, i == 0 ? kBlue : 0, fmline[i]};
+                lines[i] = {10, y, i == 0 ? 35 : y + 25, i == 0 ? kBlue : 0, fmstate().line[i]};
             }
             uipaint(wnd, kGrey, lines, FM_LINES);
             return 0;
         }
         case UI_COMMAND:
-            if ((wparam & 0xFFFF) == kStopId && ((wparam >> 16) & 0xFFFF) == 0) fmstop = 1;
+            if ((wparam & 0xFFFF) == kStopId && ((wparam >> 16) & 0xFFFF) == 0) fmstate().stop = 1;
             return 0;
         default:
             return uidefault(wnd, message, wparam, lparam);
@@ -44,21 +41,21 @@ extern "C" VELNOR_API intptr_t VELNOR_CALL fmwndproc(void* wnd, uint32_t message
 
 void fmwndregister() { uiregister("FileMaint", kClassStyle, fmwndproc); }
 
-void fmwndcreate(const char* title) { window = uicreate("FileMaint", title, kCaption, 50, 50, 500, 215); }
+void fmwndcreate(const char* title) { fmstate().window = uicreate("FileMaint", title, kCaption, 50, 50, 500, 215); }
 
-void fmwndband(int32_t top, int32_t bottom) { uiinvalidate(window, 0, top, 499, bottom); }
+void fmwndband(int32_t top, int32_t bottom) { uiinvalidate(fmstate().window, 0, top, 499, bottom); }
 
 // The last state stays on screen for a moment: 100,000 pumps, then the
 // window goes.
 void fmwndclose() {
     for (int i = 0; i < 100000; i++) uipump();
-    uidestroy(window);
-    window = nullptr;
+    uidestroy(fmstate().window);
+    fmstate().window = nullptr;
 }
 
 int32_t fmaskfix() {
     static const char kQuestion[] = "Data/FID record length mismatch. Do you want to fix it?";
     static const char kCaptionText[] = "FileMaint: Error";
-    if (askhook != nullptr) return askhook(kQuestion, kCaptionText) == 1 ? 1 : 0;
+    if (FMASKFN ask = fmstate().askhook; ask != nullptr) return ask(kQuestion, kCaptionText) == 1 ? 1 : 0;
     return uiconfirm(kQuestion, kCaptionText);
 }

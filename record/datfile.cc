@@ -7,14 +7,11 @@
 #include "definition/keys.h"
 #include "record/lock.h"
 #include "record/record.h"
+#include "record/recstate.h"
 #include "support/os.h"
 #include "support/strutil.h"
 
 namespace {
-
-// Raw bytes of the record being read, before unpacking.  The engine serves
-// one thread at a time, so one buffer does.
-char raw[REC_MAX];
 
 bool ishex(const char* s, int n) {
     for (int i = 0; i < n; i++) {
@@ -40,6 +37,8 @@ int32_t readat(FHCB* cb, int32_t pos, void* buf, int32_t len) {
 }
 
 }  // namespace
+
+RecordState& recstate() { return runtimepart<RecordState>(RT_RECORD); }
 
 // An unshared file's writes may wait in memory for the ones that follow;
 // the OS layer puts them on the file before anything else touches it.
@@ -68,7 +67,7 @@ int32_t writehdrcount(FHCB* cb) {
 
 int32_t writeheads(FHCB* cb) {
     if (cb->nthreads == 0 || !cb->threads || cb->reclen < 11) return 0;
-    static char buf[REC_MAX];
+    char* const buf = recstate().heads;
     const int32_t rl = cb->reclen;
     memset(buf, ' ', static_cast<size_t>(rl));
     for (int t = 0; t < cb->nthreads; t++) {
@@ -115,6 +114,7 @@ int32_t storedlen(FHCB* cb, int32_t pos) {
 int32_t readrec(FHCB* cb, char* buf) {
     const int32_t rl = cb->reclen;
     const bool var = (cb->fflags & VN_FF_VARLEN) && cb->nitems > 0;
+    char* const raw = recstate().raw;  // the stored bytes, before unpacking
     char* dst = var ? raw : buf;
     const int32_t got = readat(cb, cb->datpos, dst, rl);
     // Another process holding the record's lock owns its first byte: the

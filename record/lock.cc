@@ -46,7 +46,7 @@ int32_t filelock(FHCB* cb, uint16_t tries) {
     }
     cb->flocked = 1;
     // Only a lock the OS holds keeps other processes from the index.
-    if (oslocking(cb) && cb->index != nullptr) cb->index->lockepoch = idxlockepoch;
+    if (oslocking(cb) && cb->index != nullptr) cb->index->lockepoch = idxlockepoch();
     return 0;
 }
 

@@ -5,6 +5,7 @@
 
 #include "definition/fid.h"
 #include "record/record.h"
+#include "record/recstate.h"
 #include "record/thread.h"
 
 namespace {
@@ -75,7 +76,7 @@ int32_t threadunlink(FHCB* cb, int t, int32_t pos, const char* rec, bool* change
         *changed = true;
         return 0;
     }
-    static char chain[REC_MAX];
+    char* const chain = recstate().chain;
     int32_t cur = static_cast<int32_t>(th.head);
     for (int64_t n = chainlimit(cb); cur > 0 && n > 0; n--) {
         if (readrecat(cb, cur, chain) < 0) return -1;

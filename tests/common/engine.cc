@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "engine/handles.h"
+#include "support/runtime.h"
 
 namespace vntest {
 
@@ -211,7 +212,10 @@ void enginestop() {
 
 void EngineTest::SetUp() { ASSERT_TRUE(enginestart()); }
 
-void EngineTest::TearDown() { enginestop(); }
+void EngineTest::TearDown() {
+    enginestop();
+    runtimereset();  // the next test starts with the settings of a new process
+}
 
 std::string EngineTest::makefile(const std::string& name, bool keyed) {
     std::string dat = tmp.path(name + ".dat");

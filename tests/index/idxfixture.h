@@ -53,14 +53,16 @@ private:
     std::vector<FidKey> table;
 };
 
-// The index tests check the classic 128-slot table.
+// The index tests check the classic 128-slot table; each starts from a
+// fresh state and throws its own away.
 class IndexTest : public vntest::TmpDirTest {
 protected:
     void SetUp() override {
+        runtimereset();
         pgsetcapacity(PGCACHE_SLOTS);
         ASSERT_EQ(pgcacheinit(), 0);
     }
-    void TearDown() override { pgcachefree(); }
+    void TearDown() override { runtimereset(); }
 };
 
 // v in decimal, zero-padded to width digits: keys that sort as numbers.

@@ -54,9 +54,10 @@ struct Model {
     }
     // The cache's slots are these, at step.
     void same(int step) const {
-        ASSERT_EQ(pgcache.used, used) << "step " << step;
+        const PageCache& cache = idxstate().cache;
+        ASSERT_EQ(cache.used, used) << "step " << step;
         for (int i = 0; i < used; i++) {
-            const PageSlot& c = pgcache.slots[i];
+            const PageSlot& c = cache.slots[i];
             const Slot got = c.file ? Slot{c.file, c.page, c.age, c.dirty} : Slot{};
             ASSERT_TRUE(got.file == s[i].file && got.page == s[i].page && got.age == s[i].age && got.dirty == s[i].dirty)
                 << "step " << step << " slot " << i << ": page " << got.page << " age " << got.age;
@@ -126,9 +127,9 @@ TEST_F(PageCacheTest, AShortReadIsRetriedOnlyInSharedUse) {
     ASSERT_EQ(f.search(0, "00050", SRCH_EQUAL), 51);
     ASSERT_EQ(pgflush(f.f.fd), 0);
     std::filesystem::resize_file(f.path, 2 * 256);
-    pgdiskreads = 0;
+    const uint32_t before = idxstate().diskreads;
     EXPECT_EQ(f.search(0, "00050", SRCH_EQUAL), -1);
-    EXPECT_EQ(pgdiskreads, 100u);
+    EXPECT_EQ(idxstate().diskreads - before, 100u);
     // A cache failure: it yields to a status the caller already holds.
     EXPECT_EQ(f.status, fromcache(VN_E_IDXREAD));
     // The handle it reopened is live.
@@ -137,9 +138,9 @@ TEST_F(PageCacheTest, AShortReadIsRetriedOnlyInSharedUse) {
     // past the end fails at once.
     TestIndex u(f.path, {{{5, 0}}});
     ASSERT_EQ(u.open(), 0);
-    pgdiskreads = 0;
+    const uint32_t again = idxstate().diskreads;
     EXPECT_EQ(u.search(0, "00050", SRCH_EQUAL), -1);
-    EXPECT_EQ(pgdiskreads, 1u);
+    EXPECT_EQ(idxstate().diskreads - again, 1u);
     EXPECT_EQ(u.status, fromcache(VN_E_IDXREAD));
 }
 
