@@ -57,4 +57,12 @@ inline bool isshared(const FHCB* cb) {
     return cb->nettype != 0 && !(cb->mflags & VN_MF_EXCLUSIVE);
 }
 
+// How a step on a block fails: the block's status set, -1 returned.  A
+// step that found the file damaged passes VN_CORRUPT(status), which also
+// records where (support/runtime.h).
+inline int32_t fhfail(FHCB* cb, uint8_t status) {
+    cb->status = status;
+    return -1;
+}
+
 #endif

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "definition/fidload.h"
+#include "support/runtime.h"
 
 namespace {
 
@@ -12,11 +13,6 @@ enum { HDRSIZE = 20, ITEMSIZE = 20, KEYSIZE = 84, NAMESIZE = 10, VERSION = 608 }
 uint16_t le16(const unsigned char* p) { return static_cast<uint16_t>(p[0] | p[1] << 8); }
 uint32_t le32(const unsigned char* p) {
     return p[0] | p[1] << 8 | p[2] << 16 | static_cast<uint32_t>(p[3]) << 24;
-}
-
-int32_t bad(FHCB* cb) {
-    cb->status = VN_E_FIDREAD;
-    return -1;
 }
 
 bool readall(int32_t s, unsigned char* buf, uint32_t n) {
@@ -34,7 +30,7 @@ char* padname(FHCB* cb, const unsigned char* p) {
 
 int32_t header(FHCB* cb, int32_t s) {
     unsigned char h[HDRSIZE];
-    if (!readall(s, h, HDRSIZE)) return bad(cb);
+    if (!readall(s, h, HDRSIZE)) return fhfail(cb, VN_CORRUPT(VN_E_FIDREAD));
     if (std::memcmp(h, "TKF", 3) != 0 || le16(h + 4) != VERSION) {
         cb->status = VN_E_FIDVERSION;
         return -1;
@@ -44,7 +40,7 @@ int32_t header(FHCB* cb, int32_t s) {
         cb->status = VN_E_RECLEN;
         return -1;
     }
-    if (reclen > FID_MAXRECLEN || h[10] > FID_MAXKEYS) return bad(cb);
+    if (reclen > FID_MAXRECLEN || h[10] > FID_MAXKEYS) return fhfail(cb, VN_CORRUPT(VN_E_FIDREAD));
     cb->reclen = static_cast<uint16_t>(reclen + 2);
     cb->nitems = le16(h + 8);
     cb->nkeys = static_cast<int8_t>(h[10]);
@@ -62,7 +58,7 @@ int32_t items(FHCB* cb, int32_t s) {
     if (cb->items == nullptr) return -1;
     for (uint32_t i = 0; i < cb->nitems; ++i) {
         unsigned char r[ITEMSIZE];
-        if (!readall(s, r, ITEMSIZE)) return bad(cb);
+        if (!readall(s, r, ITEMSIZE)) return fhfail(cb, VN_CORRUPT(VN_E_FIDREAD));
         FidItem& it = cb->items[i];
         it.name = padname(cb, r);
         if (it.name == nullptr) return -1;
@@ -72,7 +68,7 @@ int32_t items(FHCB* cb, int32_t s) {
         it.length = le16(r + 14);
         it.occurs = le16(r + 16);
         it.order = le16(r + 18);
-        if (it.offset == 0) return bad(cb);  // 0xFFFF + 1 wrapped
+        if (it.offset == 0) return fhfail(cb, VN_CORRUPT(VN_E_FIDREAD));  // 0xFFFF + 1 wrapped
         char note[51];
         fastgets(s, note, 50);  // the item's description line, not kept
     }
@@ -84,13 +80,13 @@ int32_t keys(FHCB* cb, int32_t s) {
     if (cb->keys == nullptr) return -1;
     for (int k = 0; k < cb->nkeys; ++k) {
         unsigned char r[KEYSIZE];
-        if (!readall(s, r, KEYSIZE)) return bad(cb);
+        if (!readall(s, r, KEYSIZE)) return fhfail(cb, VN_CORRUPT(VN_E_FIDREAD));
         FidKey& key = cb->keys[k];
         key.name = padname(cb, r);
         if (key.name == nullptr) return -1;
         key.keylen = r[10];
         key.nsegs = r[11];
-        if (key.nsegs > FID_MAXSEGS) return bad(cb);
+        if (key.nsegs > FID_MAXSEGS) return fhfail(cb, VN_CORRUPT(VN_E_FIDREAD));
         for (int g = 0; g < FID_MAXSEGS; ++g) {
             const unsigned char* p = r + 12 + 4 * g;
             key.seg[g].segoff = le16(p);
@@ -107,9 +103,9 @@ int32_t threads(FHCB* cb, int32_t s) {
     for (uint32_t t = 0; t < cb->nthreads; ++t) {
         char name[13];
         char expr[FID_EXPRLEN + 1];
-        if (fastgets(s, name, 12) == nullptr) return bad(cb);
+        if (fastgets(s, name, 12) == nullptr) return fhfail(cb, VN_CORRUPT(VN_E_FIDREAD));
         if (fidthreadlink(cb, name, &cb->threads[t]) != 0) return -1;
-        if (fastgets(s, expr, FID_EXPRLEN) == nullptr) return bad(cb);
+        if (fastgets(s, expr, FID_EXPRLEN) == nullptr) return fhfail(cb, VN_CORRUPT(VN_E_FIDREAD));
         trim(expr);
         nstrncpy(cb->threads[t].expr, expr, FID_EXPRLEN - 1);
     }

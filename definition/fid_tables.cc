@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "definition/fidload.h"
+#include "support/runtime.h"
 
 namespace {
 
@@ -12,11 +13,6 @@ void* fidalloc(FHCB* cb, uint32_t n, uint32_t size) {
     void* p = globalcalloc(n, size);
     if (p == nullptr) cb->status = VN_E_MEMORY;
     return p;
-}
-
-int32_t bad(FHCB* cb) {
-    cb->status = VN_E_FIDREAD;
-    return -1;
 }
 
 }  // namespace
@@ -65,33 +61,34 @@ int32_t fidcheckitems(FHCB* cb) {
         cb->status = VN_E_RECLEN;
         return -1;
     }
-    if (cb->nitems > 0 && cb->items == nullptr) return bad(cb);
+    if (cb->nitems > 0 && cb->items == nullptr) return fhfail(cb, VN_CORRUPT(VN_E_FIDREAD));
     // Items lie between the status byte and the newline: [1, reclen - 1).
     uint32_t end = cb->reclen - 1u;
     for (uint32_t i = 0; i < cb->nitems; ++i) {
         const FidItem& it = cb->items[i];
-        if (it.name == nullptr || it.offset < 1 || it.order >= cb->nitems) return bad(cb);
+        if (it.name == nullptr || it.offset < 1 || it.order >= cb->nitems) return fhfail(cb, VN_CORRUPT(VN_E_FIDREAD));
         uint64_t last = it.offset + static_cast<uint64_t>(it.length) * it.occurs;
-        if (last > end || it.offset + static_cast<uint32_t>(it.length) > end) return bad(cb);
+        if (last > end || it.offset + static_cast<uint32_t>(it.length) > end)
+            return fhfail(cb, VN_CORRUPT(VN_E_FIDREAD));
     }
     return 0;
 }
 
 int32_t fidcheckkeys(FHCB* cb) {
     int maxkeys = (cb->fflags & VN_FF_RECNO) ? FID_MAXINDEX - 1 : FID_MAXINDEX;
-    if (cb->nkeys < 0 || cb->nkeys > maxkeys) return bad(cb);
-    if (cb->nkeys > 0 && cb->keys == nullptr) return bad(cb);
+    if (cb->nkeys < 0 || cb->nkeys > maxkeys) return fhfail(cb, VN_CORRUPT(VN_E_FIDREAD));
+    if (cb->nkeys > 0 && cb->keys == nullptr) return fhfail(cb, VN_CORRUPT(VN_E_FIDREAD));
     uint32_t end = cb->reclen - 1u;
     for (int k = 0; k < cb->nkeys; ++k) {
         const FidKey& key = cb->keys[k];
-        if (key.name == nullptr || key.nsegs > FID_MAXSEGS) return bad(cb);
+        if (key.name == nullptr || key.nsegs > FID_MAXSEGS) return fhfail(cb, VN_CORRUPT(VN_E_FIDREAD));
         uint32_t sum = 0;
         for (int s = 0; s < key.nsegs; ++s) {
             const FidSeg& seg = key.seg[s];
-            if (seg.segoff + 1u + seg.seglen > end) return bad(cb);
+            if (seg.segoff + 1u + seg.seglen > end) return fhfail(cb, VN_CORRUPT(VN_E_FIDREAD));
             sum += seg.seglen;
         }
-        if (sum > key.keylen) return bad(cb);
+        if (sum > key.keylen) return fhfail(cb, VN_CORRUPT(VN_E_FIDREAD));
     }
     return 0;
 }
@@ -105,7 +102,7 @@ int32_t fidadjustkeys(FHCB* cb) {
             len += 5;
         else if (k > 0)
             len += first;
-        if (len > 255) return bad(cb);
+        if (len > 255) return fhfail(cb, VN_CORRUPT(VN_E_FIDREAD));
         cb->keys[k].keylen = static_cast<uint8_t>(len);
     }
     return 0;

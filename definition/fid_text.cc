@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "definition/fidload.h"
+#include "support/runtime.h"
 
 namespace {
 
@@ -47,11 +48,6 @@ class Fields {
     const char* p_;
     char fld_[LINEMAX + 1];
 };
-
-int32_t bad(FHCB* cb) {
-    cb->status = VN_E_FIDREAD;
-    return -1;
-}
 
 class TextLoader {
    public:
@@ -111,13 +107,13 @@ int32_t TextLoader::reclen(long v) {
         cb_->status = VN_E_RECLEN;
         return -1;
     }
-    if (v > FID_MAXRECLEN) return bad(cb_);
+    if (v > FID_MAXRECLEN) return fhfail(cb_, VN_CORRUPT(VN_E_FIDREAD));
     cb_->reclen = static_cast<uint16_t>(v + 2);
     return 0;
 }
 
 int32_t TextLoader::items(long v) {
-    if (v < 0 || v > FID_MAXITEMS) return bad(cb_);
+    if (v < 0 || v > FID_MAXITEMS) return fhfail(cb_, VN_CORRUPT(VN_E_FIDREAD));
     fidfreeitems(cb_);
     cb_->nitems = static_cast<uint16_t>(v);
     itemfill_ = 0;
@@ -126,7 +122,7 @@ int32_t TextLoader::items(long v) {
 }
 
 int32_t TextLoader::keys(long v) {
-    if (v < 0 || v > FID_MAXKEYS) return bad(cb_);
+    if (v < 0 || v > FID_MAXKEYS) return fhfail(cb_, VN_CORRUPT(VN_E_FIDREAD));
     fidfreekeys(cb_);
     cb_->nkeys = static_cast<int8_t>(v);
     keyfill_ = 0;
@@ -155,7 +151,7 @@ int32_t TextLoader::item(const char* p) {
     long off, len, occ, ord;
     if (!Fields::num(f.next(), 0, 65534, &off) || !Fields::num(f.next(), 0, 65535, &len) ||
         !Fields::num(f.next(), 0, 65535, &occ) || !Fields::num(f.next(), 0, 65535, &ord))
-        return bad(cb_);
+        return fhfail(cb_, VN_CORRUPT(VN_E_FIDREAD));
     it.offset = static_cast<uint16_t>(off + 1);
     it.length = static_cast<uint16_t>(len);
     it.occurs = static_cast<uint16_t>(occ);
@@ -176,7 +172,7 @@ int32_t TextLoader::key(const char* p) {
     }
     long len, nsegs;
     if (!Fields::num(f.next(), 0, 255, &len) || !Fields::num(f.rest(), 0, FID_MAXSEGS, &nsegs))
-        return bad(cb_);
+        return fhfail(cb_, VN_CORRUPT(VN_E_FIDREAD));
     k.keylen = static_cast<uint8_t>(len);
     k.nsegs = static_cast<uint8_t>(nsegs);
     for (int s = 0; s < nsegs; ++s)
@@ -187,13 +183,13 @@ int32_t TextLoader::key(const char* p) {
 // offset, length, flags
 int32_t TextLoader::segment(FidSeg* seg, bool keep) {
     char text[LINEMAX + 1];
-    if (fastgets(s_, text, LINEMAX) == nullptr) return bad(cb_);
+    if (fastgets(s_, text, LINEMAX) == nullptr) return fhfail(cb_, VN_CORRUPT(VN_E_FIDREAD));
     if (!keep) return 0;
     Fields f(text);
     long off, len, flg;
     if (!Fields::num(f.next(), 0, 65535, &off) || !Fields::num(f.next(), 0, 255, &len) ||
         !Fields::num(f.rest(), 0, 255, &flg))
-        return bad(cb_);
+        return fhfail(cb_, VN_CORRUPT(VN_E_FIDREAD));
     seg->segoff = static_cast<uint16_t>(off);
     seg->seglen = static_cast<uint8_t>(len);
     seg->segflags = static_cast<uint8_t>(flg);

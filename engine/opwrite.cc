@@ -67,7 +67,7 @@ int32_t placenew(FHCB* cb, int32_t len, bool var) {
         const int32_t r = keysearch(cb, 0, SRCH_EQUAL);
         if (r < 0) return -1;
         if (r > 0) {
-            cb->status = VN_E_IDXCORRUPT;
+            cb->status = VN_CORRUPT(VN_E_IDXCORRUPT);
             return -1;
         }
     }

@@ -11,6 +11,7 @@
 #include "index/idxfile.h"
 #include "index/idxpage.h"
 #include "index/pagecache.h"
+#include "support/runtime.h"
 
 namespace {
 
@@ -22,7 +23,7 @@ int32_t removeat(IdxFile& f, int index) {
     for (;;) {
         uint8_t* img = c.img;
         unsigned count = img[PG_COUNT], slot = c.slot;
-        if (slot >= count) return VN_E_IDXCORRUPT;
+        if (slot >= count) return VN_CORRUPT(VN_E_IDXCORRUPT);
         if (count == 1) {
             if (const int32_t r = pagefree(f, index, c.page)) return r;
             if (c.depth == 0) {
@@ -52,7 +53,7 @@ int32_t removeat(IdxFile& f, int index) {
         do e = c.path[--c.depth];
         while (e.slot + 1 == e.count && c.depth > 0);
         if (const int32_t r = btreadpage(f, index, e.page)) return r;
-        if (e.slot >= c.img[PG_COUNT]) return VN_E_IDXCORRUPT;
+        if (e.slot >= c.img[PG_COUNT]) return VN_CORRUPT(VN_E_IDXCORRUPT);
         memcpy(pgkey(c.img, cap, k, e.slot), last, k);
         c.slot = e.slot;
         return fromcache(pgwrite(f, index, e.page));

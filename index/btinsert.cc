@@ -12,6 +12,7 @@
 #include "index/idxfile.h"
 #include "index/idxpage.h"
 #include "index/pagecache.h"
+#include "support/runtime.h"
 
 namespace {
 
@@ -47,7 +48,7 @@ int32_t insertat(IdxFile& f, int index, unsigned slot, uint32_t ptr, const uint8
     for (;;) {
         uint8_t* img = c.img;
         unsigned count = img[PG_COUNT];
-        if (count >= cap || slot > count) return VN_E_IDXCORRUPT;
+        if (count >= cap || slot > count) return VN_CORRUPT(VN_E_IDXCORRUPT);
         memmove(img + PG_PTRS + 4 * (slot + 1), img + PG_PTRS + 4 * slot, 4 * (count - slot));
         memmove(pgkey(img, cap, k, slot + 1), pgkey(img, cap, k, slot), k * (count - slot));
         pgsetptr(img, slot, ptr);
@@ -78,7 +79,7 @@ int32_t insertat(IdxFile& f, int index, unsigned slot, uint32_t ptr, const uint8
         if (c.depth > 0) {
             IdxPath e = c.path[--c.depth];
             if (const int32_t r = btreadpage(f, index, e.page)) return r;
-            if (e.slot >= c.img[PG_COUNT]) return VN_E_IDXCORRUPT;
+            if (e.slot >= c.img[PG_COUNT]) return VN_CORRUPT(VN_E_IDXCORRUPT);
             // The new page's last key may be stale (an inner page's last
             // key is not kept up to date); below the parent's last slot the
             // parent's key is exact, and the new page inherits that high end.

@@ -13,6 +13,7 @@
 #include "index/idxpage.h"
 #include "index/pagecache.h"
 #include "support/os.h"
+#include "support/runtime.h"
 
 namespace {
 
@@ -33,7 +34,7 @@ struct Search {
 // A page that cannot be part of this index: the cursor lets it go.
 int32_t corrupt(IdxCursor* c) {
     c->page = 0;
-    return VN_E_IDXCORRUPT;
+    return VN_CORRUPT(VN_E_IDXCORRUPT);
 }
 
 // memcmp of n bytes, kept inline for the short keys of a page: eight bytes

@@ -9,6 +9,7 @@
 #include "index/lebytes.h"
 #include "index/pagecache.h"
 #include "velnor.h"
+#include "support/runtime.h"
 
 int32_t pagealloc(IdxFile& f, int index, uint32_t* out) {
     *out = 0;
@@ -34,7 +35,7 @@ int32_t pagealloc(IdxFile& f, int index, uint32_t* out) {
     std::swap(c.image, st->spare);
     std::swap(c.img, st->spareimg);
     if (r != 0) return fromcache(r);
-    if (!free) return VN_E_IDXCORRUPT;
+    if (!free) return VN_CORRUPT(VN_E_IDXCORRUPT);
     // A link out of the file ends the chain rather than handing out a
     // page twice.
     st->freepage = next < st->nextpage ? next : 0;

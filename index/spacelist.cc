@@ -9,6 +9,7 @@
 #include "index/idxpage.h"
 #include "index/pagecache.h"
 #include "velnor.h"
+#include "support/runtime.h"
 
 namespace {
 
@@ -59,7 +60,7 @@ int32_t spaceadd(IdxFile& f, uint32_t pos, uint16_t len) {
     // link out of the file ends the list.
     uint32_t page = st->spacelist;
     for (uint32_t walked = 0; page && page < st->nextpage; walked++) {
-        if (walked == st->nextpage) return VN_E_IDXCORRUPT;
+        if (walked == st->nextpage) return VN_CORRUPT(VN_E_IDXCORRUPT);
         uint8_t head[SP_ENTRIES];
         bool whole;
         if (const int32_t r = listhead(f, page, head, &whole)) return r;
@@ -102,7 +103,7 @@ int32_t spacetake(IdxFile& f, uint16_t len, uint32_t* out) {
     unsigned n = 0, i = 0;
     bool found = false;
     for (uint32_t walked = 0; page && page < st->nextpage; walked++) {
-        if (walked == st->nextpage) return VN_E_IDXCORRUPT;
+        if (walked == st->nextpage) return VN_CORRUPT(VN_E_IDXCORRUPT);
         if (const int32_t r = pgread(f, 0, page)) return fromcache(r);
         n = spacecount(st, img);
         // Fixed-length records: only the first entry of the first page.

@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "keyword/posting.h"
+#include "definition/definition.h"
 #include "support/nothrow.h"
 #include "support/os.h"
 
@@ -24,11 +25,6 @@ bool wordrules(char* word) {
     for (char* p = word; *p != '\0'; p++)
         if (isupper(*p)) *p = static_cast<char>(*p - 'A' + 'a');
     return std::strcmp(word, "and") != 0 && std::strcmp(word, "the") != 0;
-}
-
-int32_t fail(FHCB* cb, uint8_t status) {
-    cb->status = status;
-    return -1;
 }
 
 // The steps of fhhypaddword from the key lookup on, with the new node's
@@ -144,20 +140,20 @@ int32_t hypinit(FHCB* cb, const char* path, uint32_t open, int32_t create) {
             std::memcmp(hdr, "ezhyp", 5) != 0) {
             osclose(h);
             vfhclose(cb);
-            return fail(cb, VN_E_HYPOPEN);
+            return fhfail(cb, VN_E_HYPOPEN);
         }
     } else {
         if (create == 0) return -1;
         h = postopen(path, true);
         if (h <= 0) {
             vfhclose(cb);
-            return fail(cb, VN_E_HYPOPEN);
+            return fhfail(cb, VN_E_HYPOPEN);
         }
         static const char header[POST_HDRLEN] = {'e', 'z', 'h', 'y', 'p', '1'};
         if (oswrite(h, header, POST_HDRLEN) != POST_HDRLEN) {
             osclose(h);
             vfhclose(cb);
-            return fail(cb, VN_E_HYPWRITE);
+            return fhfail(cb, VN_E_HYPWRITE);
         }
     }
     cb->hypfd = static_cast<uint16_t>(h);

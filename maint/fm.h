@@ -36,6 +36,17 @@ struct MaintState : RuntimePart {
 // Maintenance's part, made on first use.
 MaintState& fmstate();
 
+// What the three runs share: the block they drive the engine with.
+struct FmRun {
+    FHCB cb{};
+    // Sets the block's status and returns it, as a run's steps fail.
+    int32_t fail(uint8_t status) {
+        cb.status = status;
+        return status;
+    }
+    bool varlen() const { return cb.fflags & VN_FF_VARLEN; }
+};
+
 // Progress lines: each formats its line, shows it (the window's band, or
 // the callback) and pumps.  fmfiletype describes cb's definition ("" for
 // null).

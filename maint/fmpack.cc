@@ -22,8 +22,7 @@ constexpr int32_t kSecureEvery = 5000;
 
 bool hexdigit(char c) { return (c >= '0' && c <= '9') || (c >= 'A' && c <= 'F'); }
 
-struct Pack {
-    FHCB cb{};
+struct Pack : FmRun {
     uint32_t flags = 0;
     bool created = false;
     char* buf = nullptr;
@@ -40,12 +39,6 @@ struct Pack {
     int32_t datlen = 0;
     int32_t last = -1;
     bool confirmed = false;
-
-    int32_t fail(uint8_t status) {
-        cb.status = status;
-        return status;
-    }
-    bool varlen() const { return cb.fflags & VN_FF_VARLEN; }
 
     int32_t op(uint8_t code) {
         cb.opcode = code;

@@ -22,8 +22,7 @@ namespace {
 constexpr int32_t kFlushEvery = 5000;
 const char kLenMismatch[] = "Error: Data/FID record length mismatch. Solution: PACK or Edit.";
 
-struct Recover {
-    FHCB cb{};
+struct Recover : FmRun {
     bool loaded = false;
     char* buf = nullptr;
     std::vector<char> raw;
@@ -35,12 +34,6 @@ struct Recover {
     char final[FH_NAMESIZE] = "";
     int32_t hdrcount = 0;
     int32_t deleted = 0;
-
-    int32_t fail(uint8_t status) {
-        cb.status = status;
-        return status;
-    }
-    bool varlen() const { return cb.fflags & VN_FF_VARLEN; }
 
     int32_t mismatch(const char* text) {
         fmmessage(text);

@@ -34,8 +34,7 @@ void spin() {
     while (rounds < kLockSpin) rounds = rounds + 1;
 }
 
-struct Verify {
-    FHCB cb{};
+struct Verify : FmRun {
     uint32_t flags = 0;
     int32_t datfd = 0;
     FmReader data;
@@ -53,12 +52,6 @@ struct Verify {
 
     bool shared() const { return flags & VN_FM_SHARED; }
     bool hashed() const { return cb.fflags & VN_FF_HASHED; }
-    bool varlen() const { return cb.fflags & VN_FF_VARLEN; }
-
-    int32_t fail(uint8_t status) {
-        cb.status = status;
-        return status;
-    }
 
     // Locks byte pos of the data file for reading, when shared: up to 100
     // tries with a short spin between them.  False when every try failed.

@@ -12,15 +12,11 @@
 #include "index/idxfile.h"
 #include "support/os.h"
 #include "record/keyfile.h"
+#include "support/runtime.h"
 
 namespace {
 
 enum { KEYMAX = 256 };
-
-int32_t fail(FHCB* cb, uint8_t status) {
-    cb->status = status;
-    return -1;
-}
 
 int32_t dat(const FHCB* cb) { return static_cast<int32_t>(cb->datfd); }
 
@@ -57,7 +53,8 @@ bool primarykey(FHCB* cb) {
 [[gnu::noinline]] int32_t wrapped(FHCB* cb, int32_t saved, uint32_t visited) {
     cb->datpos = saved;
     if (isshared(cb) && readhdrcount(cb) < 0) return -1;
-    return fail(cb, cb->nrecs > visited ? VN_E_HSHFULL : VN_E_HSHCORRUPT);
+    if (cb->nrecs > visited) return fhfail(cb, VN_E_HSHFULL);
+    return fhfail(cb, VN_CORRUPT(VN_E_HSHCORRUPT));
 }
 
 }  // namespace
@@ -66,7 +63,7 @@ int32_t hshprobe(FHCB* cb) {
     cb->hashstate &= static_cast<uint8_t>(~HS_FOUND);
     uint32_t t = cb->hashrecs;
     if (cb->index == nullptr || cb->index->keybuf == nullptr || t == 0)
-        return fail(cb, VN_E_HSHREAD);
+        return fhfail(cb, VN_E_HSHREAD);
     const char* want = cb->index->keybuf;
     uint32_t h, d;
     hshkey(want, t, hshclass(cb->hashstate), &h, &d);
@@ -83,7 +80,7 @@ int32_t hshprobe(FHCB* cb) {
         cb->datpos = static_cast<int32_t>(pos);
         if (!readrecord(cb)) {
             cb->datpos = saved;
-            return fail(cb, VN_E_DATREAD);
+            return fhfail(cb, VN_E_DATREAD);
         }
         bldkey(cb, 0, key);
         if (keycmp(table, 0, key, want) == 0) {
@@ -110,10 +107,10 @@ int32_t hshread(FHCB* cb) {
 }
 
 int32_t hshwrite(FHCB* cb) {
-    if (!primarykey(cb)) return fail(cb, VN_E_HSHREAD);
+    if (!primarykey(cb)) return fhfail(cb, VN_E_HSHREAD);
     char* record = cb->recbuf;
     char* scratch = static_cast<char*>(globalmalloc(cb->reclen + 8u));
-    if (scratch == nullptr) return fail(cb, VN_E_MEMORY);
+    if (scratch == nullptr) return fhfail(cb, VN_E_MEMORY);
     if (!locktaken(cb) || (isshared(cb) && readhdrcount(cb) != 0)) {
         globalmfree(scratch);
         unlock(cb);
@@ -143,7 +140,7 @@ int32_t hshwrite(FHCB* cb) {
         // so that its slot does not lead to torn bytes.
         if (isnew) oswriteat(dat(cb), deletemark, 1, static_cast<uint32_t>(cb->datpos));
         unlock(cb);
-        return fail(cb, VN_E_DATWRITE);
+        return fhfail(cb, VN_E_DATWRITE);
     }
     osseek(dat(cb), cb->datpos, 0);
     cb->hashstate |= HS_FOUND;
@@ -152,16 +149,16 @@ int32_t hshwrite(FHCB* cb) {
 }
 
 int32_t hshdelete(FHCB* cb) {
-    if (!primarykey(cb)) return fail(cb, VN_E_HSHREAD);
+    if (!primarykey(cb)) return fhfail(cb, VN_E_HSHREAD);
     if (!locktaken(cb)) return -1;
     int32_t slot = hshprobe(cb);
     if (slot < 0 || !(cb->hashstate & HS_FOUND)) {
         unlock(cb);
-        return slot < 0 ? -1 : fail(cb, VN_C_NOTFOUND);
+        return slot < 0 ? -1 : fhfail(cb, VN_C_NOTFOUND);
     }
     if (osseek(dat(cb), cb->datpos, 0) < 0 || oswrite(dat(cb), deletemark, 1) != 1) {
         unlock(cb);
-        return fail(cb, VN_E_DATWRITE);
+        return fhfail(cb, VN_E_DATWRITE);
     }
     cb->hashstate &= static_cast<uint8_t>(~HS_FOUND);
     cb->state |= VN_ST_DIRTY;

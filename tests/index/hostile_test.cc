@@ -4,6 +4,7 @@
 // looping pages with the corrupt-index status (random damage is the fuzz
 // target's).
 #include "idxfixture.h"
+#include "support/runtime.h"
 
 namespace {
 
@@ -76,6 +77,7 @@ TEST_F(Hostile, ForeignEmptyOrLoopingPagesAreCorrupt) {
         {root1 * P + 4, loop, "children that loop"},
     };
     for (const Damage& d : damages) {
+        runtime().corruption = CorruptionSeen{};
         damaged("d.idx", good, d.off, d.bytes);
         TestIndex f(path("d.idx"), defs);
         ASSERT_EQ(f.open(), 0) << d.what;
@@ -86,6 +88,10 @@ TEST_F(Hostile, ForeignEmptyOrLoopingPagesAreCorrupt) {
         }
         EXPECT_EQ(f.insert(1, key, 999), VN_E_IDXCORRUPT) << d.what;
         EXPECT_EQ(f.remove(1, key, 1), VN_E_IDXCORRUPT) << d.what;
+        // The check that saw the damage is on record, and it is the index's.
+        const CorruptionSeen& seen = runtime().corruption;
+        EXPECT_EQ(seen.status, VN_E_IDXCORRUPT) << d.what;
+        EXPECT_TRUE(seen.file != nullptr && std::string(seen.file).find("index/") != std::string::npos) << d.what;
         EXPECT_GT(f.search(0, "000000", SRCH_EQUAL), 0) << d.what;  // the other index is unharmed
     }
 }
