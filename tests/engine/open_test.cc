@@ -5,6 +5,7 @@
 
 #include "engine/engine.h"
 #include "engine/handles.h"
+#include "index/pagecache.h"
 #include "common/engine.h"
 
 using vntest::File;
@@ -22,6 +23,19 @@ void expectrefused(File& b, int opcode, int status) {
 }
 
 }  // namespace
+
+// The real shutdown frees what a run of the engine built, and nothing a
+// caller set: the date form and the page-cache size asked for outlive it.
+TEST_F(EngineTest, SettingsOutliveTheRealShutdown) {
+    set_dateform(2);
+    pgsetcapacity(300);
+    vntest::enginestop();
+    EXPECT_EQ(idxstate().cache.slots, nullptr);
+    EXPECT_EQ(enginestate().openfiles, nullptr);
+    ASSERT_TRUE(vntest::enginestart());
+    EXPECT_EQ(idxstate().cache.capacity, 300);
+    EXPECT_EQ(set_dateform(0), 2);
+}
 
 TEST_F(EngineTest, OpenRefusesMissingFiles) {
     std::string dat = makefile("m", true);
