@@ -43,7 +43,10 @@ static const char kHashedFid[] = "TKF FID v7.0\nRecLen = 30\nNItems = 2\nNKeys =
 
 static void writefile(const char *name, const char *text) {
     FILE *f = fopen(name, "wb");
-    if (f == NULL || fputs(text, f) < 0 || fclose(f) != 0) perror(name), exit(2);
+    if (f == NULL || fputs(text, f) < 0 || fclose(f) != 0) {
+        perror(name);
+        exit(2);
+    }
 }
 
 /* What the folder holds, as "name:size;" for each entry in order of

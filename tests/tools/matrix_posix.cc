@@ -34,7 +34,10 @@ protected:
         writefile("r.fid", textfid(20, 0, {{"CODE", 'C', 0, 6}, {"NAME", 'C', 6, 10}, {"QTY", 'N', 16, 4, 1, 'R'}},
                                    {{"CODE", 6, {{0, 6, 0}}}}));
         std::string csv = "CODE,NAME,QTY\n";
-        for (int i = 0; i < 10; i++) csv += vntest::cat("B", i, ",base,", i, "\n"), model.codes.insert(vntest::cat("B", i));
+        for (int i = 0; i < 10; i++) {
+            csv += vntest::cat("B", i, ",base,", i, "\n");
+            model.codes.insert(vntest::cat("B", i));
+        }
         writefile("base.csv", csv);
         ASSERT_EQ(ok({"load", "r.dat", "--csv", "base.csv", "--create"}).empty(), false);
         ok({"keyword", "create", "k"});
