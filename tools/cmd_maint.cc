@@ -136,7 +136,10 @@ long hiddenkeys(const MaintOptions& opt) {
         target.path = opt.file;
         target.fid = opt.fid;
         target.index = opt.key;
-        RecordFile f(target);
+        // Held as the verify that calls this holds the files, which goes
+        // beside a hold of its own kind.
+        target.network = opt.shared ? "MSNET" : "SINGLE";
+        RecordFile f(reading(target));
         FHCB* cb = f.cb();
         if (cb->fflags & VN_FF_HASHED) return -1;
         const long active = countactive(f);
@@ -326,7 +329,12 @@ int runpass(const MaintOptions& opt, std::FILE* out, bool retryable) {
     const int32_t r = filemaint(op, opt.file.c_str(), opt.fid.c_str(), opt.key.c_str(), nullptr, flags,
                                 report.c_str(), onprogress);
     vfhsettmpdir(nullptr);
-    holds.release();  // what follows opens the files again, holding them itself
+    // A verify keeps its holds while it counts the records and walks the
+    // keys again below, or a writer could slip in between and make the
+    // counts differ; pack and recover hold the files alone, which no
+    // other hold goes beside, so they let go before the files are opened
+    // again.
+    if (op != VN_FM_VERIFY) holds.release();
     fmsetask(nullptr);
     std::signal(SIGINT, oldsig == SIG_ERR ? SIG_DFL : oldsig);
     bar.finish();
