@@ -44,12 +44,3 @@ void runtimereset() {
     delete runtimedetail::current;
     runtimedetail::current = nullptr;
 }
-
-namespace {
-// The object lives as long as the library: it goes when the library is
-// unloaded or the process ends.  Every part frees only memory and handles
-// then; nothing is written.
-struct RuntimeReaper {
-    ~RuntimeReaper() { runtimereset(); }
-} reaper;
-}  // namespace

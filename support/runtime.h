@@ -16,8 +16,7 @@
 // open-file list, the page cache, the scratch buffers), and the settings
 // that outlive a shutdown (date form, precision, temporary directory, the
 // page-cache size asked for, the archiver's options) stay in their parts.
-// runtimereset, for tests, throws the whole object away; so does the
-// unloading of the library, or the end of the process.
+// runtimereset, for tests, throws the whole object away.
 #ifndef VELNOR_SUPPORT_RUNTIME_H
 #define VELNOR_SUPPORT_RUNTIME_H
 

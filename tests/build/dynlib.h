@@ -15,7 +15,6 @@ extern const bool kRoundAlias;
 void* load(std::string* why);
 // Address of the exported name, or null when the library does not export it.
 void* find(void* lib, const char* name);
-void unload(void* lib);
 
 }  // namespace dynlib
 

@@ -25,6 +25,4 @@ void* find(void* lib, const char* name) {
     return info.dli_fbase == own.dli_fbase ? sym : nullptr;
 }
 
-void unload(void* lib) { dlclose(lib); }
-
 }  // namespace dynlib

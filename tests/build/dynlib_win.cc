@@ -18,6 +18,4 @@ void* find(void* lib, const char* name) {
     return reinterpret_cast<void*>(GetProcAddress(static_cast<HMODULE>(lib), name));
 }
 
-void unload(void* lib) { FreeLibrary(static_cast<HMODULE>(lib)); }
-
 }  // namespace dynlib

@@ -27,9 +27,9 @@ protected:
         lib_ = dynlib::load(&why);
         ASSERT_NE(lib_, nullptr) << why;
     }
-    void TearDown() override {
-        if (lib_) dynlib::unload(lib_);
-    }
+    // The library stays loaded to the end of the process, as an
+    // application's does: its state object lives as long as the process,
+    // and unloading the library early would strand it.
     template <typename Fn>
     Fn get(const char* name) {
         return reinterpret_cast<Fn>(dynlib::find(lib_, name));
