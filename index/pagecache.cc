@@ -60,11 +60,12 @@ struct Directory : RuntimePart {
     int32_t occupied = 0, hand = 0;
 };
 
-Directory& dir() {
-    IndexState& st = idxstate();
+Directory& dir(IndexState& st) {
     if (st.directory == nullptr) st.directory = new Directory();
     return static_cast<Directory&>(*st.directory);
 }
+
+Directory& dir() { return dir(idxstate()); }
 
 void* takeblock(uint16_t size) {
     void* b = globalhalloc(size);
@@ -78,15 +79,15 @@ void dropblock(PageSlot& s) {
     s.block = nullptr;
 }
 
-FilePages* pagesof(uint32_t file) {
-    for (FilePages& f : dir().filepages)
+FilePages* pagesof(Directory& d, uint32_t file) {
+    for (FilePages& f : d.filepages)
         if (f.file == file) return &f;
     return nullptr;
 }
 
 // The directory entry of (file, page), or null when it was never made.
-DirEntry* entryof(uint32_t file, uint32_t page) {
-    FilePages* f = pagesof(file);
+DirEntry* entryof(Directory& d, uint32_t file, uint32_t page) {
+    FilePages* f = pagesof(d, file);
     const uint32_t c = page >> kChunkBits;
     if (f == nullptr || c >= f->chunks.size() || !f->chunks[c]) return nullptr;
     return &f->chunks[c][page & (kChunk - 1)];
@@ -104,8 +105,8 @@ bool diradd(int32_t slot) {
     const PageSlot& s = idxstate().cache.slots[slot];
     try {
         d.sparechunks.reserve(kSpareChunks);
-        FilePages* f = pagesof(s.file);
-        if (f == nullptr && (f = pagesof(0)) != nullptr) f->file = s.file;  // a forgotten file's entry
+        FilePages* f = pagesof(d, s.file);
+        if (f == nullptr && (f = pagesof(d, 0)) != nullptr) f->file = s.file;  // a forgotten file's entry
         if (f == nullptr) f = &d.filepages.emplace_back(FilePages{s.file, 0, {}});
         const uint32_t c = s.page >> kChunkBits;
         if (c >= f->chunks.size()) f->chunks.resize(c + 1);
@@ -128,20 +129,22 @@ bool diradd(int32_t slot) {
 
 // Slot of (file, page), or -1; its page's bytes and the slot itself are
 // fetched into the processor's cache as the caller goes on.
-int32_t dirfind(uint32_t file, uint32_t page) {
-    const DirEntry* e = entryof(file, page);
+int32_t dirfind(IndexState& st, uint32_t file, uint32_t page) {
+    const DirEntry* e = entryof(dir(st), file, page);
     if (e == nullptr || e->slot < 0) return -1;
     __builtin_prefetch(e->block);
-    __builtin_prefetch(&idxstate().cache.slots[e->slot]);
+    __builtin_prefetch(&st.cache.slots[e->slot]);
     return e->slot;
 }
 
 void dirdrop(int32_t slot) {
-    const PageSlot& s = idxstate().cache.slots[slot];
-    DirEntry* e = entryof(s.file, s.page);
+    IndexState& st = idxstate();
+    Directory& d = dir(st);
+    const PageSlot& s = st.cache.slots[slot];
+    DirEntry* e = entryof(d, s.file, s.page);
     if (e == nullptr || e->slot != slot) return;
     *e = DirEntry{-1, nullptr};
-    pagesof(s.file)->cached--;
+    pagesof(d, s.file)->cached--;
 }
 
 // The occupied slots of a file, highest first, in a list kept from one
@@ -149,10 +152,12 @@ void dirdrop(int32_t slot) {
 // slot table is read when it is the shorter, as after a shared command,
 // the file's directory when that is.
 const std::vector<int32_t>& slotsof(uint32_t file) {
-    PageCache& pc = idxstate().cache;
-    std::vector<int32_t>& found = dir().found;
+    IndexState& st = idxstate();
+    PageCache& pc = st.cache;
+    Directory& d = dir(st);
+    std::vector<int32_t>& found = d.found;
     found.clear();
-    const FilePages* f = pagesof(file);
+    const FilePages* f = pagesof(d, file);
     if (f == nullptr) return found;
     if (static_cast<size_t>(pc.used) <= f->chunks.size() * kChunk) {
         for (int32_t i = pc.used - 1; i >= 0 && found.size() < f->cached; i--)
@@ -170,10 +175,11 @@ const std::vector<int32_t>& slotsof(uint32_t file) {
 // its chunks, and its entry with the room of its chunk list, for the next
 // file: shared use forgets its file after every command.
 void dirforget(uint32_t file) {
-    FilePages* f = pagesof(file);
+    Directory& d = dir();
+    FilePages* f = pagesof(d, file);
     if (f == nullptr) return;
     // The room was reserved before, so that keeping allocates nothing.
-    std::vector<std::unique_ptr<DirEntry[]>>& spare = dir().sparechunks;
+    std::vector<std::unique_ptr<DirEntry[]>>& spare = d.sparechunks;
     const size_t keep = std::min(kSpareChunks, spare.capacity());
     for (auto& chunk : f->chunks)
         if (chunk && f->cached == 0 && spare.size() < keep) spare.push_back(std::move(chunk));
@@ -200,8 +206,7 @@ bool grow() {
 // Marks an occupied slot used now.  Only the slot itself is written: a
 // large index touches pages all over its table, and any list of them in
 // order of use would cost a visit to two more slots on every lookup.
-void touch(int32_t slot) {
-    IndexState& st = idxstate();
+void touch(IndexState& st, int32_t slot) {
     PageSlot& s = st.cache.slots[slot];
     s.age.stamp = st.clock;
     s.recent = 1;
@@ -352,9 +357,9 @@ int32_t pglookup(uint32_t file, uint32_t page) {
     IndexState& st = idxstate();
     st.clock++;
     if (st.cache.used == 0) return -1;
-    const int32_t found = dirfind(file, page);
+    const int32_t found = dirfind(st, file, page);
     if (found < 0) return -1;
-    touch(found);
+    touch(st, found);
     return found;
 }
 
