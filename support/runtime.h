@@ -106,12 +106,18 @@ inline Runtime& runtime() {
 
 // The part in slot, made (value-initialised) on first use.  Throws
 // std::bad_alloc when it cannot be made; every exported function that can
-// get here first runs through nothrow (support/nothrow.h).
+// get here first runs through nothrow (support/nothrow.h).  The making is
+// kept out of line, so that where a part is reached on every page or
+// system call, the usual case (the part is there) is two loads and a test.
 template <class Part>
-Part& runtimepart(RuntimeSlot slot) {
-    RuntimePart*& p = runtime().parts[slot];
-    if (p == nullptr) p = new Part();
+[[gnu::noinline]] Part& runtimemake(RuntimePart*& p) {
+    p = new Part();
     return static_cast<Part&>(*p);
+}
+template <class Part>
+inline Part& runtimepart(RuntimeSlot slot) {
+    RuntimePart*& p = runtime().parts[slot];
+    return p != nullptr ? static_cast<Part&>(*p) : runtimemake<Part>(p);
 }
 
 // For a small part that an exported function reaches with no way to report
@@ -120,13 +126,15 @@ Part& runtimepart(RuntimeSlot slot) {
 // it, when there is no memory for one, the process stops with a message.
 [[noreturn]] void runtimenomemory();
 template <class Part>
-Part& runtimeownpart(RuntimeSlot slot) {
-    RuntimePart*& p = runtime().parts[slot];
-    if (p == nullptr) {
-        p = new (std::nothrow) Part();
-        if (p == nullptr) runtimenomemory();
-    }
+[[gnu::noinline]] Part& runtimemakeown(RuntimePart*& p) {
+    p = new (std::nothrow) Part();
+    if (p == nullptr) runtimenomemory();
     return static_cast<Part&>(*p);
+}
+template <class Part>
+inline Part& runtimeownpart(RuntimeSlot slot) {
+    RuntimePart*& p = runtime().parts[slot];
+    return p != nullptr ? static_cast<Part&>(*p) : runtimemakeown<Part>(p);
 }
 
 // The part in slot when it has been made, else null.
