@@ -1,12 +1,7 @@
-// cli_test.cc - the program's command line: its version, and usage errors
+// cli_test.cc - the program's command line: usage errors
 // with their exit status, before any file is touched and where the file
 // shows the argument is wrong.
 #include "tooltest.h"
-
-TEST_F(ToolTest, TheVersionNamesTheProgramAndTheEngine) {
-    const std::string out = velnor({"--version"}).out;
-    EXPECT_TRUE(holds(out, "velnor 7.0.144\nengine 7.0.")) << out;
-}
 
 TEST_F(Customers, UsageErrorsExitWithTwo) {
     const std::pair<std::vector<std::string>, std::string> bad[] = {  // arguments, part of the message
@@ -14,9 +9,7 @@ TEST_F(Customers, UsageErrorsExitWithTwo) {
         {{"frobnicate"}, ""},                           // unknown subcommand
         {{"info"}, ""},                                 // FILE missing
         {{"dump", "x.dat", "--key", "one"}, ""},        // not a number
-        {{"dump", "x.dat", "--key", "1", "--thread", "1"}, ""},
         {{"get", "x.dat", "A", "--key", "0"}, ""},      // keys count from 1
-        {{"archive", "list", "a.cmp", "--bits"}, ""},   // --bits is for --raw
         {{"load", "x.dat"}, ""},                        // --csv missing
         {{"demo", "--count", "3"}, ""},                 // below the range
         // Arguments the file itself refuses.

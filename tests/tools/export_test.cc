@@ -1,5 +1,5 @@
 // export_test.cc - velnor export into SQLite and load --sqlite back out,
-// and dump --format sql: each checked by the way back in.
+// checked by the way back in.
 #include <sqlite3.h>
 
 #include "tooltest.h"
@@ -66,18 +66,4 @@ TEST_F(Parts, ExportThenLoadGivesTheSameRecords) {
     ASSERT_TRUE(exits(0, {"load", "q.dat", "--fid", "p.fid", "--sqlite", "out.db", "--table", "p", "--create"}));
     EXPECT_EQ(ok({"dump", "q.dat", "--fid", "p.fid", "--format", "csv", "--key", "2"}),
               ok({"dump", "p.dat", "--format", "csv", "--key", "2"}));
-}
-
-TEST_F(Parts, SqlDumpMakesTheTableExportMakes) {
-    load(30);
-    ok({"export", "p.dat", "--sqlite", "out.db"});
-    writefile("p.sql", ok({"dump", "p.dat", "--format", "sql"}));
-    sqlite3* h = nullptr;
-    ASSERT_EQ(sqlite3_open(path("dump.db").c_str(), &h), SQLITE_OK);
-    EXPECT_EQ(sqlite3_exec(h, readfile("p.sql").c_str(), nullptr, nullptr, nullptr), SQLITE_OK);
-    sqlite3_close(h);
-    const std::string all = "SELECT * FROM p ORDER BY CODE";
-    const std::string schema = "SELECT type, name, sql FROM sqlite_master ORDER BY name";
-    EXPECT_EQ(query(path("dump.db"), all), query(path("out.db"), all));
-    EXPECT_EQ(query(path("dump.db"), schema), query(path("out.db"), schema));
 }

@@ -74,23 +74,3 @@ TEST_F(Customers, AHeaderCountShortOfTheDataIsFoundAndPackMendsIt) {
     EXPECT_EQ(lines(ok({"dump", "c.dat", "--format", "csv", "--items", "CODE"})),
               (std::vector<std::string>{"CODE", "A1", "B2", "C3"}));
 }
-
-// The temporary folder may be the files' own, by any name; a temporary name
-// that is one of the run's own files is refused before anything is touched.
-TEST_F(Customers, MaintenanceNeverWritesIntoItsOwnSource) {
-    for (const char* run : {"pack", "recover"})
-        for (const std::string& tmpdir : {std::string("."), dir_.string(), dir_.string() + "/./"}) {
-            EXPECT_TRUE(exits(0, {run, "c.dat", "--tmpdir", tmpdir, "--yes"})) << run << " " << tmpdir;
-            EXPECT_TRUE(exits(0, {"verify", "c.dat"}));
-            EXPECT_EQ(lines(ok({"dump", "c.dat", "--format", "csv", "--items", "CODE"})),
-                      (std::vector<std::string>{"CODE", "A1", "B2"}));
-        }
-    for (const char* ext : {".zdq", ".ziq"}) {
-        const std::string name = std::string("c") + ext;
-        writefile(name, readfile("c.dat"));
-        EXPECT_TRUE(exits(2, {"pack", name, "--fid", "c.fid", "--key-file", "c.idx", "--yes"},
-                          "would be " + name + ", which the run reads"));
-        EXPECT_EQ(readfile(name), readfile("c.dat"));
-    }
-    EXPECT_TRUE(exits(2, {"verify", "none.dat", "--fid", "c.fid"}, "Error opening data file (status 1)"));
-}

@@ -74,16 +74,3 @@ TEST_P(Records, LoadDumpGetDeleteAndInfo) {
 INSTANTIATE_TEST_SUITE_P(FixedAndVariable, Records, testing::Values(0u, 1u),
                          [](const testing::TestParamInfo<unsigned>& p) { return p.param ? "Variable" : "Fixed"; });
 
-// A hashed file has no key order: dump reads it physically and refuses a
-// key, and get reads it through.
-TEST_F(ToolTest, HashedFileIsReadInPhysicalOrder) {
-    writefile("h.fid", vntest::fidtext({28, VN_FF_HASHED >> 1, 50, {{"ID", 'C', 0, 8}, {"NAME", 'C', 8, 20}},
-                                        {{"ID", 8, {{0, 8, 0}}}}, {}}));
-    std::string csv = "ID,NAME\n";
-    for (int i = 1; i <= 250; i++) csv += vntest::cat("K", i, ",Name", i, "\n");
-    writefile("h.csv", csv);
-    ASSERT_TRUE(exits(0, {"load", "h.dat", "--csv", "h.csv", "--create"}));
-    EXPECT_EQ(lines(ok({"dump", "h.dat"})).size(), 251u);
-    EXPECT_EQ(lines(ok({"get", "h.dat", "K77", "--exact"})), (Lines{"ID       NAME", "K77      Name77"}));
-    EXPECT_TRUE(exits(2, {"dump", "h.dat", "--key", "1"}, "a hashed file keeps no key order"));
-}
