@@ -329,12 +329,9 @@ int runpass(const MaintOptions& opt, std::FILE* out, bool retryable) {
     const int32_t r = filemaint(op, opt.file.c_str(), opt.fid.c_str(), opt.key.c_str(), nullptr, flags,
                                 report.c_str(), onprogress);
     vfhsettmpdir(nullptr);
-    // A verify keeps its holds while it counts the records and walks the
-    // keys again below, or a writer could slip in between and make the
-    // counts differ; pack and recover hold the files alone, which no
-    // other hold goes beside, so they let go before the files are opened
-    // again.
-    if (op != VN_FM_VERIFY) holds.release();
+    // The holds stand to the end of the pass: a verify counts the records
+    // and walks the keys again below, and a writer that slipped in between
+    // would make the counts differ.
     fmsetask(nullptr);
     std::signal(SIGINT, oldsig == SIG_ERR ? SIG_DFL : oldsig);
     bar.finish();
