@@ -2,6 +2,7 @@
 // by its kind (number, integer, bytes, case-sensitive or case-blind text),
 // descending parts inverted, and a secondary key's tail compared as the
 // primary key it ends in.  Comparison never allocates.
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 
@@ -44,11 +45,31 @@ double partnum(const char* p, unsigned n) {
     return d < 1 ? -1 : 1;
 }
 
+// Case-blind text: lower-case letters raised, every byte taken as signed,
+// as casencmp compares.  Equal bytes fold equal, so a run of eight equal
+// bytes is passed over in one step; a search compares many keys that
+// share their first bytes.
+int foldcmp(const char* a, const char* b, unsigned n) {
+    unsigned i = 0;
+    for (uint64_t x, y; i + 8 <= n; i += 8) {
+        std::memcpy(&x, a + i, 8);
+        std::memcpy(&y, b + i, 8);
+        if (x != y) break;
+    }
+    for (; i < n; i++) {
+        int x = static_cast<signed char>(a[i]), y = static_cast<signed char>(b[i]);
+        if (x >= 'a' && x <= 'z') x -= 32;
+        if (y >= 'a' && y <= 'z') y -= 32;
+        if (x != y) return x < y ? -1 : 1;
+    }
+    return 0;
+}
+
 int partcmp(const char* a, const char* b, unsigned n, unsigned flags) {
     if (flags & (SEG_NUMERIC | SEG_INTEGER)) return numpartcmp(a, b, n, flags);
     if (flags & SEG_BINARY) return sign(memcmp(a, b, n));
     if (flags & SEG_CASE) return sign(strncmp(a, b, n));
-    return sign(casencmp(a, b, static_cast<int32_t>(n)));
+    return foldcmp(a, b, n);
 }
 
 }  // namespace

@@ -264,6 +264,24 @@ TEST_P(BTreeModel, AgreesWithOrderedMaps) {
     EXPECT_GT(m.recs.size(), 1000u);
 }
 
+// Case-blind parts long enough for the comparison's eight-byte steps, in
+// keys that share long prefixes and differ by case or in high bytes.
+TEST_F(IndexTest, CaseBlindLongPartsOrderAsWrittenOut) {
+    TestIndex f(path("fold.idx"), {{{27, 0}}});
+    std::mt19937 rng(5);
+    const char alphabet[] = "aAbBzZ{`@[\x80\xFE\x01 ";
+    auto text = [&](std::string base) {
+        for (int k = rng() % 4; k >= 0; k--) base[rng() % base.size()] = alphabet[rng() % (sizeof alphabet - 1)];
+        return base;
+    };
+    for (int i = 0; i < 20000; i++) {
+        const std::string a = text(std::string(27, 'q')), b = text(a);
+        const int want = partorder(reinterpret_cast<const unsigned char*>(a.data()),
+                                   reinterpret_cast<const unsigned char*>(b.data()), 27, 0);
+        ASSERT_EQ(keycmp(f.f, 0, a.data(), b.data()), want) << a << " / " << b;
+    }
+}
+
 INSTANTIATE_TEST_SUITE_P(Modes, BTreeModel, ::testing::Values(false, true),
                          [](const auto& info) { return info.param ? "Shared" : "Exclusive"; });
 
