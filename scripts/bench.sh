@@ -8,6 +8,8 @@
 #                                         index, engine and keyword hot paths
 #   bash scripts/bench.sh syscalls        system calls per record in each step of the
 #                                         engine, unshared and shared
+#   bash scripts/bench.sh maint-syscalls [N]   system calls per record of velnor's
+#                                         load, verify, recover and pack (N 100,000)
 # Installs whatever is missing first.  Each benchmark prints its own figures
 # and velnor's ratio to its peers (the engine runs each store in a process
 # of its own).  The run's output also goes into bench/RESULTS.md, between
@@ -69,6 +71,29 @@ END {
 }
 AWK
 
+# maint-syscalls: the same for the maintenance benchmark's four velnor
+# steps, each of which reads the CPU clock at its start and end.
+maint_syscalls() {
+  local count=$1
+  (cd "$work" && strace -f -qq -o "|awk -v n=$count -f $work/maint.awk >$work/maint.steps" \
+    "$root/$dir/bench/maint/maint_bench" "$count" >/dev/null)
+  cat "$work/maint.steps"
+}
+cat >"$work/maint.awk" <<'AWK'
+{ split($2, call, "(") }
+call[1] == "clock_gettime" && $2 ~ /CPUTIME/ { seg++; next }
+{ calls[seg, call[1]]++; all[seg]++ }
+END {
+  split("load verify recover pack", step, " ")
+  for (k = 1; k <= 4; k++) {
+    g = 2 * k - 1
+    other = all[g] - calls[g, "pread64"] - calls[g, "pwrite64"] - calls[g, "fsync"]
+    printf "maint %d %-7s %7.3f system calls per record: pread %.3f, pwrite %.3f, fsync %d, other %.3f\n",
+      n, step[k], all[g] / n, calls[g, "pread64"] / n, calls[g, "pwrite64"] / n, calls[g, "fsync"], other / n
+  }
+}
+AWK
+
 main() {
 case ${1:-all} in
   all)
@@ -87,13 +112,16 @@ case ${1:-all} in
     syscalls 100000 single
     syscalls 100000 shared
     ;;
+  maint-syscalls)
+    maint_syscalls "${2:-100000}"
+    ;;
   index | engine | compress | maint | keyword)
     name=$1
     shift
     run "$name" "$@"
     ;;
   *)
-    echo "usage: $0 [all|callgrind|syscalls|index|engine|compress|maint|keyword [arguments]]" >&2
+    echo "usage: $0 [all|callgrind|syscalls|maint-syscalls [N]|index|engine|compress|maint|keyword [arguments]]" >&2
     exit 2
     ;;
 esac
