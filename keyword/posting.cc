@@ -90,6 +90,9 @@ void WordChain::append(uint32_t off, uint32_t value) {
 Posting::Posting(FHCB* cb) : cb_(cb), fd_(cb->hypfd) {
     if (shared(cb)) {
         postforget(cb);
+        // A posting file only grows, but a damaged one may have been cut
+        // short: the map then must not show the bytes that went.
+        osremeasure(fd_);
         return;
     }
     const int32_t size = osfilesize(fd_);
@@ -111,8 +114,14 @@ Posting::Posting(FHCB* cb) : cb_(cb), fd_(cb->hypfd) {
     cache_ = &c;
 }
 
+// Shared, a chain is read through the file's map, where other programs'
+// writes show at once: a walk costs no system call per node.  What the map
+// cannot give (past the end it last saw) comes from the file itself.
 int32_t Posting::readat(void* buf, uint32_t count, uint32_t off) {
-    if (cache_ == nullptr) return osreadat(fd_, buf, count, off);
+    if (cache_ == nullptr) {
+        const int32_t n = osreadmapped(fd_, buf, count, off);
+        return n == static_cast<int32_t>(count) ? n : osreadat(fd_, buf, count, off);
+    }
     const std::vector<uint8_t>& img = cache_->image;
     if (off >= img.size()) return 0;
     const uint32_t n = std::min<uint32_t>(count, static_cast<uint32_t>(img.size() - off));
