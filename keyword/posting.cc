@@ -7,7 +7,9 @@
 #include <cstring>
 #include <unordered_map>
 
+#include "engine/handles.h"
 #include "index/lebytes.h"
+#include "record/record.h"
 #include "support/os.h"
 #include "support/runtime.h"
 
@@ -23,6 +25,8 @@ constexpr uint32_t kLockWaitMs = 10000;
 constexpr char kMagic[] = "ezhyp1";
 // A larger posting file is not copied into memory.
 constexpr int32_t kCopyMax = 64 << 20;
+// Held writes this close together go to the file in one call.
+constexpr uint32_t kHeldGap = 4096;
 
 int32_t tryopen(const char* path, bool create) {
     const uint32_t base = VN_O_BINARY | VN_O_SHARE;
@@ -56,6 +60,8 @@ struct PostCache {
     int32_t fd = 0;
     std::vector<uint8_t> image;  // the posting file's bytes
     std::unordered_map<uint32_t, WordChain> chains;  // by the offset of the first node
+    std::unordered_map<std::string, KnownWord> words;
+    std::string scratch;  // a record read to check a known word
 };
 
 namespace {
@@ -76,7 +82,8 @@ void postforget(const FHCB* cb) {
 }
 
 bool WordChain::holds(uint32_t value) const {
-    if (ascending) return std::binary_search(values.begin(), values.end(), value);
+    if (ascending) return !values.empty() && value <= values.back() &&
+                          std::binary_search(values.begin(), values.end(), value);
     return std::find(values.begin(), values.end(), value) != values.end();
 }
 
@@ -130,6 +137,13 @@ int32_t Posting::readat(void* buf, uint32_t count, uint32_t off) {
 }
 
 int32_t Posting::writeat(const void* buf, uint32_t count, uint32_t off) {
+    if (hold_) {
+        std::vector<uint8_t>& img = cache_->image;
+        if (img.size() < size_t{off} + count) img.resize(size_t{off} + count);
+        std::memcpy(img.data() + off, buf, count);
+        held_.emplace_back(off, count);
+        return static_cast<int32_t>(count);
+    }
     const int32_t n = oswriteat(fd_, buf, count, off);
     if (cache_ == nullptr) return n;
     if (n != static_cast<int32_t>(count)) {
@@ -140,6 +154,29 @@ int32_t Posting::writeat(const void* buf, uint32_t count, uint32_t off) {
     if (img.size() < size_t{off} + count) img.resize(size_t{off} + count);
     std::memcpy(img.data() + off, buf, count);
     return n;
+}
+
+int32_t Posting::writeheld(int32_t r) {
+    hold_ = false;
+    if (held_.empty()) return r;
+    std::sort(held_.begin(), held_.end());
+    const std::vector<uint8_t>& img = cache_->image;
+    bool ok = true;
+    for (size_t i = 0; i < held_.size() && ok;) {
+        const uint32_t start = held_[i].first;
+        uint32_t end = start + held_[i].second;
+        // Bytes between two writes are written again as the copy has them,
+        // which is what the file holds: one call instead of two.
+        for (i++; i < held_.size() && held_[i].first <= end + kHeldGap; i++)
+            end = std::max(end, held_[i].first + held_[i].second);
+        const uint32_t len = end - start;
+        ok = oswriteat(fd_, img.data() + start, len, start) == static_cast<int32_t>(len);
+    }
+    held_.clear();
+    if (ok) return r;
+    forget(true);
+    cb_->status = VN_E_HYPWRITE;
+    return -1;
 }
 
 WordChain* Posting::chain(uint32_t head) {
@@ -176,7 +213,40 @@ void Posting::forget(bool all) {
         cache_ = nullptr;
     } else {
         cache_->chains.clear();
+        cache_->words.clear();
     }
+}
+
+void Posting::learn(const FHCB* cb, const char* word) {
+    if (cache_ == nullptr || cb->recbuf == nullptr) return;
+    KnownWord& k = cache_->words[word];
+    k.datpos = cb->datpos;
+    k.record.assign(cb->recbuf, cb->reclen);
+    k.head = chainhead(const_cast<FHCB*>(cb));
+    k.chain = nullptr;
+}
+
+WordChain* Posting::known(FHCB* cb, const char* word) {
+    if (cache_ == nullptr) return nullptr;
+    auto it = cache_->words.find(word);
+    if (it == cache_->words.end()) return nullptr;
+    // The record is read again where it was: one the program has since
+    // deleted or rewritten through the block no longer matches, and the
+    // word is then looked up by its key.
+    KnownWord& k = it->second;
+    const uint8_t status = cb->status;
+    std::string& buf = cache_->scratch;
+    buf.resize(size_t{cb->reclen} + 8);
+    const bool same = fhactivate(cb) == 0 && readrecat(cb, k.datpos, buf.data()) >= 0 &&
+                      std::memcmp(buf.data(), k.record.data(), k.record.size()) == 0;
+    cb->status = status;
+    if (!same) {
+        cache_->words.erase(it);
+        return nullptr;
+    }
+    if (k.chain == nullptr) k.chain = chain(k.head);
+    if (k.chain != nullptr) std::memcpy(cb->recbuf, k.record.data(), k.record.size());
+    return k.chain;
 }
 
 int32_t Posting::readheader() {

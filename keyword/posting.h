@@ -6,6 +6,8 @@
 #define VELNOR_KEYWORD_POSTING_H
 
 #include <cstdint>
+#include <string>
+#include <utility>
 #include <vector>
 
 #include "velnor.h"
@@ -46,6 +48,16 @@ struct WordChain {
 
 struct PostCache;
 
+// What an unshared block last read of one word's keyword record: where it
+// lies, its bytes as a read gives them, the chain head they name and, once
+// used, that chain (chains stay where they are until all are forgotten).
+struct KnownWord {
+    int32_t datpos = 0;
+    std::string record;
+    uint32_t head = 0;
+    WordChain* chain = nullptr;
+};
+
 // One operation's view of the posting file of cb.  Walks are bounded: a
 // walk that takes more steps than the file holds nodes is going round a
 // cycle, and fails as a damaged chain does.
@@ -66,8 +78,18 @@ public:
     WordChain* chain(uint32_t head);
     // A new chain of one node; null when shared.
     WordChain* newchain(uint32_t head, uint32_t value);
-    // Forgets the chains (the file copy stays); everything, with all.
+    // Forgets the chains and words (the file copy stays); everything, with
+    // all.
     void forget(bool all);
+
+    // Unshared, the keyword record of word just read into cb->recbuf is
+    // noted, so that a later add may find it without the key search.
+    void learn(const FHCB* cb, const char* word);
+    // The chain of word when its noted record is still on the file exactly
+    // as noted and the chain can be walked; the record is then put into
+    // cb->recbuf as a read would.  Null (nothing changed, status kept) when
+    // shared, unknown or changed.
+    WordChain* known(FHCB* cb, const char* word);
 
     // Reads the header: 0, or -1 with status '7' when it is short.  Sets
     // reuses() and freehead().
@@ -88,6 +110,15 @@ public:
     int32_t write(uint32_t off, const PostNode& node);
     // Writes the free-list head: 0, or -1 with status '8'.
     int32_t writefreehead(uint32_t head);
+
+    // Unshared, the writes of one add call may wait in the copy and reach
+    // the file together at its end: holdwrites() starts that, and
+    // writeheld(r) writes them in order of offset (a link always lies
+    // before the node it names at the end of the file), nearby ones in one
+    // call.  The file then holds exactly the bytes the writes made one by
+    // one would have left.  r, or -1 with status '8' when a write fails.
+    void holdwrites() { hold_ = cache_ != nullptr; }
+    int32_t writeheld(int32_t r);
 
     // Counts one step of a walk: true while the walk stays within the
     // number of nodes the file can hold; false (status '7') once it goes
@@ -110,6 +141,8 @@ private:
     PostCache* cache_ = nullptr;
     bool reuses_ = true;
     bool locked_ = false;
+    bool hold_ = false;
+    std::vector<std::pair<uint32_t, uint32_t>> held_;  // offset, length
     uint32_t freehead_ = 0;
     uint32_t steps_ = 0;
     uint32_t limit_ = 0;  // steps allowed, from the file size last seen

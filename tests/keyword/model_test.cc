@@ -2,6 +2,7 @@
 // each word's values in order of adding; after each round every node of the
 // posting file is in exactly one place: a chain, or the free list; the
 // files end the same whether the block is shared or not.
+#include <filesystem>
 #include <map>
 #include <random>
 
@@ -78,6 +79,42 @@ TEST_P(KeywordModel, RandomOperationsMatchAModel) {
     if (made.size() == 2) {
         EXPECT_TRUE(made[false] == made[true]);
     }
+}
+
+// Lines added, where a word seen before skips its lookup, leave the files
+// and the block as the same words added one by one, each looked up;
+// keyword records deleted behind the index's back are noticed.
+TEST_F(KeywordTest, LinesLeaveWhatWordByWordAddsLeave) {
+    std::mt19937 rng(7);
+    auto pick = [&](int n) { return std::uniform_int_distribution<int>(0, n - 1)(rng); };
+    auto name = [](int k) { return std::string("kw") + char('a' + k % 26) + char('a' + k / 26); };
+    Index lines, words;
+    for (const char* sub : {"/lines", "/words"}) std::filesystem::create_directory(dir() + sub);
+    ASSERT_EQ(lines.open(dir() + "/lines", 1, true), 0);
+    ASSERT_EQ(words.open(dir() + "/words", 1, true), 0);
+    for (uint32_t value = 1; value <= 400; value++) {
+        std::string text;
+        for (int i = 0, n = 1 + pick(12); i < n; i++) {
+            const std::string w = pick(20) == 0 ? "and" : name(pick(40));
+            text += (i ? " " : "") + w;
+            ASSERT_EQ(words.add(w, value), 0);
+        }
+        ASSERT_EQ(fhhypaddline(&lines.cb, text.c_str(), value, 0), 0);
+        ASSERT_EQ(std::string(lines.cb.recbuf, lines.cb.reclen), std::string(words.cb.recbuf, words.cb.reclen)) << text;
+        ASSERT_EQ(lines.cb.datpos, words.cb.datpos) << text;
+        if (pick(50) == 0) {  // a word's record deleted through the block
+            const std::string gone = name(pick(40));
+            for (Index* ix : {&lines, &words}) {
+                if (!ix->search(gone).empty()) {
+                    ASSERT_EQ(vfhdelete(&ix->cb), 0);
+                }
+            }
+        }
+    }
+    lines.close();
+    words.close();
+    for (const char* file : {"/kw.pst", "/kw.dat", "/kw.idx"})
+        EXPECT_TRUE(readfile(dir() + "/lines" + file) == readfile(dir() + "/words" + file)) << file;
 }
 
 INSTANTIATE_TEST_SUITE_P(Sharing, KeywordModel, testing::Values(false, true));
