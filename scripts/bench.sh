@@ -7,7 +7,8 @@
 #   bash scripts/bench.sh callgrind       instructions per operation of the
 #                                         index, engine and keyword hot paths
 #   bash scripts/bench.sh syscalls        system calls per record in each step of the
-#                                         engine, unshared and shared
+#                                         engine, unshared, shared and unshared with a
+#                                         secure every 10,000 writes
 #   bash scripts/bench.sh maint-syscalls [N]   system calls per record of velnor's
 #                                         load, verify, recover and pack (N 100,000)
 # Installs whatever is missing first.  Each benchmark prints its own figures
@@ -45,28 +46,29 @@ per_op() {
 }
 
 # syscalls: every system call of one store's run, by step, per record of
-# the step.  With --cpu the benchmark reads the process's CPU clock, which is
-# a real system call, at the start and end of each step; those calls split
-# the trace into steps.
+# the step.  The benchmark reads the process's CPU clock, which is a real
+# system call, at the start and end of each step; those calls split the
+# trace into steps.
 syscalls() {
   local count=$1 store=$2
   local out=$work/$store.steps
   (cd "$work" && strace -f -qq -o "|awk -v n=$count -v s=$store -f $work/steps.awk >$out" \
-    "$root/$dir/bench/engine/engine_bench" "$count" "$store" --cpu >/dev/null)
+    "$root/$dir/bench/engine/engine_bench" "$count" "$store" >/dev/null)
   cat "$out"
 }
 cat >"$work/steps.awk" <<'AWK'
 { split($2, call, "(") }
-call[1] == "clock_gettime" { seg++; next }
+call[1] == "clock_gettime" { if (call[2] ~ /CPUTIME/) seg++; next }
 { calls[seg, call[1]]++; all[seg]++ }
 END {
   split("insert lookup scan delete", step, " ")
   for (k = 1; k <= 4; k++) {
     g = 2 * k - 1
     ops = k == 4 ? int(n / 10) : n
-    other = all[g] - calls[g, "pread64"] - calls[g, "pwrite64"] - calls[g, "fcntl"]
-    printf "engine %s %d %-6s %6.2f system calls per record: pread %.2f, pwrite %.2f, fcntl %.2f, other %.2f\n",
-      s, n, step[k], all[g] / ops, calls[g, "pread64"] / ops, calls[g, "pwrite64"] / ops, calls[g, "fcntl"] / ops, other / ops
+    other = all[g] - calls[g, "pread64"] - calls[g, "pwrite64"] - calls[g, "fcntl"] - calls[g, "fsync"]
+    printf "engine %s %d %-6s %6.2f system calls per record: pread %.2f, pwrite %.2f, fcntl %.2f, fsync %.4f, other %.2f\n",
+      s, n, step[k], all[g] / ops, calls[g, "pread64"] / ops, calls[g, "pwrite64"] / ops, calls[g, "fcntl"] / ops,
+      calls[g, "fsync"] / ops, other / ops
   }
 }
 AWK
@@ -106,11 +108,13 @@ case ${1:-all} in
   callgrind)
     per_op index 100000
     per_op engine 10000 single
+    per_op engine 100000 single-10k
     per_op keyword 2000 0 0 single
     ;;
   syscalls)
     syscalls 100000 single
     syscalls 100000 shared
+    syscalls 100000 single-10k
     ;;
   maint-syscalls)
     maint_syscalls "${2:-100000}"

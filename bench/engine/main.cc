@@ -2,17 +2,18 @@
 // peers, each store in a process of its own, one after another, so that no
 // store runs beside another or inherits its heap and caches.
 //   engine_bench [N]                 N records (default 1,000,000) through
-//       every store; two tables, unshared and shared, of seconds per step
-//       and velnor's time over each peer's (below 1: velnor was faster),
-//       and a goal line per table
+//       every store; three tables of wall and CPU seconds per step and
+//       velnor's time over each peer's (below 1: velnor was faster):
+//       unshared, shared, and unshared committing every 10,000 inserts
+//       or deletes; and goal lines per table
 //   engine_bench N STORE             one store in this process, for
 //       profiling; prints one line, which is also how a child reports
 //   engine_bench --scaling [A,B,C]   every store at each count (default
 //       100000,1000000,4000000); microseconds per operation, how much
 //       that grew from the first count to the last, a goal line, and the
 //       microseconds each operation gained
-// --cpu, anywhere, times each step by the process's CPU time instead of the
-// wall clock, which other programs on a busy machine disturb less.
+// --cpu, anywhere, makes --scaling count the process's CPU time instead of
+// the wall clock, which other programs on a busy machine disturb more.
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -30,21 +31,40 @@
 
 namespace {
 
+// How often the committing stores commit: velnor secures its file, the
+// peers commit (or sync) after as many inserts or deletes.
+constexpr size_t kCommitEvery = 10000;
+
 struct Store {
     const char* name;
     Timing (*run)(const Workload&, bool);
     bool shared;
+    bool commits;  // every kCommitEvery writes
 };
 
-// The first four are compared unshared, the last four shared.
+// The table each store is compared in: velnor's store first.
+struct Group {
+    const char* title;
+    size_t first, count;
+};
+
 const Store kStores[] = {
-    {"single", runvelnor, false}, {"sqlite", runsqlite, false}, {"bdb", runbdb, false},
-    {"lmdb", runlmdb, false},     {"shared", runvelnor, true},  {"sqlite-wal", runsqlite, true},
-    {"bdb-env", runbdb, true},    {"lmdb-txn", runlmdb, true},
+    {"single", runvelnor, false, false},     {"sqlite", runsqlite, false, false},
+    {"bdb", runbdb, false, false},           {"lmdb", runlmdb, false, false},
+    {"shared", runvelnor, true, false},      {"sqlite-wal", runsqlite, true, false},
+    {"bdb-env", runbdb, true, false},        {"lmdb-txn", runlmdb, true, false},
+    {"single-10k", runvelnor, false, true},  {"sqlite-10k", runsqlite, false, true},
+    {"bdb-10k", runbdb, false, true},        {"lmdb-10k", runlmdb, false, true},
+    {"lmdb-sync-10k", runlmdbsync, false, true},
 };
 const size_t kStoreCount = sizeof kStores / sizeof kStores[0];
-bool cpuclock = false;  // --cpu was given
-const char* const kLine = "%s %zu records: insert %.6f s, lookup %.6f s, scan %.6f s, delete %.6f s\n";
+const size_t kScaled = 8;  // --scaling runs the stores without commits
+const Group kGroups[] = {{"unshared", 0, 4}, {"shared", 4, 4}, {"commit", 8, 5}};
+const size_t kCommitLmdb = 11;  // the peer the commit table's goal names
+bool cpuclock = false;          // --cpu was given
+const char* const kLine =
+    "%s %zu records: insert %.6f s %.6f cpu, lookup %.6f s %.6f cpu, scan %.6f s %.6f cpu, delete %.6f s %.6f cpu, "
+    "commits %.6f s\n";
 
 // One store's run as seen from the parent: step times, and the CPU seconds
 // of the whole child, making the workload included.  Failed runs keep -1.
@@ -72,10 +92,12 @@ int runhere(size_t n, const std::string& name) {
     }
     std::string dir = (std::filesystem::temp_directory_path() / "velnor-bench-XXXXXX").string();
     if (!mkdtemp(dir.data())) fail("cannot make a scratch directory");
-    const Workload w = makeworkload(n, dir);
+    Workload w = makeworkload(n, dir);
+    if (s->commits) w.every = kCommitEvery;
     const Timing t = s->run(w, s->shared);
     std::filesystem::remove_all(dir);
-    std::printf(kLine, s->name, n, t.insert, t.lookup, t.scan, t.remove);
+    std::printf(kLine, s->name, n, t.insert.wall, t.insert.cpu, t.lookup.wall, t.lookup.cpu, t.scan.wall, t.scan.cpu,
+                t.remove.wall, t.remove.cpu, t.committing);
     return 0;
 }
 
@@ -96,7 +118,7 @@ Result runchild(size_t n, const Store& s) {
         close(fds[1]);
         const std::string ns = std::to_string(n);
         char* const args[] = {const_cast<char*>("engine_bench"), const_cast<char*>(ns.c_str()),
-                              const_cast<char*>(s.name), cpuclock ? const_cast<char*>("--cpu") : nullptr, nullptr};
+                              const_cast<char*>(s.name), nullptr};
         execv("/proc/self/exe", args);
         _exit(127);
     }
@@ -115,8 +137,11 @@ Result runchild(size_t n, const Store& s) {
     Result r;
     Timing t;
     if (!WIFEXITED(status) || WEXITSTATUS(status) != 0 ||
-        std::sscanf(out.c_str(), "%*s %*u records: insert %lf s, lookup %lf s, scan %lf s, delete %lf s", &t.insert,
-                    &t.lookup, &t.scan, &t.remove) != 4) {
+        std::sscanf(out.c_str(),
+                    "%*s %*u records: insert %lf s %lf cpu, lookup %lf s %lf cpu, scan %lf s %lf cpu, "
+                    "delete %lf s %lf cpu, commits %lf s",
+                    &t.insert.wall, &t.insert.cpu, &t.lookup.wall, &t.lookup.cpu, &t.scan.wall, &t.scan.cpu,
+                    &t.remove.wall, &t.remove.cpu, &t.committing) != 9) {
         std::fprintf(stderr, "engine_bench: %s failed\n", s.name);
         return r;
     }
@@ -131,71 +156,100 @@ void cell(double v, int width = 10) {
     else std::printf(" %*.3f", width, v);
 }
 
-// One table: velnor's run first, then its three peers, then velnor's ratio
-// to each.
-void table(const char* title, const Store* s, const Result* r) {
-    std::printf("\n%-8s", title);
-    for (int i = 0; i < 4; i++) std::printf(" %10s", s[i].name);
+// The figures a table shows of one run, in row order: wall seconds per
+// step, CPU seconds per step, wall seconds spent committing, and the CPU
+// seconds of the whole process.
+constexpr int kRows = 11;
+const char* const kRowNames[kRows] = {"insert",     "lookup",     "scan",    "delete",   "cpu insert", "cpu lookup",
+                                      "cpu scan",   "cpu delete", "commits", "user cpu", "sys cpu"};
+std::array<double, kRows> rows(const Result& r) {
+    const Timing& t = r.t;
+    return {t.insert.wall, t.lookup.wall, t.scan.wall, t.remove.wall, t.insert.cpu, t.lookup.cpu,
+            t.scan.cpu,    t.remove.cpu,  t.committing, r.user,     r.sys};
+}
+
+// One table: velnor's run first, then its peers, then velnor's ratio to
+// each (none for the time spent committing, which a store without
+// commits does not have).
+void table(const Group& g, const Result* r) {
+    const Store* s = kStores + g.first;
+    std::printf("\n%-10s", g.title);
+    for (size_t i = 0; i < g.count; i++) std::printf(" %13s", s[i].name);
     std::printf("  ");
-    for (int i = 1; i < 4; i++) std::printf(" %11s", (std::string("/") + s[i].name).c_str());
+    for (size_t i = 1; i < g.count; i++) std::printf(" %14s", (std::string("/") + s[i].name).c_str());
     std::printf("\n");
-    static const char* const steps[] = {"insert", "lookup", "scan", "delete", "user cpu", "sys cpu"};
-    for (int k = 0; k < 6; k++) {
-        double v[4];
-        for (int i = 0; i < 4; i++) {
-            const Timing& t = r[i].t;
-            const double all[] = {t.insert, t.lookup, t.scan, t.remove, r[i].user, r[i].sys};
-            v[i] = all[k];
-        }
-        std::printf("%-8s", steps[k]);
-        for (int i = 0; i < 4; i++) cell(v[i]);
+    for (int k = 0; k < kRows; k++) {
+        if (k == 8 && !s[0].commits) continue;
+        std::printf("%-10s", kRowNames[k]);
+        for (size_t i = 0; i < g.count; i++) cell(rows(r[i])[k], 13);
         std::printf("  ");
-        for (int i = 1; i < 4; i++) cell(v[0] >= 0 && v[i] > 0 ? v[0] / v[i] : -1, 11);
+        for (size_t i = 1; i < g.count; i++) {
+            const double v0 = rows(r[0])[k], vi = rows(r[i])[k];
+            cell(k != 8 && v0 >= 0 && vi > 0 ? v0 / vi : -1, 14);
+        }
         std::printf("\n");
     }
 }
 
 // One goal line: per step "met" when velnor's figure (v[0]) over each
-// peer's (v[1..3]) stays below 1, or at 1 where a tie meets the goal;
+// peer's (v[1..]) stays below 1, or at 1 where a tie meets the goal;
 // else the largest of those ratios and its peer.  Negative figures are
 // runs that failed.
-void goalline(const char* title, const Store* s, const std::array<double, 4>* v, bool tiemeets) {
-    std::printf("%-8s", title);
-    static const char* const steps[] = {"insert", "lookup", "scan", "delete"};
+void goalline(const char* title, const Store* s, const std::array<double, 4>* v, size_t count, bool tiemeets) {
+    std::printf("%-14s", title);
+    static const char* const stepnames[] = {"insert", "lookup", "scan", "delete"};
     for (int k = 0; k < 4; k++) {
         double worst = 0;
         const char* peer = nullptr;
-        for (int i = 1; i < 4; i++) {
+        for (size_t i = 1; i < count; i++) {
             if (v[0][k] >= 0 && v[i][k] > 0 && (peer == nullptr || v[0][k] / v[i][k] > worst)) {
                 worst = v[0][k] / v[i][k];
                 peer = s[i].name;
             }
         }
-        if (peer == nullptr) std::printf("  %s -", steps[k]);
-        else if (worst < 1 || (tiemeets && worst == 1)) std::printf("  %s met", steps[k]);
-        else std::printf("  %s %.2fx %s", steps[k], worst, peer);
+        if (peer == nullptr) std::printf("  %s -", stepnames[k]);
+        else if (worst < 1 || (tiemeets && worst == 1)) std::printf("  %s met (%.2fx %s)", stepnames[k], worst, peer);
+        else std::printf("  %s %.2fx %s", stepnames[k], worst, peer);
     }
     std::printf("\n");
 }
 
-// The goal of each table, velnor faster than every peer on every step.
-void goals(const char* title, const Store* s, const Result* r) {
-    std::array<double, 4> v[4];
-    for (int i = 0; i < 4; i++) v[i] = {r[i].t.insert, r[i].t.lookup, r[i].t.scan, r[i].t.remove};
-    goalline(title, s, v, false);
+std::array<double, 4> steps(const Result& r, bool cpu) {
+    const Timing& t = r.t;
+    if (cpu) return {t.insert.cpu, t.lookup.cpu, t.scan.cpu, t.remove.cpu};
+    return {t.insert.wall, t.lookup.wall, t.scan.wall, t.remove.wall};
+}
+
+// The goal of each table, velnor faster than every peer on every step,
+// by the wall clock and by CPU time.
+void goals(const Group& g, const Result* r) {
+    for (bool cpu : {false, true}) {
+        std::array<double, 4> v[8];
+        for (size_t i = 0; i < g.count; i++) v[i] = steps(r[i], cpu);
+        goalline((std::string(g.title) + (cpu ? " cpu" : " wall")).c_str(), kStores + g.first, v, g.count, false);
+    }
 }
 
 int compare(size_t n) {
     Result r[kStoreCount];
     for (size_t i = 0; i < kStoreCount; i++) r[i] = runchild(n, kStores[i]);
-    std::printf("%zu records of %d bytes, each store in a process of its own; %s per step, and\n"
-                "velnor's time over each peer's (below 1: velnor faster); user and sys cpu count the whole process\n",
-                n, REC_LEN + 2, cpuclock ? "CPU seconds" : "seconds");
-    table("unshared", kStores, r);
-    table("shared", kStores + 4, r + 4);
+    std::printf("%zu records of %d bytes, each store in a process of its own; wall and CPU seconds per step,\n"
+                "and velnor's time over each peer's (below 1: velnor faster); user and sys cpu count the whole\n"
+                "process.  The commit table commits every %zu inserts or deletes: velnor secures, which\n"
+                "syncs its files; SQLite commits and LMDB (lmdb-10k) commits unsynced; Berkeley DB syncs its\n"
+                "databases and lmdb-sync-10k commits synced; commits is the wall time spent committing\n",
+                n, REC_LEN + 2, kCommitEvery);
+    for (const Group& g : kGroups) table(g, r + g.first);
     std::printf("\ngoal: faster than every peer on every step (met, or the time over the peer it trails most)\n");
-    goals("unshared", kStores, r);
-    goals("shared", kStores + 4, r + 4);
+    for (const Group& g : kGroups) goals(g, r + g.first);
+    // The commit protocol's own goal: velnor faster than LMDB on every step.
+    std::printf("goal, commit every %zu: faster than %s on every step\n", kCommitEvery, kStores[kCommitLmdb].name);
+    const size_t pair[] = {8, kCommitLmdb};
+    for (bool cpu : {false, true}) {
+        std::array<double, 4> v[2] = {steps(r[pair[0]], cpu), steps(r[pair[1]], cpu)};
+        const Store two[] = {kStores[pair[0]], kStores[pair[1]]};
+        goalline(cpu ? "commit cpu" : "commit wall", two, v, 2, false);
+    }
     return 0;
 }
 
@@ -211,24 +265,23 @@ int scaling(const char* list) {
     if (ns.size() < 2) fail("--scaling needs two counts or more");
     std::vector<Result> r;  // by count, then store
     for (size_t n : ns)
-        for (const Store& st : kStores) r.push_back(runchild(n, st));
+        for (size_t i = 0; i < kScaled; i++) r.push_back(runchild(n, kStores[i]));
 
     std::printf("%s per operation (a delete step removes a tenth of the records); growth is\n"
                 "the last count's figure over the first's\n%-10s %-7s",
                 cpuclock ? "CPU microseconds" : "microseconds", "store", "step");
     for (size_t n : ns) std::printf(" %9zu", n);
     std::printf(" %7s\n", "growth");
-    static const char* const steps[] = {"insert", "lookup", "scan", "delete"};
-    std::vector<std::array<double, 4>> growth(kStoreCount, {-1, -1, -1, -1});
+    static const char* const stepnames[] = {"insert", "lookup", "scan", "delete"};
+    std::vector<std::array<double, 4>> growth(kScaled, {-1, -1, -1, -1});
     const double none = std::nan("");  // a gain may be below 0
-    std::vector<std::array<double, 4>> gain(kStoreCount, {none, none, none, none});
-    for (size_t i = 0; i < kStoreCount; i++) {
+    std::vector<std::array<double, 4>> gain(kScaled, {none, none, none, none});
+    for (size_t i = 0; i < kScaled; i++) {
         for (int k = 0; k < 4; k++) {
-            std::printf("%-10s %-7s", kStores[i].name, steps[k]);
+            std::printf("%-10s %-7s", kStores[i].name, stepnames[k]);
             double first = -1, last = -1;
             for (size_t j = 0; j < ns.size(); j++) {
-                const Timing& t = r[j * kStoreCount + i].t;
-                const double secs[] = {t.insert, t.lookup, t.scan, t.remove};
+                const std::array<double, 4> secs = steps(r[j * kScaled + i], cpuclock);
                 const double ops = static_cast<double>(k == 3 ? ns[j] / 10 : ns[j]);
                 const double us = secs[k] < 0 ? -1 : secs[k] / ops * 1e6;
                 if (us < 0) std::printf(" %9s", "-");
@@ -248,7 +301,7 @@ int scaling(const char* list) {
     // The goal: velnor's cost grows no faster than any peer's.
     std::printf("\ngoal: growth no greater than every peer's (met, or velnor's over the least)\n");
     for (size_t v : {size_t{0}, size_t{4}})
-        goalline(kStores[v].name, kStores + v, &growth[v], true);
+        goalline(kStores[v].name, kStores + v, &growth[v], 4, true);
     // A ratio favours a store with a large fixed cost per operation; what
     // each operation gains in microseconds does not.
     std::printf("microseconds an operation gains from %zu to %zu records, velnor's (and the least of its peers')\n",
@@ -260,9 +313,9 @@ int scaling(const char* list) {
             for (size_t i = v + 1; i < v + 4; i++)
                 if (!std::isnan(gain[i][k]) && (least == 0 || gain[i][k] < gain[least][k])) least = i;
             if (least == 0 || std::isnan(gain[v][k]))
-                std::printf("  %s -", steps[k]);
+                std::printf("  %s -", stepnames[k]);
             else
-                std::printf("  %s %.2f (%s %.2f)", steps[k], gain[v][k], kStores[least].name, gain[least][k]);
+                std::printf("  %s %.2f (%s %.2f)", stepnames[k], gain[v][k], kStores[least].name, gain[least][k]);
         }
         std::printf("\n");
     }
@@ -277,7 +330,6 @@ int main(int argc, char** argv) {
         if (std::string(argv[i]) == "--cpu") cpuclock = true;
         else args.push_back(argv[i]);
     }
-    setclock(cpuclock);
     if (!args.empty() && args[0] == "--scaling") return scaling(args.size() > 1 ? args[1].c_str() : nullptr);
     const size_t n = args.empty() ? 1000000 : count(args[0].c_str());
     if (args.size() > 1) return runhere(n, args[1]);

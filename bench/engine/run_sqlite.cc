@@ -1,7 +1,8 @@
 // run_sqlite.cc - the workload through SQLite: a table with a TEXT primary
-// key and an index on name, never synced, as velnor is not.  Unshared, the
-// whole run is one transaction with no journal; in WAL mode, which processes
-// sharing the file can use, every statement is a transaction of its own.
+// key and an index on name, never synced.  Unshared, the whole run is one
+// transaction with no journal (or one every w.every writes); in WAL mode,
+// which processes sharing the file can use, every statement is a
+// transaction of its own.
 #include <sqlite3.h>
 
 #include "workload.h"
@@ -20,9 +21,12 @@ void exec(sqlite3* db, const char* sql) {
 }
 
 // Runs sql once per record index in which, binding that record's id (and,
-// with all, its name and fill); each step must give want.
-void each(sqlite3* db, const char* sql, const Workload& w, const std::vector<size_t>& which, bool all, int want) {
+// with all, its name and fill); each step must give want.  With write set,
+// the open transaction is committed and another begun where w asks.
+void each(sqlite3* db, const char* sql, const Workload& w, const std::vector<size_t>& which, bool all, int want,
+          bool write, Timing& t) {
     sqlite3_stmt* s = prepare(db, sql);
+    size_t done = 0;
     for (size_t i : which) {
         const Person& p = w.people[i];
         sqlite3_bind_text(s, 1, p.id, ID_LEN, SQLITE_STATIC);
@@ -32,15 +36,20 @@ void each(sqlite3* db, const char* sql, const Workload& w, const std::vector<siz
         }
         if (sqlite3_step(s) != want) fail(std::string("sqlite: ") + sql);
         sqlite3_reset(s);
+        if (write && commitdue(w, ++done)) {
+            const double at = now();
+            exec(db, "COMMIT; BEGIN");
+            t.committing += now() - at;
+        }
     }
     sqlite3_finalize(s);
 }
 
-__attribute__((noinline)) void sqliteinsert(sqlite3* db, const Workload& w, const std::vector<size_t>& all) {
-    each(db, "INSERT INTO people VALUES(?, ?, ?)", w, all, true, SQLITE_DONE);
+__attribute__((noinline)) void sqliteinsert(sqlite3* db, const Workload& w, const std::vector<size_t>& all, Timing& t) {
+    each(db, "INSERT INTO people VALUES(?, ?, ?)", w, all, true, SQLITE_DONE, true, t);
 }
-__attribute__((noinline)) void sqlitelookup(sqlite3* db, const Workload& w) {
-    each(db, "SELECT name, fill FROM people WHERE id = ?", w, w.lookups, false, SQLITE_ROW);
+__attribute__((noinline)) void sqlitelookup(sqlite3* db, const Workload& w, Timing& t) {
+    each(db, "SELECT name, fill FROM people WHERE id = ?", w, w.lookups, false, SQLITE_ROW, false, t);
 }
 __attribute__((noinline)) void sqlitescan(sqlite3* db, const Workload& w) {
     sqlite3_stmt* all = prepare(db, "SELECT id, name, fill FROM people ORDER BY name");
@@ -49,8 +58,8 @@ __attribute__((noinline)) void sqlitescan(sqlite3* db, const Workload& w) {
     sqlite3_finalize(all);
     if (seen != w.people.size()) fail("sqlite scan saw " + std::to_string(seen));
 }
-__attribute__((noinline)) void sqlitedelete(sqlite3* db, const Workload& w) {
-    each(db, "DELETE FROM people WHERE id = ?", w, w.deletions, false, SQLITE_DONE);
+__attribute__((noinline)) void sqlitedelete(sqlite3* db, const Workload& w, Timing& t) {
+    each(db, "DELETE FROM people WHERE id = ?", w, w.deletions, false, SQLITE_DONE, true, t);
 }
 
 }  // namespace
@@ -68,18 +77,18 @@ Timing runsqlite(const Workload& w, bool wal) {
 
     std::vector<size_t> order(w.people.size());
     for (size_t i = 0; i < order.size(); i++) order[i] = i;
-    double start = now();
-    sqliteinsert(db, w, order);
-    t.insert = since(start);
-    start = now();
-    sqlitelookup(db, w);
-    t.lookup = since(start);
-    start = now();
+    Mark start = mark();
+    sqliteinsert(db, w, order, t);
+    t.insert = took(start);
+    start = mark();
+    sqlitelookup(db, w, t);
+    t.lookup = took(start);
+    start = mark();
     sqlitescan(db, w);
-    t.scan = since(start);
-    start = now();
-    sqlitedelete(db, w);
-    t.remove = since(start);
+    t.scan = took(start);
+    start = mark();
+    sqlitedelete(db, w, t);
+    t.remove = took(start);
     if (!wal) exec(db, "COMMIT");
     sqlite3_close(db);
     return t;

@@ -15,15 +15,20 @@ void fail(const std::string& what) {
 }
 
 namespace {
-clockid_t clockused = CLOCK_MONOTONIC;
+double reading(clockid_t clock) {
+    timespec ts{};
+    clock_gettime(clock, &ts);
+    return static_cast<double>(ts.tv_sec) + static_cast<double>(ts.tv_nsec) / 1e9;
+}
 }  // namespace
 
-void setclock(bool cpu) { clockused = cpu ? CLOCK_PROCESS_CPUTIME_ID : CLOCK_MONOTONIC; }
+double now() { return reading(CLOCK_MONOTONIC); }
 
-double now() {
-    timespec ts{};
-    clock_gettime(clockused, &ts);
-    return static_cast<double>(ts.tv_sec) + static_cast<double>(ts.tv_nsec) / 1e9;
+Mark mark() { return Mark{reading(CLOCK_MONOTONIC), reading(CLOCK_PROCESS_CPUTIME_ID)}; }
+
+Span took(const Mark& start) {
+    const Mark end = mark();
+    return Span{end.wall - start.wall, end.cpu - start.cpu};
 }
 
 Workload makeworkload(size_t n, const std::string& dir) {

@@ -21,17 +21,30 @@ struct Workload {
     std::vector<size_t> lookups;      // indexes into people, random order
     std::vector<size_t> deletions;    // a tenth of the indexes
     std::string dir;                  // scratch directory for the stores
+    // Commit after every this many inserts, and again every this many
+    // deletes, and at the end of each of those steps; 0 for no commit
+    // until the store closes.
+    size_t every = 0;
 };
 
 Workload makeworkload(size_t n, const std::string& dir);
 
-// Seconds of each step; a step a store cannot run stays negative.
+// Seconds a step took on the wall clock and in the process's CPU time
+// (user and system), which other programs on a busy machine disturb
+// less; a step a store cannot run stays negative.
+struct Span {
+    double wall = -1, cpu = -1;
+};
 struct Timing {
-    double insert = -1, lookup = -1, scan = -1, remove = -1;
+    Span insert, lookup, scan, remove;
+    double committing = 0;  // wall seconds of the above spent in commits
 };
 
 // Each store returns its timings and checks its own answers (counts found,
-// records scanned), aborting the run when they are wrong.  With shared set
+// records scanned), aborting the run when they are wrong.  With w.every
+// set, each commits at those points what it wrote since its last commit:
+// velnor secures, SQLite commits its transaction, Berkeley DB syncs its
+// two databases, LMDB commits its write transaction.  With shared set
 // (wal, pertxn), a store runs as processes sharing its files need: velnor
 // in shared use, SQLite in WAL mode with a transaction per statement,
 // Berkeley DB in a locking environment of its own files, LMDB with a
@@ -41,16 +54,25 @@ Timing runvelnor(const Workload& w, bool shared);
 Timing runsqlite(const Workload& w, bool wal);
 Timing runbdb(const Workload& w, bool shared);
 Timing runlmdb(const Workload& w, bool pertxn);
+// LMDB committing every w.every writes with a sync of its file each time,
+// as velnor's secure syncs its files.
+Timing runlmdbsync(const Workload& w, bool pertxn);
 
-// Chooses the clock that steps are timed by: wall time (the default) or,
-// with cpu set, the process's user and system time, which other programs
-// on a busy machine disturb less.
-void setclock(bool cpu);
-
-// Seconds on that clock, from an arbitrary origin; a step's time is the
-// difference of two readings.
+// Seconds on the wall clock, from an arbitrary origin, read without a
+// system call; a step's time is the difference of two readings.
 double now();
 inline double since(double start) { return now() - start; }
+
+// A reading of both clocks.  The CPU clock is read by a real system call,
+// which marks the steps' bounds in a trace of the run.
+struct Mark {
+    double wall, cpu;
+};
+Mark mark();
+Span took(const Mark& start);
+
+// True when the caller should commit after its done-th insert or delete.
+inline bool commitdue(const Workload& w, size_t done) { return w.every != 0 && done % w.every == 0; }
 
 // Prints what went wrong and ends the program.
 [[noreturn]] void fail(const std::string& what);
