@@ -54,6 +54,7 @@ struct Directory : RuntimePart {
     // file: shared use forgets its file after every command.
     std::vector<std::unique_ptr<DirEntry[]>> sparechunks;
     std::vector<int32_t> found;  // the slots slotsof lists
+    std::vector<uint8_t> staging;  // neighbouring pages pgclean writes at once
     // How many slots are occupied, so that a free slot below used is
     // looked for only when there is one; and where the clock hand of a
     // large table stands.
@@ -548,6 +549,70 @@ int32_t pgflush(uint32_t file) {
         }
         dirforget(file);
         while (pc.used > 0 && pc.slots[pc.used - 1].file == 0) pc.used--;
+    }
+    osflush(static_cast<int32_t>(file));
+    return r;
+}
+
+namespace {
+
+// How many bytes of neighbouring dirty pages go to the file in one write.
+constexpr uint32_t kRunBytes = 64u << 10;
+
+// Writes the pages of the slots run[0..n), which follow one another in the
+// file, in one write through staging, and marks them clean.  0, or
+// VN_E_IDXWRITE / VN_E_IDXLOCK (every slot left dirty).
+int32_t writerun(const int32_t* run, size_t n, std::vector<uint8_t>& staging) {
+    PageSlot* slots = idxstate().cache.slots;
+    if (n == 1) return pgwriteback(run[0]);
+    const PageSlot& first = slots[run[0]];
+    staging.resize(n * first.size);
+    for (size_t k = 0; k < n; k++) {
+        const void* src = globalhlock(slots[run[k]].block);
+        if (!src) return VN_E_IDXLOCK;
+        memcpy(staging.data() + k * first.size, src, first.size);
+        globalhunlock(slots[run[k]].block);
+    }
+    const auto bytes = static_cast<uint32_t>(staging.size());
+    const int32_t fd = static_cast<int32_t>(first.file);
+    if (oswriteat(fd, staging.data(), bytes, static_cast<uint32_t>(pageoffset(first.page, first.size))) !=
+        static_cast<int32_t>(bytes))
+        return VN_E_IDXWRITE;
+    for (size_t k = 0; k < n; k++) slots[run[k]].dirty = 0;
+    return 0;
+}
+
+}  // namespace
+
+int32_t pgclean(uint32_t file) {
+    IndexState& st = idxstate();
+    PageCache& pc = st.cache;
+    int32_t r = 0;
+    if (pc.slots) {
+        // The dirty pages in file order, so that neighbours go in one write;
+        // short of memory for that, one by one as they are found.
+        Directory& d = dir(st);
+        std::vector<int32_t> dirty;
+        try {
+            for (const int32_t i : slotsof(file))
+                if (pc.slots[i].dirty) dirty.push_back(i);
+            d.staging.reserve(kRunBytes);
+        } catch (const std::bad_alloc&) {
+            for (const int32_t i : slotsof(file))
+                if (pc.slots[i].dirty && pgwriteback(i) != 0) r = VN_E_IDXWRITE;
+            dirty.clear();
+        }
+        std::sort(dirty.begin(), dirty.end(),
+                  [&](int32_t a, int32_t b) { return pc.slots[a].page < pc.slots[b].page; });
+        for (size_t at = 0; at < dirty.size();) {
+            const PageSlot& first = pc.slots[dirty[at]];
+            size_t n = 1;
+            while (at + n < dirty.size() && pc.slots[dirty[at + n]].page == first.page + n &&
+                   (n + 1) * first.size <= kRunBytes)
+                n++;
+            if (writerun(&dirty[at], n, d.staging) != 0) r = VN_E_IDXWRITE;
+            at += n;
+        }
     }
     osflush(static_cast<int32_t>(file));
     return r;

@@ -131,6 +131,10 @@ int32_t pgwrite(IdxFile& f, int index, uint32_t page);
 // Writes back and drops every slot of the index file fd, trims used and
 // flushes the file.  0, or VN_E_IDXWRITE after trying every slot.
 int32_t pgflush(uint32_t fd);
+// Writes back every dirty slot of the index file fd and keeps its pages
+// cached, clean, for a file that nobody else writes; then flushes the
+// file.  0, or VN_E_IDXWRITE after trying every slot.
+int32_t pgclean(uint32_t fd);
 // Writes one slot to its file and clears its dirty flag.  0, VN_E_IDXWRITE,
 // or VN_E_IDXLOCK when its block cannot be locked.
 int32_t pgwriteback(int slot);
