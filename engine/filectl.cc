@@ -77,21 +77,26 @@ void opsecure(FHCB* cb) {
     if (filelock(cb, cb->flockretry) != 0) return;
     // A step that fails sets the status and keeps the header marked dirty,
     // so that the next secure or the close writes it again.
-    if (!isshared(cb)) {
+    const bool shared = isshared(cb);
+    if (!shared) {
         writeheader(cb);
         if (cb->index != nullptr) {
-            if (pgflush(cb->idxfd) != 0 && cb->status == 0) cb->status = VN_E_IDXWRITE;
+            if (pgclean(cb->idxfd) != 0 && cb->status == 0) cb->status = VN_E_IDXWRITE;
             keyhdrwrite(cb);
         }
+    } else if (cb->index != nullptr && pgflush(cb->idxfd) != 0 && cb->status == 0) {
+        cb->status = VN_E_IDXWRITE;
     }
-    if (cb->index != nullptr && pgflush(cb->idxfd) != 0 && cb->status == 0) cb->status = VN_E_IDXWRITE;
     // What was secured must outlive a power cut, not only this process:
-    // the data and the key file go to the disk before the handles close.
+    // the data and the key file go to the disk.
     if (cb->datfd != 0) ossync(static_cast<int32_t>(cb->datfd));
     if (cb->idxfd != 0) ossync(static_cast<int32_t>(cb->idxfd));
-    // The handle flush never counts as committed: closing the handles (to
-    // be reopened by the next operation) is what commits.
-    if (cb->datfd == 0 || fhclopen(cb->datfd) != 0) {
+    // Nobody else writes an unshared file, so its handles, its map and its
+    // cached pages still hold what the file does: closing them would only
+    // make the next operation read it all back.  A shared file closes its
+    // handles (the handle flush never counts as committed), to be reopened
+    // by the next operation.
+    if (shared && (cb->datfd == 0 || fhclopen(cb->datfd) != 0)) {
         fileunlock(cb);
         fhpark(cb);
     }
