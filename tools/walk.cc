@@ -41,6 +41,9 @@ void readon(RecordFile& f, const Visitor& visit, ShortRecord* cut) {
             if (cb->status != VN_C_DELETED) f.fail_status();
             deleted = true;
         }
+        // Another process may have added records since the file was
+        // measured: measure it again before calling a record cut short.
+        if (!ec && pos + storedlength(cb) > size) size = std::filesystem::file_size(f.path(), ec);
         if (!ec && pos + storedlength(cb) > size) {
             ShortRecord s{pos, size};
             if (cut) {
