@@ -1,6 +1,8 @@
 // contend_posix_test.cc - two processes adding to one keyword index at the
-// same time, the same word and words of their own: nothing is lost.
+// same time, the same word and words of their own: nothing is lost; and
+// what one process remembers of a chain yields to the other's changes.
 #include <algorithm>
+#include <functional>
 
 #include "common/fork.h"
 #include "kwtest.h"
@@ -43,6 +45,32 @@ TEST_F(KeywordTest, TwoProcessesAddingLoseNothing) {
         EXPECT_EQ(ix.search("own" + std::to_string(v)), std::vector<uint32_t>{v});
     }
     EXPECT_EQ(readfile("kw.pst").size(), 16 + 8 * 4 * kAdds);
+}
+
+// A shared block remembers where each chain it added to ends; another
+// process's adds, and a delete whose freed node another add takes back,
+// must not be missed between two of its adds.
+TEST_F(KeywordTest, WhatAnotherProcessChangedIsSeenBetweenAdds) {
+    Index ix;
+    ASSERT_EQ(ix.open(dir()), 0);
+    auto other = [&](const std::function<int(Index&)>& step) {
+        return vntest::child([&] {
+            Index b;
+            return b.open(dir(), 0) == 0 ? step(b) : 9;
+        });
+    };
+    ASSERT_EQ(ix.add("alpha", 1), 0);
+    ASSERT_EQ(other([](Index& b) { return b.add("alpha", 2); }), 0);
+    ASSERT_EQ(ix.add("alpha", 3), 0);  // after the node the other linked
+    // 3 goes, and its node comes back at once as beta's: the file's size
+    // and free list are as they were.
+    ASSERT_EQ(other([](Index& b) { return fhhypdelete(&b.cb, 3) == 0 ? b.add("beta", 3) : 8; }), 0);
+    ASSERT_EQ(ix.add("alpha", 4), 0);
+    ASSERT_EQ(ix.add("alpha", 3), 0);  // gone from alpha, so added again
+    Index fresh;
+    ASSERT_EQ(fresh.open(dir(), 0), 0);
+    EXPECT_EQ(fresh.search("alpha"), (std::vector<uint32_t>{1, 2, 4, 3}));
+    EXPECT_EQ(fresh.search("beta"), std::vector<uint32_t>{3});
 }
 
 }  // namespace
