@@ -556,18 +556,23 @@ int32_t pgflush(uint32_t file) {
 
 namespace {
 
-// How many bytes of neighbouring dirty pages go to the file in one write.
+// How many bytes of neighbouring pages go to the file in one write.
 constexpr uint32_t kRunBytes = 64u << 10;
+// Clean pages shorter than this between two dirty ones go along with them,
+// the bytes the file already holds written again: they make no block of
+// the disk's (4 KiB at least) dirty that the two did not, and one write
+// costs less than two.
+constexpr uint32_t kGapBytes = 4096;
 
-// Writes the pages of the slots run[0..n), which follow one another in the
-// file, in one write through staging, and marks them clean.  0, or
-// VN_E_IDXWRITE / VN_E_IDXLOCK (every slot left dirty).
-int32_t writerun(const int32_t* run, size_t n, std::vector<uint8_t>& staging) {
+// Writes the pages of the slots run, which follow one another in the file,
+// in one write through staging, and marks them clean.  0, or VN_E_IDXWRITE
+// / VN_E_IDXLOCK (every slot left as it was).
+int32_t writerun(const std::vector<int32_t>& run, std::vector<uint8_t>& staging) {
     PageSlot* slots = idxstate().cache.slots;
-    if (n == 1) return pgwriteback(run[0]);
+    if (run.size() == 1) return pgwriteback(run[0]);
     const PageSlot& first = slots[run[0]];
-    staging.resize(n * first.size);
-    for (size_t k = 0; k < n; k++) {
+    staging.resize(run.size() * first.size);
+    for (size_t k = 0; k < run.size(); k++) {
         const void* src = globalhlock(slots[run[k]].block);
         if (!src) return VN_E_IDXLOCK;
         memcpy(staging.data() + k * first.size, src, first.size);
@@ -578,8 +583,23 @@ int32_t writerun(const int32_t* run, size_t n, std::vector<uint8_t>& staging) {
     if (oswriteat(fd, staging.data(), bytes, static_cast<uint32_t>(pageoffset(first.page, first.size))) !=
         static_cast<int32_t>(bytes))
         return VN_E_IDXWRITE;
-    for (size_t k = 0; k < n; k++) slots[run[k]].dirty = 0;
+    for (const int32_t slot : run) slots[slot].dirty = 0;
     return 0;
+}
+
+// Appends to run the slots of the pages after last up to page when the
+// cache holds every one of them: true, or false (run as it was).
+bool reachpage(Directory& d, uint32_t file, uint32_t last, uint32_t page, std::vector<int32_t>& run) {
+    const size_t had = run.size();
+    for (uint32_t p = last + 1; p < page; p++) {
+        const DirEntry* e = entryof(d, file, p);
+        if (e == nullptr || e->slot < 0) {
+            run.resize(had);
+            return false;
+        }
+        run.push_back(e->slot);
+    }
+    return true;
 }
 
 }  // namespace
@@ -592,11 +612,12 @@ int32_t pgclean(uint32_t file) {
         // The dirty pages in file order, so that neighbours go in one write;
         // short of memory for that, one by one as they are found.
         Directory& d = dir(st);
-        std::vector<int32_t> dirty;
+        std::vector<int32_t> dirty, run;
         try {
             for (const int32_t i : slotsof(file))
                 if (pc.slots[i].dirty) dirty.push_back(i);
             d.staging.reserve(kRunBytes);
+            run.reserve(kRunBytes / 64);
         } catch (const std::bad_alloc&) {
             for (const int32_t i : slotsof(file))
                 if (pc.slots[i].dirty && pgwriteback(i) != 0) r = VN_E_IDXWRITE;
@@ -605,13 +626,18 @@ int32_t pgclean(uint32_t file) {
         std::sort(dirty.begin(), dirty.end(),
                   [&](int32_t a, int32_t b) { return pc.slots[a].page < pc.slots[b].page; });
         for (size_t at = 0; at < dirty.size();) {
-            const PageSlot& first = pc.slots[dirty[at]];
-            size_t n = 1;
-            while (at + n < dirty.size() && pc.slots[dirty[at + n]].page == first.page + n &&
-                   (n + 1) * first.size <= kRunBytes)
-                n++;
-            if (writerun(&dirty[at], n, d.staging) != 0) r = VN_E_IDXWRITE;
-            at += n;
+            const uint32_t size = pc.slots[dirty[at]].size;
+            uint32_t last = pc.slots[dirty[at]].page;
+            run.assign(1, dirty[at++]);
+            for (; at < dirty.size(); at++) {
+                const uint32_t page = pc.slots[dirty[at]].page;
+                if ((page - last - 1) * size >= kGapBytes || (run.size() + page - last) * size > kRunBytes ||
+                    !reachpage(d, file, last, page, run))
+                    break;
+                run.push_back(dirty[at]);
+                last = page;
+            }
+            if (writerun(run, d.staging) != 0) r = VN_E_IDXWRITE;
         }
     }
     osflush(static_cast<int32_t>(file));
