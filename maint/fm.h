@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "support/blockread.h"
 #include "support/limits.h"
 #include "support/runtime.h"
 #include "velnor.h"
@@ -91,27 +92,6 @@ int32_t fminstall(const char* tmp, const char* final);
 // the buffered streams: 0, or -1 when either cannot be opened or a write
 // failed.
 int32_t fmcopy(const char* from, const char* to);
-
-// Reads a file front to back through a 64 KiB window, so that the runs'
-// small reads of consecutive records cost no system call each.  Reads
-// elsewhere move the window.  The file must not change while it is used.
-class FmReader {
-public:
-    explicit FmReader(int32_t fd = 0) : fd_(fd) {}
-    void attach(int32_t fd) {
-        fd_ = fd;
-        len_ = 0;
-    }
-    // Up to n bytes at pos into dst: the bytes read (fewer at the end), or
-    // -1.
-    int32_t readat(int32_t pos, char* dst, int32_t n);
-
-private:
-    int32_t fd_;
-    std::vector<char> window_;
-    int32_t start_ = 0;
-    int32_t len_ = 0;
-};
 
 // pos * mul / (len * div) in wrapping 32-bit arithmetic, pos and len first
 // divided by 1,024 when len passes 10,000,000 and scaled is set; 0 when the

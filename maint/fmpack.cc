@@ -28,7 +28,7 @@ struct Pack : FmRun {
     char* buf = nullptr;
     std::vector<char> raw;
     int32_t olddat = 0;
-    FmReader data;
+    BlockReader data;
     int32_t strip = -1;
     char dat[FH_NAMESIZE] = "";
     char tmpdat[FH_NAMESIZE] = "";

@@ -27,7 +27,7 @@ struct Recover : FmRun {
     char* buf = nullptr;
     std::vector<char> raw;
     int32_t datfd = 0;
-    FmReader data;
+    BlockReader data;
     int32_t tmpfd = 0;
     bool created = false;
     char tmp[FH_NAMESIZE] = "";

@@ -37,7 +37,7 @@ void spin() {
 struct Verify : FmRun {
     uint32_t flags = 0;
     int32_t datfd = 0;
-    FmReader data;
+    BlockReader data;
     int32_t keyfd = 0;
     char* buf = nullptr;           // the record, fixed layout
     std::vector<char> raw;         // the record as stored

@@ -12,8 +12,9 @@
 //   CMP_HDRSIZE), so that the program can list, check and delete members;
 // - the whole-file hold of the OS layer (osholdfile, osunholdfile) that
 //   keeps a second program off a file in the unshared mode;
-// - the OS layer's file calls and unpackrec, with which recover and pack
-//   set aside records whose key is taken before the library runs.
+// - the OS layer's file calls, its windowed reader (BlockReader) and
+//   unpackrec, with which recover and pack set aside records whose key is
+//   taken before the library runs.
 #ifndef VELNOR_TOOLS_LIBINTERNAL_H
 #define VELNOR_TOOLS_LIBINTERNAL_H
 
@@ -24,6 +25,7 @@
 #include "definition/fid.h"
 #include "record/record.h"
 #include "record/thread.h"
+#include "support/blockread.h"
 #include "support/os.h"
 #include "support/ossync.h"
 

@@ -4,6 +4,7 @@
 // second over the first).  Such records are copied to a side file, FILE
 // with .dup, and only then marked deleted in the data file, so that a run
 // cut short at any point leaves each record in one of the two files.
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <string>
@@ -57,21 +58,23 @@ std::string setaside(const MaintOptions& opt) {
     Handle dat{osopen(opt.file.c_str(), VN_O_RDWR | VN_O_BINARY, 0)};
     if (dat.h < 1) return {};
     const int32_t size = osfilesize(dat.h);
+    BlockReader in(dat.h);
     std::vector<char> stored(cb.reclen), record(cb.reclen + 8);
     std::unordered_set<std::string> keys;
     std::vector<std::pair<int32_t, std::string>> extra;  // position, fixed layout
     char key[260];
+    if (size > 0) keys.reserve(static_cast<size_t>(std::min<int32_t>(size / static_cast<int32_t>(cb.reclen), 1 << 22)));
     cb.recbuf = record.data();
     // The walk stops where the records stop making sense; pack's own
     // reader deals with what lies beyond.
     for (int32_t pos = cb.reclen; pos >= 0 && pos < size;) {
         int32_t len = cb.reclen;
         if (var) {
-            if (osreadat(dat.h, stored.data(), 5, static_cast<uint32_t>(pos)) != 5) break;
+            if (in.readat(pos, stored.data(), 5) != 5) break;
             len = announced(stored.data());
             if (len < 6 || len > cb.reclen) break;
         }
-        if (osreadat(dat.h, stored.data(), static_cast<uint32_t>(len), static_cast<uint32_t>(pos)) != len ||
+        if (in.readat(pos, stored.data(), len) != len ||
             stored[static_cast<size_t>(len) - 1] != '\n')
             break;
         if (stored[0] == ' ') {
