@@ -2,8 +2,11 @@
 // with a logging callback.
 #include "maintfix.h"
 
+#include <algorithm>
 #include <cstring>
 #include <filesystem>
+#include <numeric>
+#include <random>
 
 #include "common/engine.h"
 
@@ -47,12 +50,15 @@ void MaintTest::TearDown() {
     vntest::enginestop();
 }
 
-std::string MaintTest::build(Kind kind, int n, std::set<int> dead, const std::string& name) {
+std::string MaintTest::build(Kind kind, int n, std::set<int> dead, const std::string& name, unsigned seed) {
     writefile(name + ".fid", fidfor(kind));
     FHCB cb{};
     std::snprintf(cb.datname, sizeof cb.datname, "%s", path(name + ".dat").c_str());
     EXPECT_EQ(vfhmake(&cb), 0);
-    for (int i = 1; i <= n; i++) {
+    std::vector<int> order(static_cast<size_t>(n));
+    std::iota(order.begin(), order.end(), 1);
+    if (seed != 0) std::shuffle(order.begin(), order.end(), std::mt19937(seed));
+    for (int i : order) {
         fill(cb, i);
         EXPECT_EQ(vfhwrite(&cb, 0), 0) << i;
     }

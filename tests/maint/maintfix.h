@@ -23,8 +23,10 @@ protected:
     void TearDown() override;
 
     // Writes name.fid for kind and builds name.dat with records 1..n (K01,
-    // "Name01", ...); the records in dead are deleted.  The data path.
-    std::string build(Kind kind, int n = 10, std::set<int> dead = {3, 7}, const std::string& name = "f");
+    // "Name01", ...), in a shuffled order with a seed other than 0; the
+    // records in dead are deleted.  The data path.
+    std::string build(Kind kind, int n = 10, std::set<int> dead = {3, 7}, const std::string& name = "f",
+                      unsigned seed = 0);
     // filemaint on the data file with the report "rep.txt" and the logging
     // callback.
     int32_t run(int32_t op, const std::string& dat, uint32_t flags = 0);
