@@ -54,7 +54,10 @@ struct Directory : RuntimePart {
     // file: shared use forgets its file after every command.
     std::vector<std::unique_ptr<DirEntry[]>> sparechunks;
     std::vector<int32_t> found;  // the slots slotsof lists
-    std::vector<uint8_t> staging;  // neighbouring pages pgclean writes at once
+    std::vector<uint8_t> staging;  // neighbouring pages written at once
+    // A file's dirty slots in file order, and the run being written, kept
+    // so that the flush at the end of every shared command allocates none.
+    std::vector<int32_t> dirty, run;
     // How many slots are occupied, so that a free slot below used is
     // looked for only when there is one; and where the clock hand of a
     // large table stands.
@@ -538,22 +541,6 @@ int32_t pgwrite(IdxFile& f, int index, uint32_t page) {
     return 0;
 }
 
-int32_t pgflush(uint32_t file) {
-    PageCache& pc = idxstate().cache;
-    int32_t r = 0;
-    if (pc.slots) {
-        // The file's slots, from the last to the first.
-        for (const int32_t i : slotsof(file)) {
-            if (pc.slots[i].dirty && pgwriteback(i) != 0) r = VN_E_IDXWRITE;
-            emptyslot(i);
-        }
-        dirforget(file);
-        while (pc.used > 0 && pc.slots[pc.used - 1].file == 0) pc.used--;
-    }
-    osflush(static_cast<int32_t>(file));
-    return r;
-}
-
 namespace {
 
 // How many bytes of neighbouring pages go to the file in one write.
@@ -602,9 +589,12 @@ bool reachpage(Directory& d, uint32_t file, uint32_t last, uint32_t page, std::v
     return true;
 }
 
-}  // namespace
-
-int32_t pgclean(uint32_t file) {
+// Writes back every dirty slot of file in file order, neighbours in one
+// write, and with gaps the clean pages of a short gap between two dirty
+// ones too (only for a file nobody else writes, whose cached pages are
+// what it holds).  0, or VN_E_IDXWRITE after trying every slot; a slot
+// whose write failed stays dirty.
+int32_t writedirty(uint32_t file, bool gaps) {
     IndexState& st = idxstate();
     PageCache& pc = st.cache;
     int32_t r = 0;
@@ -612,7 +602,9 @@ int32_t pgclean(uint32_t file) {
         // The dirty pages in file order, so that neighbours go in one write;
         // short of memory for that, one by one as they are found.
         Directory& d = dir(st);
-        std::vector<int32_t> dirty, run;
+        std::vector<int32_t>& dirty = d.dirty;
+        std::vector<int32_t>& run = d.run;
+        dirty.clear();
         try {
             for (const int32_t i : slotsof(file))
                 if (pc.slots[i].dirty) dirty.push_back(i);
@@ -631,14 +623,33 @@ int32_t pgclean(uint32_t file) {
             run.assign(1, dirty[at++]);
             for (; at < dirty.size(); at++) {
                 const uint32_t page = pc.slots[dirty[at]].page;
-                if ((page - last - 1) * size >= kGapBytes || (run.size() + page - last) * size > kRunBytes ||
-                    !reachpage(d, file, last, page, run))
+                if ((page != last + 1 && !gaps) || (page - last - 1) * size >= kGapBytes ||
+                    (run.size() + page - last) * size > kRunBytes || !reachpage(d, file, last, page, run))
                     break;
                 run.push_back(dirty[at]);
                 last = page;
             }
             if (writerun(run, d.staging) != 0) r = VN_E_IDXWRITE;
         }
+    }
+    return r;
+}
+
+}  // namespace
+
+int32_t pgclean(uint32_t file) {
+    const int32_t r = writedirty(file, true);
+    osflush(static_cast<int32_t>(file));
+    return r;
+}
+
+int32_t pgflush(uint32_t file) {
+    PageCache& pc = idxstate().cache;
+    const int32_t r = writedirty(file, false);
+    if (pc.slots) {
+        for (const int32_t i : slotsof(file)) emptyslot(i);
+        dirforget(file);
+        while (pc.used > 0 && pc.slots[pc.used - 1].file == 0) pc.used--;
     }
     osflush(static_cast<int32_t>(file));
     return r;

@@ -128,8 +128,9 @@ int32_t pgpeek(const IdxFile& f, uint32_t page, void* to, uint32_t n, bool* hit)
 // Stores the image of cursor index as page: dirty in the cache, or
 // straight to the file when the cache cannot take it.  0, or VN_E_IDXWRITE.
 int32_t pgwrite(IdxFile& f, int index, uint32_t page);
-// Writes back and drops every slot of the index file fd, trims used and
-// flushes the file.  0, or VN_E_IDXWRITE after trying every slot.
+// Writes back every dirty slot of the index file fd, in file order with
+// neighbours in one write, drops every slot of it, trims used and flushes
+// the file.  0, or VN_E_IDXWRITE after trying every slot.
 int32_t pgflush(uint32_t fd);
 // Writes back every dirty slot of the index file fd and keeps its pages
 // cached, clean, for a file that nobody else writes; then flushes the

@@ -1,10 +1,10 @@
 // cache_test.cc - the files RECOVER and PACK write do not depend on how
 // much of the new index the page cache holds.  With the classic 128 slots
-// pages are written back as they are evicted and read again; with the
-// default cache they stay in memory, RECOVER writing each once at the end
-// and PACK writing the changed ones at each secure in runs of consecutive
-// pages, keeping them through the secure's closed handles.  The same keys
-// go in in the same order either way, so every byte must match.
+// pages are written back one by one as they are evicted, and read again;
+// with the default cache they stay in memory, RECOVER writing each once
+// at the end and PACK the changed ones at each secure, in runs of
+// consecutive pages.  The same keys go in in the same order either way,
+// so every byte must match.
 #include "index/pagecache.h"
 #include "common/engine.h"
 #include "maintfix.h"
