@@ -69,9 +69,12 @@ struct Verify : FmRun {
 
     // Reads n bytes at pos into dst under the record lock; bytes read.  A
     // record another process keeps locked is read all the same.  Unshared,
-    // the record passes read through the window.
+    // the record passes read through the window, and the key passes, which
+    // go to the records in key order, through the file's map.
     int32_t readlocked(int32_t pos, char* dst, int32_t n, bool ahead = false) {
         if (ahead && !shared()) return data.readat(pos, dst, n);
+        if (!shared() && n > 0 && osreadmapped(datfd, dst, static_cast<uint32_t>(n), static_cast<uint32_t>(pos)) == n)
+            return n;
         const bool locked = lock(pos);
         const int32_t got = n > 0 ? osreadat(datfd, dst, static_cast<uint32_t>(n), static_cast<uint32_t>(pos)) : 0;
         unlock(pos, locked);
