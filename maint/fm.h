@@ -31,6 +31,10 @@ struct MaintState : RuntimePart {
     FMCALLBACK callback = nullptr;
     char reportname[FH_NAMESIZE] = {};
     void* window = nullptr;
+    // The band of the window changed since it was last repainted (top -1:
+    // none), and the tick count of that repaint.
+    int32_t pendingtop = -1, pendingbottom = -1;
+    uint32_t painted = 0;
     FMASKFN askhook = nullptr;
 };
 
@@ -73,7 +77,13 @@ int32_t fmaskfix();
 // once, created with the title, a line band repainted, destroyed.
 void fmwndregister();
 void fmwndcreate(const char* title);
+// A band is marked changed and repainted, with every band changed before
+// it, once FM_REPAINT_MS have passed since the last repaint: a run showing
+// thousands of records a second repaints a few dozen times.  fmwndshow
+// repaints what is changed now, as the run waits or ends.
+enum { FM_REPAINT_MS = 40 };
 void fmwndband(int32_t top, int32_t bottom);
+void fmwndshow();
 void fmwndclose();
 
 // The runs: 0, -1 when stopped, or a status (its error line shown).

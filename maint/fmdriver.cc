@@ -9,6 +9,7 @@
 
 #include "index/hash.h"
 #include "maint/fm.h"
+#include "support/os.h"
 #include "support/ui.h"
 #include "support/limits.h"
 #include "support/nothrow.h"
@@ -105,8 +106,11 @@ void fmpercent(int32_t percent) {
 void fmmessage(const char* text) { setline(L_MESSAGE, text); }
 
 int32_t fmpoll() {
-    uipump();
     MaintState& m = fmstate();
+    // A band held back is shown once its time has come, even if no line
+    // changes meanwhile.
+    if (m.callback == nullptr && m.pendingtop >= 0 && ostickcount() - m.painted >= FM_REPAINT_MS) fmwndshow();
+    uipump();
     if (m.callback != nullptr) {
         char empty[1] = "";
         m.stop = static_cast<int8_t>(m.callback(VN_FM_POLL, empty) & 0xFF);

@@ -2,6 +2,7 @@
 // which paints the six lines and takes the Stop button, and the question
 // PACK asks, which an application's hook may answer instead.
 #include "maint/fm.h"
+#include "support/os.h"
 #include "support/ui.h"
 
 namespace {
@@ -41,13 +42,32 @@ extern "C" VELNOR_API intptr_t VELNOR_CALL fmwndproc(void* wnd, uint32_t message
 
 void fmwndregister() { uiregister("FileMaint", kClassStyle, fmwndproc); }
 
-void fmwndcreate(const char* title) { fmstate().window = uicreate("FileMaint", title, kCaption, 50, 50, 500, 215); }
+void fmwndcreate(const char* title) {
+    MaintState& m = fmstate();
+    m.pendingtop = m.pendingbottom = -1;
+    m.painted = ostickcount();
+    m.window = uicreate("FileMaint", title, kCaption, 50, 50, 500, 215);
+}
 
-void fmwndband(int32_t top, int32_t bottom) { uiinvalidate(fmstate().window, 0, top, 499, bottom); }
+void fmwndshow() {
+    MaintState& m = fmstate();
+    if (m.pendingtop < 0) return;
+    uiinvalidate(m.window, 0, m.pendingtop, 499, m.pendingbottom);
+    m.pendingtop = m.pendingbottom = -1;
+    m.painted = ostickcount();
+}
+
+void fmwndband(int32_t top, int32_t bottom) {
+    MaintState& m = fmstate();
+    if (m.pendingtop < 0 || top < m.pendingtop) m.pendingtop = top;
+    if (bottom > m.pendingbottom) m.pendingbottom = bottom;
+    if (ostickcount() - m.painted >= FM_REPAINT_MS) fmwndshow();
+}
 
 // The last state stays on screen for a moment: 100,000 pumps, then the
 // window goes.
 void fmwndclose() {
+    fmwndshow();
     for (int i = 0; i < 100000; i++) uipump();
     uidestroy(fmstate().window);
     fmstate().window = nullptr;
@@ -57,5 +77,6 @@ int32_t fmaskfix() {
     static const char kQuestion[] = "Data/FID record length mismatch. Do you want to fix it?";
     static const char kCaptionText[] = "FileMaint: Error";
     if (FMASKFN ask = fmstate().askhook; ask != nullptr) return ask(kQuestion, kCaptionText) == 1 ? 1 : 0;
+    fmwndshow();  // the record asked about is on the window
     return uiconfirm(kQuestion, kCaptionText);
 }
