@@ -1,9 +1,12 @@
 // setaside.cc - before recover or pack: an active record whose key 0 an
 // earlier active record already has cannot be indexed beside it (recover
 // would enter both and leave a file verify rejects; pack would write the
-// second over the first).  Such records are copied to a side file, FILE
-// with .dup, and only then marked deleted in the data file, so that a run
-// cut short at any point leaves each record in one of the two files.
+// second over the first).  Nor can one whose key is all zero bytes under
+// some index: that is the lowest key, where every walk from the first key
+// starts, and the walk steps past an entry equal to its start, so verify
+// would count one entry short.  Such records are copied to a side file,
+// FILE with .dup, and only then marked deleted in the data file, so that a
+// run cut short at any point leaves each record in one of the two files.
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
@@ -40,6 +43,16 @@ struct Handle {
     }
 };
 
+// Whether the record in cb's buffer has, under some index, a key of zero
+// bytes only.
+bool lowestkey(FHCB& cb, char* key) {
+    for (int k = 0; k < cb.nkeys; k++) {
+        const int32_t n = bldkey(&cb, k, key);
+        if (n > 0 && std::all_of(key, key + n, [](char c) { return c == '\0'; })) return true;
+    }
+    return false;
+}
+
 }  // namespace
 
 std::string setaside(const MaintOptions& opt) {
@@ -62,27 +75,32 @@ std::string setaside(const MaintOptions& opt) {
     std::vector<char> stored(cb.reclen), record(cb.reclen + 8);
     std::unordered_set<std::string> keys;
     std::vector<std::pair<int32_t, std::string>> extra;  // position, fixed layout
+    long lowest = 0;                                      // of them, set aside for a key of zeros
     char key[260];
     if (size > 0) keys.reserve(static_cast<size_t>(std::min<int32_t>(size / static_cast<int32_t>(cb.reclen), 1 << 22)));
     cb.recbuf = record.data();
     // The walk stops where the records stop making sense; pack's own
-    // reader deals with what lies beyond.
-    for (int32_t pos = cb.reclen; pos >= 0 && pos < size;) {
+    // reader deals with what lies beyond.  Fixed-length records are where
+    // their length puts them, a newline lost to damage or not, as pack
+    // reads them.
+    for (int32_t pos = cb.reclen; pos >= 0 && pos + (var ? 0 : cb.reclen) <= size;) {
         int32_t len = cb.reclen;
         if (var) {
             if (in.readat(pos, stored.data(), 5) != 5) break;
             len = announced(stored.data());
             if (len < 6 || len > cb.reclen) break;
         }
-        if (in.readat(pos, stored.data(), len) != len ||
-            stored[static_cast<size_t>(len) - 1] != '\n')
+        if (in.readat(pos, stored.data(), len) != len || (var && stored[static_cast<size_t>(len) - 1] != '\n'))
             break;
         if (stored[0] == ' ') {
             if (var) unpackrec(&cb, stored.data(), len, record.data());
             else std::memcpy(record.data(), stored.data(), static_cast<size_t>(len));
             const int32_t n = bldkey(&cb, 0, key);
-            if (n > 0 && !keys.emplace(key, static_cast<size_t>(n)).second)
+            const bool taken = n > 0 && !keys.emplace(key, static_cast<size_t>(n)).second;
+            if (taken || lowestkey(cb, key)) {
                 extra.emplace_back(pos, std::string(record.data(), static_cast<size_t>(cb.reclen)));
+                lowest += !taken;
+            }
         }
         pos += len;
     }
@@ -104,8 +122,10 @@ std::string setaside(const MaintOptions& opt) {
         if (oswriteat(dat.h, "D", 1, static_cast<uint32_t>(e.first)) != 1)
             fail(opt.file, "cannot mark a record set aside deleted: " + std::string(std::strerror(errno)));
     ossync(dat.h);
-    return counted(static_cast<long>(extra.size()), "record") + " whose key an earlier record has: copied to " +
-           side + " and deleted";
+    const long taken = static_cast<long>(extra.size()) - lowest;
+    std::string what = taken > 0 ? counted(taken, "record") + " whose key an earlier record has" : "";
+    if (lowest > 0) what += (taken > 0 ? " and " : "") + counted(lowest, "record") + " whose key is all zero bytes";
+    return what + ": copied to " + side + " and deleted";
 }
 
 }  // namespace vtool
