@@ -108,7 +108,7 @@ case ${1:-all} in
   callgrind)
     per_op index 100000
     per_op engine 10000 single
-    per_op engine 100000 single-10k
+    per_op engine 30000 single-10k
     per_op keyword 2000 0 0 single
     ;;
   syscalls)
