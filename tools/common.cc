@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
+#include <vector>
 
 #include "libinternal.h"
 
@@ -143,6 +144,36 @@ int nettypeof(const std::string& name) {
     return cb.nettype;
 }
 
+// name with "~part-" before its last part: the name a new file is made
+// under before it is put in place.
+std::string partname(const std::string& name) {
+    const size_t slash = name.find_last_of("/\\");
+    const size_t at = slash == std::string::npos ? 0 : slash + 1;
+    return name.substr(0, at) + "~part-" + name.substr(at);
+}
+
+// Makes the files of target new under part names, and puts each in place
+// once the engine has written its header, the data file last: a run
+// killed on the way leaves no data file without its header, which no
+// repair could mend, only part files that the next run makes again.
+void makenew(const RecordTarget& target) {
+    FHCB cb{};
+    const std::string dat = partname(target.path);
+    setname(cb.datname, dat);
+    setname(cb.fidname, target.fid.empty() ? derivedname(target.path, ".fid") : target.fid);
+    setname(cb.idxname, target.index.empty() ? "" : partname(target.index));
+    if (vfhmake(&cb) != 0 || vfhclose(&cb) != 0) fail(target.path, statusline(cb.status, target.path));
+    std::vector<std::pair<std::string, std::string>> moves;  // part name, final name
+    if (!target.index.empty()) moves.emplace_back(partname(target.index), target.index);
+    for (const char* ext : {".idx", ".hsh"})
+        if (target.index.empty()) moves.emplace_back(derivedname(dat, ext), derivedname(target.path, ext));
+    moves.emplace_back(dat, target.path);
+    std::error_code ec;
+    for (const auto& [from, to] : moves)
+        if (std::filesystem::exists(from, ec) && osreplace(from.c_str(), to.c_str()) != 0)
+            fail(to, std::string("cannot put the new file in place: ") + std::strerror(errno));
+}
+
 }  // namespace
 
 bool takeslocks(const std::string& network) {
@@ -157,10 +188,10 @@ RecordFile::RecordFile(const RecordTarget& target, bool create) : target_(target
     // Without the engine's byte locks the program holds the file alone.
     bool unshared = !takeslocks(target.network);
     unshared_ = unshared;
-    if (!create) hold(unshared);
-    if ((create ? vfhmake(&cb_) : vfhopen(&cb_)) != 0) fail_status();
+    if (create) makenew(target);
+    hold(unshared);
+    if (vfhopen(&cb_) != 0) fail_status();
     open_ = true;
-    if (create) hold(unshared);
     // The network type comes after the open, which always starts shared.
     std::snprintf(cb_.work, 257, "%s", target.network.c_str());
     cb_.opcode = VN_OP_NETTYPE;
