@@ -8,7 +8,8 @@
 #                                         index, engine and keyword hot paths
 #   bash scripts/bench.sh syscalls        system calls per record in each step of the
 #                                         engine, unshared, shared and unshared with a
-#                                         secure every 10,000 writes
+#                                         secure every 10,000 writes; per word added
+#                                         by the keyword benchmark
 #   bash scripts/bench.sh maint-syscalls [N]   system calls per record of velnor's
 #                                         load, verify, recover and pack (N 100,000)
 # Installs whatever is missing first.  Each benchmark prints its own figures
@@ -96,6 +97,18 @@ END {
 }
 AWK
 
+# kw_syscalls N STORE: system calls per word added when the keyword
+# benchmark builds N documents of 50 words (and does nothing else).
+kw_syscalls() {
+  local count=$1 store=$2
+  (cd "$work" && strace -f -qq -c -o "$work/kw.$store" "$root/$dir/bench/keyword/keyword_bench" \
+    "$count" 0 0 "$store" >/dev/null)
+  awk -v n=$((count * 50)) -v s="$store" '
+    $4 ~ /^[0-9]+$/ && $NF != "total" && $NF != "wait4" { c[$NF] = $4; all += $4 }
+    END { printf "keyword %s: %.2f system calls per word added: pwrite %.2f, fcntl %.2f, lseek %.2f, pread %.2f\n",
+      s, all / n, c["pwrite64"] / n, c["fcntl"] / n, c["lseek"] / n, c["pread64"] / n }' "$work/kw.$store"
+}
+
 main() {
 case ${1:-all} in
   all)
@@ -104,17 +117,23 @@ case ${1:-all} in
     run compress
     run maint
     run keyword
+    # Ten times the documents; listing every word of a document takes
+    # minutes at this size, for FTS5 too, so only the build and search.
+    run keyword 200000 10000 0
     ;;
   callgrind)
     per_op index 100000
     per_op engine 10000 single
     per_op engine 30000 single-10k
     per_op keyword 2000 0 0 single
+    per_op keyword 2000 0 0 shared
     ;;
   syscalls)
     syscalls 100000 single
     syscalls 100000 shared
     syscalls 100000 single-10k
+    kw_syscalls 2000 single
+    kw_syscalls 2000 shared
     ;;
   maint-syscalls)
     maint_syscalls "${2:-100000}"
