@@ -264,7 +264,7 @@ int main(int argc, char** argv) {
     };
     row("build", single.build, shared.build, fts.build);
     row("search", single.search, shared.search, fts.search);
-    row("list", single.list, shared.list, fts.list);
+    if (nlist > 0) row("list", single.list, shared.list, fts.list);
     std::printf("%-8s %10ld %10ld %10ld   (values found by the searches)\n", "found", single.found,
                 shared.found, fts.found);
     std::printf("%-8s %10ld %10ld %10ld   (words listed)\n", "listed", single.listedwords,
