@@ -1,6 +1,5 @@
 // hypadd.cc - opening and closing a keyword index, and adding words to it:
 // one word under a value, or every word of a line that passes the filter.
-#include <algorithm>
 #include <cstring>
 
 #include "keyword/posting.h"
@@ -42,42 +41,28 @@ int32_t linkknown(Posting& p, const WordChain& chain, uint32_t value, uint32_t f
 // place chosen; the caller holds the record lock around it.  LINKED when
 // the new node is to be written at the end of a chain (*chain, when known,
 // is that chain), NEW_WORD when it starts a new word's chain, 0 when the
-// value is there already, -1 on failure.  Shared, the chain's end is
-// remembered for the next add (Posting::tail).
+// value is there already, -1 on failure.
 int32_t addlocked(FHCB* cb, Posting& p, const char* word, uint32_t value, uint32_t fresh,
                   WordChain** chain) {
     *chain = nullptr;
     if (vfhread(cb, 512) != 0) {
         vfhitemset(cb, "KEYWORD", 0, word);
         vfhitemset(cb, "POSN", 0, tobase95(fresh, 5));
-        if (vfhwrite(cb, 512) != 0) return -1;
-        p.notetail(fresh, 0, fresh, value, value);
-        return NEW_WORD;
+        return vfhwrite(cb, 512) == 0 ? NEW_WORD : -1;
     }
     p.learn(cb, word);
-    const uint32_t head = chainhead(cb);
-    uint32_t at = head, maxvalue = 0;
+    uint32_t at = chainhead(cb);
     PostNode node;
     if ((*chain = p.chain(at)) != nullptr) return linkknown(p, **chain, value, fresh);
-    switch (p.tail(head, value, &at, &node, &maxvalue)) {
-    case Posting::TAIL_PRESENT: return 0;
-    case Posting::TAIL_FOUND: break;
-    case Posting::TAIL_UNKNOWN:
-        at = head;
-        maxvalue = 0;
-        p.startwalk();
-        for (;;) {
-            if (!p.step() || p.read(at, &node) < 0) return -1;
-            if (node.value == value) return 0;
-            maxvalue = std::max(maxvalue, node.value);
-            if (chainend(node.next)) break;
-            at = node.next;
-        }
+    p.startwalk();
+    for (;;) {
+        if (!p.step() || p.read(at, &node) < 0) return -1;
+        if (node.value == value) return 0;
+        if (chainend(node.next)) break;
+        at = node.next;
     }
     node.next = fresh;
-    if (p.write(at, node) < 0) return -1;
-    p.notetail(head, at, fresh, value, maxvalue);
-    return LINKED;
+    return p.write(at, node) < 0 ? -1 : LINKED;
 }
 
 // The lookup of fhhypaddword: key 1 set to word, positioned on it, the

@@ -71,8 +71,6 @@ namespace {
 // closes every file.
 struct KeywordState : RuntimePart {
     std::unordered_map<const FHCB*, PostCache> caches;
-    // A shared block's memos, by block and chain head.
-    std::unordered_map<const FHCB*, std::unordered_map<uint32_t, TailMemo>> tails;
 };
 
 std::unordered_map<const FHCB*, PostCache>& caches() { return runtimepart<KeywordState>(RT_KEYWORD).caches; }
@@ -80,15 +78,11 @@ std::unordered_map<const FHCB*, PostCache>& caches() { return runtimepart<Keywor
 }  // namespace
 
 void postforget(const FHCB* cb) {
-    if (KeywordState* k = runtimepartif<KeywordState>(RT_KEYWORD)) {
-        k->caches.erase(cb);
-        k->tails.erase(cb);
-    }
+    if (KeywordState* k = runtimepartif<KeywordState>(RT_KEYWORD)) k->caches.erase(cb);
 }
 
 bool WordChain::holds(uint32_t value) const {
-    // Values mostly come in rising order: a new one is past the tail's.
-    if (ascending) return !values.empty() && value <= tailvalue &&
+    if (ascending) return !values.empty() && value <= values.back() &&
                           std::binary_search(values.begin(), values.end(), value);
     return std::find(values.begin(), values.end(), value) != values.end();
 }
@@ -102,8 +96,7 @@ void WordChain::append(uint32_t off, uint32_t value) {
 
 Posting::Posting(FHCB* cb) : cb_(cb), fd_(cb->hypfd) {
     if (shared(cb)) {
-        shared_ = true;
-        runtimepart<KeywordState>(RT_KEYWORD).caches.erase(cb);
+        postforget(cb);
         // A posting file only grows, but a damaged one may have been cut
         // short: the map then must not show the bytes that went.
         osremeasure(fd_);
@@ -214,7 +207,6 @@ WordChain* Posting::newchain(uint32_t head, uint32_t value) {
 }
 
 void Posting::forget(bool all) {
-    if (shared_) runtimepart<KeywordState>(RT_KEYWORD).tails.erase(cb_);
     if (cache_ == nullptr) return;
     if (all) {
         postforget(cb_);
@@ -223,44 +215,6 @@ void Posting::forget(bool all) {
         cache_->chains.clear();
         cache_->words.clear();
     }
-}
-
-Posting::TailFind Posting::tail(uint32_t head, uint32_t value, uint32_t* at, PostNode* node,
-                                uint32_t* maxvalue) {
-    if (!shared_) return TAIL_UNKNOWN;
-    auto& memos = runtimepart<KeywordState>(RT_KEYWORD).tails[cb_];
-    auto it = memos.find(head);
-    if (it == memos.end()) return TAIL_UNKNOWN;
-    const TailMemo m = it->second;
-    // A free node may have come from this chain and gone back into it or
-    // another: only a file without free nodes is trusted this far.
-    const uint8_t status = cb_->status;
-    PostNode before;
-    bool ok = freehead_ == 0 && read(m.tail, node) == 0 && node->value == m.tailvalue &&
-              (m.prev == 0 ? m.tail == head : read(m.prev, &before) == 0 && before.next == m.tail);
-    *at = m.tail;
-    *maxvalue = m.maxvalue;
-    startwalk();
-    while (ok && node->value != value && !chainend(node->next)) {
-        *at = node->next;
-        ok = step() && read(*at, node) == 0;
-        *maxvalue = std::max(*maxvalue, node->value);
-    }
-    cb_->status = status;
-    // Values enter a chain only at its end: one above every value it held
-    // up to the remembered node, and not met after it, is not there.
-    if (ok && node->value == value) {
-        if (*at != m.tail) memos.erase(it);
-        return TAIL_PRESENT;
-    }
-    if (ok && value > m.maxvalue) return TAIL_FOUND;
-    memos.erase(it);
-    return TAIL_UNKNOWN;
-}
-
-void Posting::notetail(uint32_t head, uint32_t prev, uint32_t fresh, uint32_t value, uint32_t maxvalue) {
-    if (!shared_) return;
-    runtimepart<KeywordState>(RT_KEYWORD).tails[cb_][head] = TailMemo{prev, fresh, value, std::max(maxvalue, value)};
 }
 
 void Posting::learn(const FHCB* cb, const char* word) {

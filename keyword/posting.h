@@ -27,17 +27,6 @@ struct PostNode {
     uint32_t next;  // 0 = end of the chain (or of the free list)
 };
 
-// What a shared block remembers of a chain it added to: its last node and
-// the node before it (0 when the last is the first), the last node's
-// value, and the highest value the chain held.  Other programs may change
-// the chain meanwhile, so none of it is taken on trust (Posting::tail).
-struct TailMemo {
-    uint32_t prev = 0;
-    uint32_t tail = 0;
-    uint32_t tailvalue = 0;
-    uint32_t maxvalue = 0;
-};
-
 // Opens an existing posting file (deny-none, read-write when the file allows
 // it, else read-only) or, with create, creates or truncates it; one cached
 // file of the engine is parked between the two attempts.  Handle, or -1.
@@ -92,21 +81,6 @@ public:
     // Forgets the chains and words (the file copy stays); everything, with
     // all.
     void forget(bool all);
-
-    // Shared: the end of the chain from head for adding value, found from
-    // what the block remembers instead of a walk from the head.  It is
-    // used only when the file has no free nodes, the remembered last node
-    // still holds its value and is still named by the node remembered
-    // before it, and value is above every value the chain held; nodes
-    // other programs linked after it are walked.  PRESENT when value is
-    // met on the way, FOUND with *at and *node the last node and
-    // *maxvalue the chain's highest value, UNKNOWN (status kept) when the
-    // chain must be walked from its head.
-    enum TailFind { TAIL_UNKNOWN, TAIL_PRESENT, TAIL_FOUND };
-    TailFind tail(uint32_t head, uint32_t value, uint32_t* at, PostNode* node, uint32_t* maxvalue);
-    // Shared: remembers the chain from head after value was linked at
-    // fresh behind prev, the chain's values being at most maxvalue before.
-    void notetail(uint32_t head, uint32_t prev, uint32_t fresh, uint32_t value, uint32_t maxvalue);
 
     // Unshared, the keyword record of word just read into cb->recbuf is
     // noted, so that a later add may find it without the key search.
@@ -168,7 +142,6 @@ private:
     bool reuses_ = true;
     bool locked_ = false;
     bool hold_ = false;
-    bool shared_ = false;
     std::vector<std::pair<uint32_t, uint32_t>> held_;  // offset, length
     uint32_t freehead_ = 0;
     uint32_t steps_ = 0;
