@@ -24,7 +24,8 @@ struct MaintState : RuntimePart {
     char line[FM_LINES][FM_LINESIZE] = {};
     // Set by Stop or by the callback's answer to a poll; cleared per run.
     int8_t stop = 0;
-    // Records since the last secure of PACK (reset by each run).
+    // Records since the last flush of RECOVER or secure of PACK (reset by
+    // each run).
     int32_t flushcount = 0;
     int busy = 0;        // a run is under way
     int registered = 0;  // the window class is registered

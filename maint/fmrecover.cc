@@ -19,6 +19,7 @@
 
 namespace {
 
+constexpr int32_t kFlushEvery = 5000;
 const char kLenMismatch[] = "Error: Data/FID record length mismatch. Solution: PACK or Edit.";
 
 struct Recover : FmRun {
@@ -108,13 +109,17 @@ int32_t Recover::scan() {
     const int32_t datlen = osfilesize(datfd);
     int32_t pos = cb.reclen;
     int32_t last = -1;
-    // The new index is this run's alone, and nothing reads it before it is
-    // put in place: its pages stay in the cache (as far as its budget
-    // goes) and reach the file once, in page order, when it is closed.
-    // Written the same keys in the same order, it holds the same bytes as
-    // when written back every few thousand records, in a small part of the
-    // writes and none of the reads again.
+    // Every kFlushEvery records the changed pages of the new index and its
+    // header are written and the handle flushed.  The index is this run's
+    // alone, so its pages stay cached for the next records (as far as the
+    // cache's budget goes) instead of being read back.
     while (!fmpoll()) {
+        if (fmstate().flushcount++ == kFlushEvery) {
+            fmstate().flushcount = 0;
+            if (pgclean(cb.idxfd) != 0) return fail(VN_E_IDXWRITE);
+            keyhdrwrite(&cb);
+            fhclopen(cb.idxfd);
+        }
         int32_t len = cb.reclen;
         if (varlen()) {
             char head[5];
@@ -189,6 +194,7 @@ int32_t fmrecover(const char* dat, const char* fid, const char* key, uint32_t fl
         rc.close(false);
         return 0;
     }
+    fmstate().flushcount = 0;
     int32_t r = rc.prepare(key);
     if (r == 0) r = rc.scan();
     // The index's pages reach the file as it closes: a write that fails
