@@ -88,9 +88,12 @@ void opsecure(FHCB* cb) {
         cb->status = VN_E_IDXWRITE;
     }
     // What was secured must outlive a power cut, not only this process:
-    // the data and the key file go to the disk.
-    if (cb->datfd != 0) ossync(static_cast<int32_t>(cb->datfd));
-    if (cb->idxfd != 0) ossync(static_cast<int32_t>(cb->idxfd));
+    // the data and the key file go to the disk, and a sync that fails
+    // fails the secure.
+    if (cb->datfd != 0 && ossync(static_cast<int32_t>(cb->datfd)) != 0 && cb->status == 0)
+        cb->status = VN_E_DATWRITE;
+    if (cb->idxfd != 0 && ossync(static_cast<int32_t>(cb->idxfd)) != 0 && cb->status == 0)
+        cb->status = cb->index != nullptr ? VN_E_IDXWRITE : VN_E_HSHWRITE;
     // Nobody else writes an unshared file, so its handles, its map and its
     // cached pages still hold what the file does: closing them would only
     // make the next operation read it all back.  A shared file closes its

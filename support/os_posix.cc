@@ -545,7 +545,7 @@ int32_t osflush(int32_t h) {
 }
 
 int32_t ossync(int32_t h) {
-    if (drain() < 0 || h < 1 || fsync(h) != 0) return -1;
+    if (drain() < 0 || h < 1 || osfaultdue(OSF_SYNC, nullptr) || fsync(h) != 0) return -1;
     if (oscutarmed()) oscutsynced(h);
     return 0;
 }
@@ -630,7 +630,7 @@ int32_t osreplace(const char* from, const char* to) {
     OsFiles& os = osfiles();
     if (drain() < 0) return -1;
     if (from == nullptr || to == nullptr || *from == '\0' || *to == '\0') return -1;
-    if (!syncpath(from, O_RDONLY)) return -1;
+    if (osfaultdue(OSF_SYNC, nullptr) || !syncpath(from, O_RDONLY)) return -1;
     std::lock_guard<std::mutex> guard(os.holdlock);
     std::vector<std::pair<int32_t, int>> carried;  // hold token, new file's descriptor
     auto dropcarried = [&carried] {

@@ -277,7 +277,7 @@ int32_t osdrain() { return 0; }
 int32_t osflush(int32_t h) { return direct() ? (FlushFileBuffers(tohandle(h)) ? 1 : 0) : 0; }
 
 int32_t ossync(int32_t h) {
-    if (h < 1) return -1;
+    if (h < 1 || osfaultdue(OSF_SYNC, nullptr)) return -1;
     return (direct() ? FlushFileBuffers(tohandle(h)) != 0 : _commit(h) == 0) ? 0 : -1;
 }
 

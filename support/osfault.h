@@ -10,8 +10,9 @@
 
 // The kinds of call counted.  Read: osread, osreadat.  Write: oswrite,
 // oswriteat.  Seek: osseek.  Open: osopen (oscreat too).  Close: osclose.
-// Lock: oslock and osholdfile.
-enum OsFaultKind { OSF_READ, OSF_WRITE, OSF_SEEK, OSF_OPEN, OSF_CLOSE, OSF_LOCK, OSF_KINDS };
+// Lock: oslock and osholdfile.  Sync: ossync, and osreplace's sync of the
+// new file before the rename.
+enum OsFaultKind { OSF_READ, OSF_WRITE, OSF_SEEK, OSF_OPEN, OSF_CLOSE, OSF_LOCK, OSF_SYNC, OSF_KINDS };
 
 // Whether a call of kind is armed to fail (the count of calls still to come
 // up to and including the armed one is not 0).

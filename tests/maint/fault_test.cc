@@ -140,7 +140,7 @@ TEST_F(FaultTest, EveryCallOfAnOperationFailsInTurn) {
                 const std::string now = contents(c);
                 // A failed extraction may leave files; its archive stays.
                 const bool kept = now == before || (c.op == MOVE && now == gone) || (c.op == EXTRACT && now.find("changed") == now.npos);
-                const bool falsesuccess = r == 0 && kind == OSF_WRITE && !shortio;
+                const bool falsesuccess = r == 0 && (kind == OSF_WRITE || kind == OSF_SYNC) && !shortio;
                 const int wrong = falsesuccess + (now != after && (r == 0 || !kept));
                 EXPECT_EQ(wrong, 0) << "result " << r << "\nbefore " << before << "\nafter  " << after
                                     << "\nnow    " << now;
