@@ -197,11 +197,14 @@ int32_t fmrecover(const char* dat, const char* fid, const char* key, uint32_t fl
     fmstate().flushcount = 0;
     int32_t r = rc.prepare(key);
     if (r == 0) r = rc.scan();
-    // The index's pages reach the file as it closes: a write that fails
-    // there fails the run, and the old index stays.
-    if (r == 0) cb.status = 0;
-    if (r == 0 && keyfileclose(&cb) != 0) r = cb.status != 0 ? cb.status : rc.fail(VN_E_IDXWRITE);
-    cb.index = nullptr;
+    // The index's last pages reach the file as it closes: a write that
+    // fails there fails the run, and the old index stays.  A run that
+    // failed before leaves the index for finish to close.
+    if (r == 0) {
+        cb.status = 0;
+        if (keyfileclose(&cb) != 0) r = cb.status != 0 ? cb.status : rc.fail(VN_E_IDXWRITE);
+        cb.index = nullptr;
+    }
     if (r != 0) return finish(rc, r);
     fmpercent(100);
     rc.close(true);
