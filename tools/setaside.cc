@@ -48,7 +48,7 @@ struct Handle {
 bool lowestkey(FHCB& cb, char* key) {
     for (int k = 0; k < cb.nkeys; k++) {
         const int32_t n = bldkey(&cb, k, key);
-        if (n > 0 && std::all_of(key, key + n, [](char c) { return c == '\0'; })) return true;
+        if (std::all_of(key, key + n, [](char c) { return c == '\0'; })) return true;
     }
     return false;
 }
@@ -79,6 +79,17 @@ std::string setaside(const MaintOptions& opt) {
     char key[260];
     if (size > 0) keys.reserve(static_cast<size_t>(std::min<int32_t>(size / static_cast<int32_t>(cb.reclen), 1 << 22)));
     cb.recbuf = record.data();
+    // A key whose segments do not fill its length is padded with whatever
+    // the key buffer held: no index built from it would verify.
+    std::memset(record.data(), ' ', record.size());
+    for (int k = 0; k < cb.nkeys && !(cb.fflags & VN_FF_RECNO); k++) {
+        const int32_t n = bldkey(&cb, k, key);
+        if (n != cb.keys[k].keylen)
+            fail(fid, "key " + std::to_string(k + 1) + " is " + std::to_string(cb.keys[k].keylen) +
+                          " bytes long but its segments give " + std::to_string(n) +
+                          ": the definition is damaged, and nothing was changed",
+                 MAINT_FAILED);
+    }
     // The walk stops where the records stop making sense; pack's own
     // reader deals with what lies beyond.  Fixed-length records are where
     // their length puts them, a newline lost to damage or not, as pack
@@ -96,7 +107,7 @@ std::string setaside(const MaintOptions& opt) {
             if (var) unpackrec(&cb, stored.data(), len, record.data());
             else std::memcpy(record.data(), stored.data(), static_cast<size_t>(len));
             const int32_t n = bldkey(&cb, 0, key);
-            const bool taken = n > 0 && !keys.emplace(key, static_cast<size_t>(n)).second;
+            const bool taken = !keys.emplace(key, static_cast<size_t>(n)).second;
             if (taken || lowestkey(cb, key)) {
                 extra.emplace_back(pos, std::string(record.data(), static_cast<size_t>(cb.reclen)));
                 lowest += !taken;

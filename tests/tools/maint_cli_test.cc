@@ -62,6 +62,17 @@ TEST_F(Customers, RecordsWhoseKeyIsTakenAreSetAside) {
     }
 }
 
+// A key longer than its segments is padded with whatever the key buffer
+// held, so no index built from it verifies: the repairs refuse it.
+TEST_F(Customers, RepairsRefuseAKeyLongerThanItsSegments) {
+    writefile("c.fid", textfid(20, 0, {{"CODE", 'C', 0, 6}, {"NAME", 'C', 6, 10}, {"QTY", 'N', 16, 4, 1, 'R'}},
+                               {{"CODE", 8, {{0, 6, 0}}}}));
+    const std::string before = files();
+    for (const char* op : {"recover", "pack"})
+        EXPECT_TRUE(exits(2, {op, "c.dat", "--yes"}, "key 1 is 8 bytes long but its segments give 6")) << op;
+    EXPECT_EQ(files(), before);
+}
+
 // A writer killed before it wrote the header count leaves records past it:
 // found, refused where a write would land on one, and mended by pack.
 TEST_F(Customers, AHeaderCountShortOfTheDataIsFoundAndPackMendsIt) {
