@@ -165,8 +165,8 @@ void makenew(const RecordTarget& target) {
     if (vfhmake(&cb) != 0 || vfhclose(&cb) != 0) fail(target.path, statusline(cb.status, target.path));
     std::vector<std::pair<std::string, std::string>> moves;  // part name, final name
     if (!target.index.empty()) moves.emplace_back(partname(target.index), target.index);
-    for (const char* ext : {".idx", ".hsh"})
-        if (target.index.empty()) moves.emplace_back(derivedname(dat, ext), derivedname(target.path, ext));
+    else
+        for (const char* ext : {".idx", ".hsh"}) moves.emplace_back(derivedname(dat, ext), derivedname(target.path, ext));
     moves.emplace_back(dat, target.path);
     std::error_code ec;
     for (const auto& [from, to] : moves)

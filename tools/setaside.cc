@@ -43,16 +43,6 @@ struct Handle {
     }
 };
 
-// Whether the record in cb's buffer has, under some index, a key of zero
-// bytes only.
-bool lowestkey(FHCB& cb, char* key) {
-    for (int k = 0; k < cb.nkeys; k++) {
-        const int32_t n = bldkey(&cb, k, key);
-        if (std::all_of(key, key + n, [](char c) { return c == '\0'; })) return true;
-    }
-    return false;
-}
-
 }  // namespace
 
 std::string setaside(const MaintOptions& opt) {
@@ -106,9 +96,11 @@ std::string setaside(const MaintOptions& opt) {
         if (stored[0] == ' ') {
             if (var) unpackrec(&cb, stored.data(), len, record.data());
             else std::memcpy(record.data(), stored.data(), static_cast<size_t>(len));
+            // Every other key ends in this one, so it is the one that can
+            // be all zero bytes when any is.
             const int32_t n = bldkey(&cb, 0, key);
             const bool taken = !keys.emplace(key, static_cast<size_t>(n)).second;
-            if (taken || lowestkey(cb, key)) {
+            if (taken || std::all_of(key, key + n, [](char c) { return c == '\0'; })) {
                 extra.emplace_back(pos, std::string(record.data(), static_cast<size_t>(cb.reclen)));
                 lowest += !taken;
             }
