@@ -1,13 +1,11 @@
 // os_test.cc - the file and lock layer on real files: byte locks between
-// handles, date bytes through the file time, mapped reads and held writes.
+// handles, date bytes through the file time, and mapped reads of a file
+// cut short under them.
 #include <gtest/gtest.h>
 
-#include <cerrno>
-#include <filesystem>
 #include <string>
 
 #include "support/os.h"
-#include "support/osfault.h"
 #include "common/files.h"
 #include "velnor.h"
 
@@ -68,32 +66,6 @@ TEST_F(Os, DateBytesRoundTripThroughTheFileTime) {
     }
 }
 
-// A mapped read sees every write made through any handle as the file grows
-// past its map, refuses bytes past the end, and forgets the map when its
-// handle closes, even when the number comes back for another file.
-TEST_F(Os, MappedReadsFollowTheFile) {
-#ifdef _WIN32
-    GTEST_SKIP() << "Windows reads every record with ReadFile";
-#endif
-    const std::string f = path("map.dat"), g = path("other.dat");
-    writefile("other.dat", "other");
-    const int32_t a = osopen(f.c_str(), kCreate, 511), b = osopen(f.c_str(), kUpdate, 0);
-    ASSERT_EQ(oswriteat(a, "0123456789", 10, 0), 10);
-    EXPECT_EQ(mapped(b, 4, 6), "6789");
-    char buf[4];
-    EXPECT_EQ(osreadmapped(b, buf, 4, 8), -1);
-    ASSERT_EQ(oswriteat(a, "x", 1, 3), 1);
-    for (uint32_t at = 10; at < 1000000; at += 99999) ASSERT_EQ(oswriteat(a, "tail", 4, at), 4);
-    EXPECT_EQ(mapped(b, 4, 3), "x456");
-    EXPECT_EQ(mapped(b, 4, 899991 + 10), "tail");
-    EXPECT_EQ(osclose(b), 0);
-    const int32_t c = osopen(g.c_str(), kUpdate, 0);
-    ASSERT_EQ(c, b);
-    EXPECT_EQ(mapped(c, 5, 0), "other");
-    EXPECT_EQ(osclose(a), 0);
-    EXPECT_EQ(osclose(c), 0);
-}
-
 // A file cut short under its map fails the read, or the guarded reading
 // of a view, rather than faulting, and once measured again reads no zeros
 // where its bytes were.
@@ -146,35 +118,5 @@ TEST_F(Os, MappedReadsOfBytesCutOffFail) {
     cutto("pqr");
     EXPECT_FALSE(osmapguard(b, look, &peek));
     EXPECT_EQ(osreadmapped(b, buf, 4, 1), -1);  // not "qr" and two zeros
-    EXPECT_EQ(osclose(b), 0);
-}
-
-// Held bytes are on the file before another file is written, and every call
-// on their handle sees them; a held write that fails fails the call that
-// made it, keeps the bytes for the next, and a close that cannot write them
-// reports it.
-TEST_F(Os, HeldWritesComeBeforeEverythingAfterThem) {
-    const std::string f = path("held.dat"), g = path("next.dat");
-    const int32_t a = osopen(f.c_str(), kCreate, 511), b = osopen(g.c_str(), kCreate, 511);
-    char buf[8] = {};
-    ASSERT_EQ(oswritelater(a, "abc", 3, 0) + oswritelater(a, "def", 3, 3), 6);
-    ASSERT_EQ(osreadat(a, buf, 6, 0), 6);
-    EXPECT_EQ(std::string(buf, 6), "abcdef");
-    ASSERT_EQ(oswritelater(a, "XY", 2, 100), 2);
-    ASSERT_EQ(oswriteat(b, "1", 1, 0), 1);
-    EXPECT_EQ(std::filesystem::file_size(f), 102u);
-#ifndef _WIN32
-    ASSERT_EQ(oswritelater(a, "Q", 1, 102), 1);
-    osfaultarm(OSF_WRITE, 1, false, EIO);
-    EXPECT_EQ(osfilesize(a), -1);
-    EXPECT_EQ(osfilesize(a), 103);
-    ASSERT_EQ(oswritelater(a, "Z", 1, 103), 1);
-    osfaultarm(OSF_WRITE, 1, false, EIO);
-    EXPECT_EQ(osclose(a), -1);
-    osfaultarm(-1, 0, false, 0);
-    EXPECT_EQ(std::filesystem::file_size(f), 103u);
-#else
-    EXPECT_EQ(osclose(a), 0);
-#endif
     EXPECT_EQ(osclose(b), 0);
 }
