@@ -1,11 +1,9 @@
 // driver_test.cc - what the program's own tests cannot see of
 // compress_files: Stop at every poll, and damaged, truncated, cyclic
 // and hostile archives (randomly mutated ones are the fuzz target's).
-#include <algorithm>
 #include <cstdio>
 
 #include "cmptest.h"
-#include "support/os.h"
 
 using namespace cmptest;
 
@@ -120,23 +118,6 @@ TEST_F(Driver, StopLeavesTheArchiveUnchanged) {
     cap.stopafter = 2, cap.stoppolls = 0;
     EXPECT_EQ(run("-x", "big"), 0);
     EXPECT_FALSE(exists("c"));
-}
-
-// Another run's temporary file, held, is neither written nor removed: this
-// run takes the next name, and its archive comes out the same.
-TEST_F(Driver, ATemporaryFileInUseIsLeftAlone) {
-    writefile("a", textlike(3000, 1));
-    ASSERT_EQ(run("-a", "arc", {"a"}), 0);
-    const Bytes alone = readfile("arc.cmp");
-    std::remove("arc.cmp");
-    writefile("arc.$$$", textbytes("another run"));
-    const int32_t other = osholdfile("arc.$$$", OS_HOLD_ALONE);
-    ASSERT_GE(other, 1);
-    EXPECT_EQ(run("-a", "arc", {"a"}), 0);
-    EXPECT_EQ(readfile("arc.cmp"), alone);
-    EXPECT_EQ(readfile("arc.$$$"), textbytes("another run"));
-    EXPECT_FALSE(exists("arc.$01"));
-    osunholdfile(other);
 }
 
 }  // namespace
