@@ -1,6 +1,6 @@
-// open_test.cc - create and open of record files: refusal of missing,
-// mismatched, damaged and overlong-named files with the right status and
-// nothing left behind.
+// open_test.cc - create and open of record files: refusal of damaged and
+// overlong-named files with the right status and nothing left behind, and
+// the settings a real shutdown keeps.
 #include <cstring>
 
 #include "engine/engine.h"
@@ -11,7 +11,6 @@
 using vntest::File;
 using vntest::failedwith;
 using vntest::EngineTest;
-using vntest::readfile;
 using vntest::writefile;
 
 namespace {
@@ -35,38 +34,6 @@ TEST_F(EngineTest, SettingsOutliveTheRealShutdown) {
     ASSERT_TRUE(vntest::enginestart());
     EXPECT_EQ(idxstate().cache.capacity, 300);
     EXPECT_EQ(set_dateform(0), 2);
-}
-
-TEST_F(EngineTest, OpenRefusesMissingFiles) {
-    std::string dat = makefile("m", true);
-    File nodata(tmp.path("absent.dat"));
-    std::strcpy(nodata.cb.fidname, tmp.path("m.fid").c_str());
-    std::strcpy(nodata.cb.idxname, tmp.path("m.idx").c_str());
-    expectrefused(nodata, VN_OP_OPEN, VN_E_DATOPEN);
-
-    File nofid(tmp.path("nofid.dat"));
-    writefile(tmp.path("nofid.dat"), readfile(dat));
-    expectrefused(nofid, VN_OP_OPEN, VN_E_FIDOPEN);
-    expectrefused(nofid, VN_OP_CREATE, VN_E_FIDOPEN);
-
-    File noidx(dat);
-    std::strcpy(noidx.cb.idxname, tmp.path("absent.idx").c_str());
-    expectrefused(noidx, VN_OP_OPEN, VN_E_IDXOPEN);
-}
-
-TEST_F(EngineTest, OpenRefusesMismatchedCompanions) {
-    std::string dat = makefile("w", true);
-    // A definition of a different record length: no newline at reclen - 1.
-    writefile(tmp.path("w.fid"), "TKF FID v7.0\nRecLen=40\nNItems=1\nNKeys=0\nItem=A,'C','L',0,40,1,0,\n");
-    File other(dat);
-    expectrefused(other, VN_OP_OPEN, VN_E_DATFID);
-
-    // The same record length but another key length: the index disagrees.
-    writefile(tmp.path("w.fid"),
-              "TKF FID v7.0\nRecLen=30\nNItems=2\nNKeys=1\nItem=ID,'C','L',0,12,1,0,\n"
-              "Item=NAME,'C','L',12,18,1,1,\nKey=ID,12,1\n0,12,0\n");
-    File idx(dat);
-    expectrefused(idx, VN_OP_OPEN, VN_E_IDXFID);
 }
 
 TEST_F(EngineTest, DamagedHeaderCount) {

@@ -11,20 +11,17 @@ namespace {
 
 const char* kDef =
     "TKF FID v7.0\n"
-    "RecLen = 40\n"
-    "NItems = 5\n"
+    "RecLen = 10\n"
+    "NItems = 2\n"
     "NKeys = 0\n"
-    "Item = AMOUNT,'n','R',0,8,1,2,\n"
-    "Item = NAME,'C','L',8,10,1,0,\n"
-    "Item = A,'I','R',18,4,1,3,\n"
-    "Item = B,'2','R',22,4,1,1,\n"
-    "Item = X,'S','R',26,6,1,4,\n";
+    "Item = A,'I','R',0,4,1,0,\n"
+    "Item = B,'2','R',4,4,1,1,\n";
 
 class Thread : public ::testing::Test {
    protected:
     void SetUp() override {
         ASSERT_EQ(def.loadtext(dir, kDef), 0);
-        rec = cat(" ", "000150.5", "SMITH     ", "  12", "   7", " -3.25");
+        rec = cat(" ", "  12", "   7");
         rec.resize(def.cb.reclen, ' ');
     }
     // Evaluates expr as a number; NAN on failure.
