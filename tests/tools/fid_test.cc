@@ -1,6 +1,5 @@
 // fid_test.cc - velnor fid compile and show: threads carried over into the
-// binary form and back to text, names put in order, and definitions that
-// must be refused.
+// binary form and back to text, and definitions that must be refused.
 // (The binary form's bytes are checked where the library writes them.)
 #include "tooltest.h"
 
@@ -11,19 +10,6 @@ const std::vector<vntest::Item> items{
 const std::vector<vntest::Key> keys{{"CODE", 8, {{0, 8, 0}}}, {"NAME", 12, {{19, 12, 0}}}};
 
 }  // namespace
-
-TEST_F(ToolTest, CompileRebuildsAWrongNameOrder) {
-    std::string def = textfid(31, 0, items, keys);
-    // Every order entry 0: items could not be found by name.
-    for (size_t at = 0; (at = def.find(", 1, ", at)) != std::string::npos; at += 5)
-        def[def.find(',', at + 5) - 1] = '0';  // the orders are single digits
-    writefile("t.txt", def);
-    ASSERT_EQ(velnor({"fid", "compile", "t.txt", "t.fid"}).code, 0);
-    // The file made with it is usable by item names.
-    writefile("in.csv", "NAME,CODE,AMOUNT\nalpha,A1,5\n");
-    ok({"load", "t.dat", "--csv", "in.csv", "--create", "--fid", "t.fid"});
-    EXPECT_EQ(lines(ok({"dump", "t.dat", "--fid", "t.fid", "--format", "csv"})).at(1), "A1,5,,alpha");
-}
 
 TEST_F(ToolTest, CompileRefusesBadDefinitions) {
     auto thread = [](const std::string& link, const std::string& expr) {
