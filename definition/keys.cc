@@ -18,40 +18,38 @@ struct DefinitionState : RuntimePart {
     char b95[B95_MAXWIDTH + 1] = {};
 };
 
-// Copies the segments of key to dest; the bytes written.
-int32_t copysegs(FHCB* cb, const FidKey& key, char* dest) {
+// Copies the segments of key in rec to dest; the bytes written.
+int32_t copysegs(const FidKey& key, const char* rec, char* dest) {
     int32_t n = 0;
     for (int s = 0; s < key.nsegs && s < FID_MAXSEGS; ++s) {
         const FidSeg& seg = key.seg[s];
-        std::memcpy(dest + n, cb->recbuf + seg.segoff + 1, seg.seglen);
+        std::memcpy(dest + n, rec + seg.segoff + 1, seg.seglen);
         n += seg.seglen;
     }
     return n;
 }
 
-// Key keyno of cb->recbuf at dest without the position suffix of a
-// temporary index; a secondary key ends with key 0.  Its length.
-int32_t buildkey(FHCB* cb, int32_t keyno, char* dest) {
+}  // namespace
+
+int32_t recordkey(const FHCB* cb, int32_t keyno, const char* rec, char* dest) {
     bool recno = (cb->fflags & VN_FF_RECNO) != 0;
     if (keyno == 0 && recno) {
-        std::memcpy(dest, cb->recbuf + ((cb->fflags & VN_FF_VARLEN) ? 5 : 1), 5);
+        std::memcpy(dest, rec + ((cb->fflags & VN_FF_VARLEN) ? 5 : 1), 5);
         return 5;
     }
     int32_t entry = recno ? keyno - 1 : keyno;
     if (entry < 0 || entry >= cb->nkeys || cb->keys == nullptr) return 0;
-    int32_t n = copysegs(cb, cb->keys[entry], dest);
-    if (keyno > 0) n += buildkey(cb, 0, dest + n);
+    int32_t n = copysegs(cb->keys[entry], rec, dest);
+    if (keyno > 0) n += recordkey(cb, 0, rec, dest + n);
     return n;
 }
-
-}  // namespace
 
 extern "C" int32_t VELNOR_CALL bldkey(FHCB* cb, int32_t keyno, char* dest) {
     if (cb == nullptr || dest == nullptr) {
         if (cb != nullptr) cb->status = VN_C_NOTAPPLY;
         return 0;
     }
-    int32_t n = buildkey(cb, keyno, dest);
+    int32_t n = recordkey(cb, keyno, cb->recbuf, dest);
     if (cb->fflags & VN_FF_TMPIDX) {
         std::memcpy(dest + n, tobase95(static_cast<uint32_t>(cb->datpos), 4), 4);
         n += 4;

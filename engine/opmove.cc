@@ -11,6 +11,8 @@
 #include "index/hash.h"
 #include "index/idxfile.h"
 #include "record/keyfile.h"
+#include "record/lock.h"
+#include "definition/keys.h"
 
 namespace {
 
@@ -24,9 +26,57 @@ void setcurrent(FHCB* cb, int32_t pos) {
 }
 
 
-// By the active key: the value in work (up to the compare length) is
-// looked up as the first key at or after it, or at or before it when
-// descending; or, in substring mode, the first key holding it.
+// The first entry of the active key at or after the value in work (up to
+// the compare length), or at or before it when descending: its record's
+// position, 0 when there is none (or, exact, none equal), -1 with status.
+int32_t searchwork(FHCB* cb) {
+    IdxState* ix = cb->index;
+    const int k = cb->curkey;
+    const bool desc = cb->mflags & VN_MF_DESCEND;
+    const size_t len = strnlen(cb->work, static_cast<size_t>(cmplength(cb)));
+    memset(ix->keybuf, 0, static_cast<size_t>(ix->keylen[k]) + 1);
+    memcpy(ix->keybuf, cb->work, len);
+    if (desc && k != 0 && len < ix->keylen[k]) ix->keybuf[len] = '~';
+    const int32_t r = keysearch(cb, k, desc ? SRCH_LE : SRCH_GE);
+    if (r > 0 && (cb->mflags & VN_MF_EXACT) && memcmp(ix->keybuf, cb->work, len) != 0) return 0;
+    return r;
+}
+
+// Whether the record at pos carries the key of the entry just found (in
+// keybuf).  A record that cannot be read does not; the status stays.
+bool carrieskey(FHCB* cb, int32_t pos) {
+    const IdxState* ix = cb->index;
+    const unsigned keylen = ix->keylen[cb->curkey];
+    WriteScratch& buf = *enginestate().scratch;  // free outside a write
+    const uint8_t status = cb->status;
+    const bool read = readrecat(cb, pos, buf.old) >= 0;
+    cb->status = status;
+    return read && recordkey(cb, cb->curkey, buf.old, buf.oldkey) == static_cast<int32_t>(keylen) &&
+           memcmp(buf.oldkey, ix->keybuf, keylen) == 0;
+}
+
+// Shared, a search takes no lock, so it may copy a page while another
+// process rewrites it: keys of one version beside record positions of the
+// other, or a page that has just left the index.  Its answer is taken when
+// the record found carries the key of its entry.  A page that looked
+// damaged, a record with another key, or no equal key in an exact search,
+// and the search is made again holding the file lock, under which no other
+// process writes; what it finds then stands.  -1 with status 'l' when the
+// lock stays refused.
+int32_t searchshared(FHCB* cb) {
+    int32_t r = searchwork(cb);
+    const bool doubtful = r < 0 ? cb->status == VN_E_IDXCORRUPT
+                        : r == 0 ? (cb->mflags & VN_MF_EXACT) != 0
+                                 : !carrieskey(cb, r);
+    if (!doubtful) return r;
+    cb->status = 0;
+    sharedflush(cb);  // the pages read so far are read again
+    if (cb->status != 0 || filelock(cb, cb->flockretry) < 0) return -1;
+    return searchwork(cb);
+}
+
+// By the active key: the value in work is looked up as searchwork says;
+// or, in substring mode, the first key holding it.
 void posnkey(FHCB* cb) {
     IdxState* ix = cb->index;
     const int k = cb->curkey;
@@ -36,13 +86,10 @@ void posnkey(FHCB* cb) {
         memset(ix->keybuf, ' ', ix->keylen[k]);
         ix->keybuf[ix->keylen[k]] = '\0';
         r = substrscan(cb, desc ? SRCH_PREV : SRCH_NEXT);
+    } else if (isshared(cb) && locking(cb) && !cb->flocked && !(cb->fflags & VN_FF_TMPIDX)) {
+        r = searchshared(cb);
     } else {
-        const size_t len = strnlen(cb->work, static_cast<size_t>(cmplength(cb)));
-        memset(ix->keybuf, 0, static_cast<size_t>(ix->keylen[k]) + 1);
-        memcpy(ix->keybuf, cb->work, len);
-        if (desc && k != 0 && len < ix->keylen[k]) ix->keybuf[len] = '~';
-        r = keysearch(cb, k, desc ? SRCH_LE : SRCH_GE);
-        if (r > 0 && (cb->mflags & VN_MF_EXACT) && memcmp(ix->keybuf, cb->work, len) != 0) r = 0;
+        r = searchwork(cb);
     }
     setcurrent(cb, r);
     sharedflush(cb);
