@@ -1,6 +1,5 @@
 // fastio_test.cc - the buffered streams on real files: random writes, reads
-// and seeks against a string, lines against the reading rules, and coded
-// records.
+// and seeks against a string, and coded records.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -24,22 +23,6 @@ protected:
         return fastopen(path(name).c_str(), kRead, 0);
     }
 };
-
-// The line reader's rules on a string: each byte taken uses one turn, a line
-// feed ends the line, a carriage return is dropped, a Ctrl-Z ends the line
-// (or gives null when nothing was stored), the end gives null when nothing
-// was stored.
-std::string modelgets(const std::string& data, size_t* at, int limit) {
-    std::string out;
-    for (int turn = 0; turn < limit; ++turn) {
-        if (*at >= data.size()) return out.empty() ? "<null>" : out;
-        const char c = data[(*at)++];
-        if (c == '\n') break;
-        if (c == 26) return out.empty() ? "<null>" : out;
-        if (c != '\r') out += c;
-    }
-    return out;
-}
 
 }  // namespace
 
@@ -114,25 +97,4 @@ TEST_F(FastIo, CodedRecordsArePaddedAndCutNotOverrun) {
     char last[16];
     EXPECT_EQ(fastagets(s, last, 8), nullptr);  // "tail" has no NUL
     fastclose(s);
-}
-
-TEST_F(FastIo, GetsAgreesWithTheRulesOnRandomText) {
-    std::mt19937 rng(77);
-    const char pool[] = "abc\n\r\x1A";
-    for (int round = 0; round < 20; ++round) {
-        std::string data(rng() % 7000, 'a');
-        unsigned weight = 1 + static_cast<unsigned>(round % 5);
-        for (char& c : data) c = rng() % 10 < weight ? pool[3 + rng() % 3] : pool[rng() % 3];
-        int32_t s = openread("g", data);
-        size_t at = 0;
-        for (int k = 0; k < 20000 && at <= data.size(); ++k) {
-            int limit = static_cast<int>(rng() % 40);
-            const std::string want = modelgets(data, &at, limit);
-            char buf[300];
-            const char* got = fastgets(s, buf, limit);
-            ASSERT_EQ(got == nullptr ? "<null>" : std::string(got), want) << round << " " << k;
-            if (want == "<null>" && at >= data.size()) break;
-        }
-        fastclose(s);
-    }
 }

@@ -1,6 +1,5 @@
 // os_test.cc - the file and lock layer on real files: byte locks between
-// handles, date bytes through the file time, and mapped reads of a file
-// cut short under them.
+// handles, and date bytes through the file time.
 #include <gtest/gtest.h>
 
 #include <string>
@@ -11,18 +10,11 @@
 
 namespace {
 
-constexpr uint32_t kCreate = VN_O_BINARY | VN_O_CREAT | VN_O_TRUNC | VN_O_RDWR;
 constexpr uint32_t kUpdate = VN_O_BINARY | VN_O_RDWR;
 
 class Os : public vntest::TmpDirTest {};
 
 std::string bytes(const uint8_t* dt) { return std::string(reinterpret_cast<const char*>(dt), 6); }
-
-// n bytes at off through h's map, or "<fail>".
-std::string mapped(int32_t h, uint32_t n, uint32_t off) {
-    char buf[16] = {};
-    return osreadmapped(h, buf, n, off) == static_cast<int32_t>(n) ? std::string(buf, n) : "<fail>";
-}
 
 }  // namespace
 
@@ -64,59 +56,4 @@ TEST_F(Os, DateBytesRoundTripThroughTheFileTime) {
         ASSERT_NE(cfindfirst(f.c_str(), 0, &found, founddt), nullptr);
         EXPECT_EQ(bytes(dt) + bytes(founddt) + std::to_string(size), bytes(when) + bytes(when) + "1");
     }
-}
-
-// A file cut short under its map fails the read, or the guarded reading
-// of a view, rather than faulting, and once measured again reads no zeros
-// where its bytes were.
-TEST_F(Os, MappedReadsOfBytesCutOffFail) {
-#ifdef _WIN32
-    GTEST_SKIP() << "Windows reads every record with ReadFile";
-#endif
-    const std::string f = path("cut.dat");
-    const std::string block(65536, 'm');
-    writefile("cut.dat", block);
-    const int32_t b = osopen(f.c_str(), kUpdate, 0);
-    char buf[4] = {};
-    EXPECT_EQ(mapped(b, 4, 40000), "mmmm");
-    auto cutto = [&](const char* rest) {  // another handle recreates the file
-        const int32_t c = osopen(f.c_str(), kCreate, 511);
-        ASSERT_EQ(oswriteat(c, rest, 3, 0), 3);
-        osclose(c);
-    };
-    cutto("abc");
-    EXPECT_EQ(osreadmapped(b, buf, 4, 40000), -1);
-    EXPECT_EQ(osreadat(b, buf, 4, 40000), 0);
-    EXPECT_EQ(osreadmapped(b, buf, 4, 1), -1);
-    EXPECT_EQ(mapped(b, 2, 1), "bc");
-
-    writefile("cut.dat", block);
-    EXPECT_EQ(mapped(b, 4, 40000), "mmmm");
-    cutto("xyz");
-    ASSERT_EQ(osremeasure(b), 0);
-    EXPECT_EQ(osreadmapped(b, buf, 4, 1), -1);  // not "yz" and two zeros
-    EXPECT_EQ(mapped(b, 3, 0), "xyz");
-
-    // A view read under the guard sees writes at once; once the file is
-    // cut short under it, the guard reports the fault and the next read
-    // measures the file again.
-    writefile("cut.dat", block);
-    const uint8_t* view = osmapview(b, 4, 40000);
-    ASSERT_NE(view, nullptr);
-    struct Peek { const uint8_t* view; char got; } peek = {view, 0};
-    auto look = [](void* arg) {
-        auto* p = static_cast<Peek*>(arg);
-        p->got = static_cast<char>(*static_cast<const volatile uint8_t*>(p->view));
-    };
-    ASSERT_TRUE(osmapguard(b, look, &peek));
-    EXPECT_EQ(peek.got, 'm');
-    const int32_t w = osopen(f.c_str(), kUpdate, 0);
-    ASSERT_EQ(oswriteat(w, "V", 1, 40000), 1);
-    ASSERT_TRUE(osmapguard(b, look, &peek));
-    EXPECT_EQ(peek.got, 'V');
-    osclose(w);
-    cutto("pqr");
-    EXPECT_FALSE(osmapguard(b, look, &peek));
-    EXPECT_EQ(osreadmapped(b, buf, 4, 1), -1);  // not "qr" and two zeros
-    EXPECT_EQ(osclose(b), 0);
 }

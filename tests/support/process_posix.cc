@@ -1,4 +1,4 @@
-// process_posix.cc - byte locks contended by real processes, and the
+// process_posix.cc - opens and holds contended by real processes, and the
 // descriptor rules of osopen (never 0, never inherited).
 #include <gtest/gtest.h>
 
@@ -20,62 +20,7 @@ constexpr uint32_t kShared = VN_O_BINARY | VN_O_SHARE | VN_O_RDWR;
 
 class OsProcess : public vntest::TmpDirTest {};
 
-// Opens f with mode and locks byte at: 0 locked, 1 refused, 2 not opened.
-int lockin(const std::string& f, uint32_t mode, uint32_t at) {
-    const int32_t mine = osopen(f.c_str(), mode, 0);
-    return mine < 1 ? 2 : oslock(mine, at, 1) == 0 ? 0 : 1;
-}
-
 }  // namespace
-
-// A lock held here is refused to another process, and one another process
-// held is gone when that process ends without unlocking.
-TEST_F(OsProcess, LocksAreRefusedToAnotherProcessAndDieWithIt) {
-    std::string f = path("shared.dat");
-    writefile("shared.dat", std::string(64, ' '));
-    int32_t h = osopen(f.c_str(), kShared, 0);
-    ASSERT_GE(h, 1);
-    ASSERT_EQ(oslock(h, 5, 1), 0);
-    auto probe = [&](uint32_t at) {  // the child exits still holding what it got
-        return child([&] { return lockin(f, kShared, at); });
-    };
-    EXPECT_EQ(probe(5), 1);
-    EXPECT_EQ(probe(6), 0);
-    EXPECT_EQ(oslock(h, 6, 1), 0);
-    // The descriptor the child inherited through fork is the same handle,
-    // so it shares the lock rather than contending for it.
-    EXPECT_EQ(child([&] { return oslock(h, 5, 1) == 0 ? 0 : 1; }), 0);
-    ASSERT_EQ(osunlock(h, 5, 1), 0);
-    EXPECT_EQ(probe(5), 0);
-    osclose(h);
-}
-
-// A probe answers what a lock of the same byte would, from another process
-// and from a read-only handle, whose lock is a shared one.
-TEST_F(OsProcess, AProbeAnswersAsALockWould) {
-    std::string f = path("probe.dat");
-    writefile("probe.dat", std::string(64, ' '));
-    int32_t h = osopen(f.c_str(), kShared, 0);
-    int32_t ro = osopen(f.c_str(), VN_O_BINARY | VN_O_RDONLY, 0);
-    ASSERT_TRUE(h >= 1 && ro >= 1);
-    ASSERT_EQ(oslock(h, 5, 1), 0);
-    ASSERT_EQ(oslock(ro, 9, 1), 0);  // shared
-    auto answers = [&](uint32_t mode, uint32_t at) {
-        return child([&] {
-            const int32_t mine = osopen(f.c_str(), mode, 0);
-            const int32_t probed = mine < 1 ? 3 : osprobe(mine, at, 1);
-            return mine < 1 ? 3 : probed != (oslock(mine, at, 1) == 0 ? 0 : 1) ? 2 : probed;
-        });
-    };
-    EXPECT_EQ(answers(kShared, 5), 1);
-    EXPECT_EQ(answers(kShared, 6), 0);
-    EXPECT_EQ(answers(kShared, 9), 1);
-    EXPECT_EQ(answers(VN_O_BINARY | VN_O_RDONLY, 9), 0);
-    EXPECT_EQ(answers(VN_O_BINARY | VN_O_RDONLY, 5), 1);
-    EXPECT_EQ(osprobe(ro, 5, 0), 0);
-    osclose(ro);
-    osclose(h);
-}
 
 TEST_F(OsProcess, DescriptorsAreNeverZeroNorInherited) {
     writefile("z.dat", "z");
