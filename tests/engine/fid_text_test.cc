@@ -1,10 +1,8 @@
 // fid_text_test.cc - loading text definitions: hostile definitions that
-// would reach outside the record, the key count limits, item lookup by name
-// against a set, and bad temporary-index expressions.
+// would reach outside the record, and bad temporary-index expressions.
 #include <gtest/gtest.h>
 
 #include <cstring>
-#include <set>
 
 #include "common/engine.h"
 
@@ -52,47 +50,6 @@ TEST_F(FidText, HostileDefinitionsAreRefused) {
     for (const Case& c : cases) {
         EXPECT_EQ(failure(c.text), VN_E_FIDREAD) << c.what;
         EXPECT_TRUE(def.cb.items == nullptr && def.cb.keys == nullptr) << c.what;
-    }
-}
-
-TEST_F(FidText, MoreKeysThanOneIndexFileHolds) {
-    auto keys = [](int n, int flags) {
-        Def d;
-        d.reclen = 20;
-        d.flags = flags;
-        for (int k = 0; k < n; ++k) d.keys.push_back({"K", 1, {{k, 1, 0}}});
-        return fidtext(d);
-    };
-    // Record numbers take a key of their own.
-    for (int flags : {0, 128}) {
-        EXPECT_EQ(failure(keys(flags ? 17 : 18, flags)), 0);
-        EXPECT_EQ(failure(keys(flags ? 18 : 19, flags)), VN_E_FIDREAD);
-    }
-}
-
-// Every name of random tables is found at its index; other names are not.
-TEST_F(FidText, ItemLookupMatchesASetOfNames) {
-    std::mt19937 rng(7);
-    for (int round = 0; round < 40; ++round) {
-        int n = std::uniform_int_distribution<int>(1, 60)(rng);
-        Def d;
-        d.reclen = std::max(n, 8);
-        std::set<std::string> seen;
-        while (static_cast<int>(d.items.size()) < n) {
-            std::string s;
-            for (int k = std::uniform_int_distribution<int>(1, 4)(rng); k > 0; --k)
-                s += static_cast<char>('A' + rng() % 6);
-            if (seen.insert(s).second) d.items.push_back({s, 'C', static_cast<int>(d.items.size()), 1});
-        }
-        ASSERT_EQ(def.loadtext(dir, fidtext(d)), 0) << fidtext(d);
-        for (int i = 0; i < n; ++i) EXPECT_EQ(fhfidoffset(&def.cb, d.items[i].name.c_str()), i);
-        for (int probe = 0; probe < 50; ++probe) {
-            std::string s;
-            for (int k = std::uniform_int_distribution<int>(1, 5)(rng); k > 0; --k)
-                s += static_cast<char>('A' + rng() % 7);
-            const int32_t at = fhfidoffset(&def.cb, s.c_str());
-            EXPECT_EQ(at == -1 ? "" : d.items[at].name, seen.count(s) ? s : "") << s;
-        }
     }
 }
 

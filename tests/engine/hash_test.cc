@@ -1,6 +1,6 @@
 // hash_test.cc - the hash file: size classes, file lengths and header
 // bytes, header checks, a random model of writes, deletes and reads against
-// a map, the full-table guard and a short data record.
+// a map, and a short data record.
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -157,25 +157,6 @@ TEST_F(Hash, RandomOperationsAgreeWithAMap) {
     }
     EXPECT_EQ(std::filesystem::file_size(f->cb.datname), +cb.nrecs * +cb.reclen);
     EXPECT_EQ(+cb.nrecs, model.size() + 1);
-}
-
-// A table whose every slot points at a record of another key ends the
-// probe: full (39) when the data file counts a record for each slot, else
-// damaged (38), since slots sharing one record cannot come from writes.
-TEST_F(Hash, FullTableIsReportedFull) {
-    FHCB& cb = make(1);
-    ASSERT_EQ(write("OCCUPANT", "x"), 0);
-    uint32_t pos = static_cast<uint32_t>(cb.datpos);
-    std::string slots;
-    for (uint32_t s = 0; s < cb.hashrecs; ++s) slots += le32(pos);
-    int32_t fd = static_cast<int32_t>(cb.idxfd);
-    osseek(fd, 16, 0);
-    ASSERT_EQ(oswrite(fd, slots.data(), static_cast<uint32_t>(slots.size())), static_cast<int32_t>(slots.size()));
-    EXPECT_EQ(failedwith(find("STRANGER"), cb), VN_E_HSHCORRUPT);
-    cb.nrecs = cb.hashrecs + 1;
-    EXPECT_EQ(failedwith(find("STRANGER"), cb), VN_E_HSHFULL);
-    EXPECT_EQ(find("OCCUPANT"), 1);
-    EXPECT_EQ(failedwith(write("NEWCOMER", "y"), cb), VN_E_HSHFULL);
 }
 
 // The key's first slot holds the record's position; a record cut short

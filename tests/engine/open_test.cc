@@ -1,8 +1,5 @@
-// open_test.cc - create and open of record files: refusal of damaged and
-// overlong-named files with the right status and nothing left behind, and
-// the settings a real shutdown keeps.
-#include <cstring>
-
+// open_test.cc - create and open of record files: refusal of a damaged
+// file with the right status, and the settings a real shutdown keeps.
 #include "engine/engine.h"
 #include "engine/handles.h"
 #include "index/pagecache.h"
@@ -49,19 +46,4 @@ TEST_F(EngineTest, DamagedHeaderCount) {
         File b(dat);
         expectrefused(b, VN_OP_OPEN, len < 9 ? VN_E_DATREAD : VN_E_DATFID);
     }
-}
-
-TEST_F(EngineTest, OverlongNamesAreRefusedNotOverrun) {
-    File b("");
-    std::memset(b.cb.datname, 'a', sizeof b.cb.datname);  // no terminator
-    expectrefused(b, VN_OP_OPEN, VN_E_DATOPEN);
-    std::memset(b.cb.fidname, 0, sizeof b.cb.fidname);
-    expectrefused(b, VN_OP_CREATE, VN_E_DATOPEN);
-    EXPECT_EQ(+b.cb.idxname[0], '\0');
-
-    // A 258-character name leaves no room for the companion's extension.
-    std::string longname = tmp.path(std::string(258 - tmp.path("").size(), 'n'));
-    ASSERT_EQ(longname.size(), 258u);
-    File c(longname);
-    expectrefused(c, VN_OP_OPEN, VN_E_FIDOPEN);
 }
