@@ -1,9 +1,6 @@
 // process_posix_test.cc - maintenance against other processes: a record or
-// the header locked by another process under shared use, a process that
-// dies between putting the new data file and the new index in place, and
-// one cut off by a power cut at each write of a PACK or RECOVER.
-#include <unistd.h>
-
+// the header locked by another process under shared use, and a run cut off
+// by a power cut at each write of a PACK or RECOVER.
 #include <filesystem>
 #include <map>
 
@@ -11,7 +8,6 @@
 #include "maintfix.h"
 #include "support/os.h"
 #include "support/osfault.h"
-#include "support/runtime.h"
 
 namespace {
 
@@ -40,25 +36,6 @@ TEST_F(MaintTest, SharedVerifyWaitsOnLocksOfAnotherProcess) {
         sig.parentsays();
         EXPECT_EQ(vntest::waitexit(child), 0);
     }
-}
-
-TEST_F(MaintTest, CrashBetweenReplacementsLosesNoFile) {
-    std::string dat = build(FIXLEN);
-    patch(dat, 1, "0000000C");
-    const std::string oldidx = vntest::readfile(path("f.idx"));
-    pid_t child = vntest::spawn([&] {
-        runtime().support.replaced = [](const char*) { _exit(7); };
-        return run(VN_FM_PACK, dat) == 0 ? 0 : 1;
-    });
-    ASSERT_EQ(vntest::waitexit(child), 7);
-    // The new data file is in place, the old index still beside it.
-    EXPECT_EQ(vntest::readfile(dat).substr(0, 9), " 00000009");
-    EXPECT_EQ(vntest::readfile(dat).size(), 9u * 32u);
-    EXPECT_EQ(vntest::readfile(path("f.idx")), oldidx);
-    EXPECT_EQ(count(".ziq"), 1);
-    EXPECT_EQ(run(VN_FM_RECOVER, dat), 0);
-    EXPECT_EQ(run(VN_FM_VERIFY, dat), 0);
-    EXPECT_EQ(records(dat).size(), 8u);
 }
 
 // The files of the test's directory, name -> bytes.
