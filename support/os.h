@@ -126,9 +126,7 @@ int32_t osrename(const char* from, const char* to);
 // files as they were.  This process's holds on the old to are carried
 // over to the new file under the same tokens: on POSIX without a break, on
 // Windows (which replaces no open file) with the old file let go just
-// before the move.  The support state's replaced hook, when set, is called
-// after each success (tests stop a process there to play a crash between
-// replacements).
+// before the move.
 int32_t osreplace(const char* from, const char* to);
 // Creates and removes one directory: 0, or -1.
 int32_t osmkdir(const char* path);

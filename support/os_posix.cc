@@ -656,7 +656,6 @@ int32_t osreplace(const char* from, const char* to) {
     size_t slash = dir.find_last_of('/');
     dir = slash == std::string::npos ? "." : slash == 0 ? "/" : dir.substr(0, slash);
     syncpath(dir.c_str(), O_RDONLY | O_DIRECTORY);  // the rename itself is done
-    if (runtime().support.replaced != nullptr) runtime().support.replaced(to);
     return 0;
 }
 

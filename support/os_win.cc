@@ -372,7 +372,6 @@ int32_t osreplace(const char* from, const char* to) {
         return -1;
     }
     for (const auto& [hold, h] : carried) hold->handle = h;
-    if (runtime().support.replaced != nullptr) runtime().support.replaced(to);
     return 0;
 }
 

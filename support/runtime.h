@@ -59,10 +59,8 @@ struct SupportState {
     char textbuf[70] = {};
     int32_t dateform = 0;
     // The file layer: the network type's I/O mode (9 for direct system
-    // handles), the hook osreplace calls after each replace, and the
-    // module instance of the progress windows.
+    // handles), and the module instance of the progress windows.
     uint8_t iomode = 0;
-    void (*replaced)(const char* to) = nullptr;
     void* modinstance = nullptr;
     // The five buffered streams, and the flag fastgets sets on a carriage
     // return or a Ctrl-Z.
