@@ -1,8 +1,6 @@
 // format_test.cc - the posting file byte for byte after known adds and
 // deletes, in the current form (nodes reused from the free list) and the
-// older one (nodes only appended); opening, walking and the result limits.
-#include <cstring>
-#include <fstream>
+// older one (nodes only appended).
 
 #include "kwtest.h"
 
@@ -62,46 +60,6 @@ TEST_F(KeywordTest, OlderFormOnlyAppends) {
     ASSERT_EQ(ix.add("apple", 9), 0);
     EXPECT_EQ(readfile("kw.pst"), header + node(7, 24) + node(8, 32) + node(9, 0));
     EXPECT_EQ(ix.search("apple"), (Values{8, 9}));
-}
-
-TEST_F(KeywordTest, OpeningChecksThePostingFile) {
-    {
-        Index ix;  // no posting file and no create: the keyword file stays open
-        ASSERT_EQ(ix.open(dir()), 0);
-        ix.close();
-        std::filesystem::remove(path("kw.pst"));
-        EXPECT_EQ(ix.open(dir(), 0), -1);  // with no status
-        EXPECT_EQ(ix.cb.status, 0);
-        EXPECT_NE(+ix.cb.recbuf, nullptr);
-    }
-    writefile("kw.pst", "ezhy" + std::string(12, '\0'));
-    Index bad;
-    EXPECT_EQ(bad.open(dir()), -1);
-    EXPECT_EQ(bad.cb.status, VN_E_HYPOPEN);
-    EXPECT_EQ(+bad.cb.recbuf, nullptr);
-}
-
-TEST_F(KeywordTest, LongResultsAreCutAndListsGrow) {
-    Index ix;
-    ASSERT_EQ(ix.open(dir()), 0);
-    ASSERT_EQ(ix.add("big", 0), 0);
-    std::string chain;
-    const uint32_t n = 66000;
-    for (uint32_t i = 0; i < n; i++) chain += node(i, i + 1 < n ? 16 + 8 * (i + 1) : 0);
-    std::fstream(path("kw.pst"), std::ios::in | std::ios::out | std::ios::binary).seekp(16) << chain;
-    Values got = ix.search("big");
-    ASSERT_EQ(got.size(), 64897u);
-    EXPECT_EQ(got.back(), 64896u);
-
-    for (int i = 0; i < 40; i++) ASSERT_EQ(ix.add("word" + std::string(1, 'a' + i % 26) + std::to_string(i), 3), 0);
-    uint32_t size = 16;
-    char* mine = static_cast<char*>(globalcalloc(size, 1));
-    char* text = fhhyplist(&ix.cb, 3, "w", mine, &size);
-    ASSERT_NE(text, nullptr);
-    EXPECT_EQ(std::strlen(text), 40u * 32);  // 30 characters each, and "\r\n"
-    EXPECT_EQ(size % 256, 16u);
-    EXPECT_GT(size, std::strlen(text));
-    globalmfree(text);
 }
 
 }  // namespace

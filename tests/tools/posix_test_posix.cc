@@ -1,6 +1,5 @@
 // posix_test_posix.cc - what the program does with the system around it:
-// the whole-file hold against a second process, the modes of the files it
-// makes, and its progress bar on a real terminal.
+// the modes of the files it makes, and its progress bar on a real terminal.
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -12,37 +11,6 @@
 #include "tooltest.h"
 
 using Posix = Customers;
-
-TEST_F(Posix, AnUnsharedRunHoldsTheFileAgainstAnotherProcess) {
-    vntest::Signal sig;
-    pid_t holder = vntest::spawn([&] {  // another program holding the file unshared
-        const int32_t token = osholdfile(path("c.dat").c_str(), OS_HOLD_ALONE);
-        sig.childsays();
-        sig.childhears();
-        return token > 0 ? 0 : 1;
-    });
-    ASSERT_TRUE(sig.parenthears());
-    writefile("more.csv", "CODE,NAME\nC3,quince\n");
-    for (const char* network : {"SINGLE", "MSNET"})
-        EXPECT_TRUE(exits(1, {"load", "c.dat", "--csv", "more.csv", "--network", network},
-                          "velnor: c.dat is in use by another process"));
-    EXPECT_TRUE(exits(1, {"dump", "c.dat"}, "(use --network MSNET to share it)"));
-    sig.parentsays();
-    ASSERT_EQ(vntest::waitexit(holder), 0);
-    EXPECT_TRUE(exits(0, {"load", "c.dat", "--csv", "more.csv"}));
-    // Shared runs share: a shared hold does not keep out another.
-    int32_t shared = osholdfile(path("c.dat").c_str(), OS_HOLD_SHARED);
-    ASSERT_GT(shared, 0);
-    EXPECT_EQ(velnor({"dump", "c.dat", "--network", "MSNET"}).code, 0);
-    EXPECT_EQ(velnor({"dump", "c.dat"}).code, 1);
-    osunholdfile(shared);
-    // Readers without the byte locks read beside one another, not beside a writer.
-    int32_t reading = osholdfile(path("c.dat").c_str(), OS_HOLD_READING);
-    ASSERT_GT(reading, 0);
-    EXPECT_EQ(velnor({"dump", "c.dat"}).code, 0);
-    EXPECT_TRUE(exits(1, {"load", "c.dat", "--csv", "more.csv"}, "in use"));
-    osunholdfile(reading);
-}
 
 TEST_F(Posix, FilesAreMadeWithoutExecuteBits) {
     umask(022);
