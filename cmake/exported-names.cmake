@@ -1,7 +1,7 @@
 # exported-names.cmake - the names of the functions include/velnor.h exports
 # (declarations that begin with VELNOR_API), in VELNOR_EXPORTED_NAMES.  The
 # build is configured again whenever the header changes, so a new export is
-# picked up by the linker script and the export tests without further edits.
+# picked up by the linker script without further edits.
 file(STRINGS ${PROJECT_SOURCE_DIR}/include/velnor.h velnor_api_lines REGEX "^[ \t]*VELNOR_API[ \t]")
 set(VELNOR_EXPORTED_NAMES)
 foreach(line IN LISTS velnor_api_lines)
