@@ -89,10 +89,13 @@ void opsecure(FHCB* cb) {
     }
     // What was secured must outlive a power cut, not only this process:
     // the data and the key file go to the disk, and a sync that fails
-    // fails the secure.
-    if (cb->datfd != 0 && ossync(static_cast<int32_t>(cb->datfd)) != 0 && cb->status == 0)
+    // fails the secure.  A transient copy is synced when it takes its
+    // place instead.
+    const OpenFile* node = fhnode(cb);
+    const bool durable = node == nullptr || !node->transient;
+    if (durable && cb->datfd != 0 && ossync(static_cast<int32_t>(cb->datfd)) != 0 && cb->status == 0)
         cb->status = VN_E_DATWRITE;
-    if (cb->idxfd != 0 && ossync(static_cast<int32_t>(cb->idxfd)) != 0 && cb->status == 0)
+    if (durable && cb->idxfd != 0 && ossync(static_cast<int32_t>(cb->idxfd)) != 0 && cb->status == 0)
         cb->status = cb->index != nullptr ? VN_E_IDXWRITE : VN_E_HSHWRITE;
     // Nobody else writes an unshared file, so its handles, its map and its
     // cached pages still hold what the file does: closing them would only

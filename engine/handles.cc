@@ -146,12 +146,17 @@ OpenFile* fhnode(const FHCB* cb) {
     return nullptr;
 }
 
+void fhsettransient(FHCB* cb) {
+    if (OpenFile* node = fhnode(cb)) node->transient = true;
+}
+
 int32_t fhenter(FHCB* cb, uint32_t openflags) {
     // A block opened again without a close keeps its one node.
     if (OpenFile* node = fhnode(cb)) {
         node->mode = OF_OPEN;
         node->openflags = openflags;
         node->age = 0;
+        node->transient = false;
         return 0;
     }
     OpenFile* const head = enginestate().openfiles;

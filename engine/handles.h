@@ -13,6 +13,7 @@ struct OpenFile {
     uint32_t idxsave;    // index or hash file position saved when parked
     uint32_t openflags;  // OS open mode of the first open
     uint16_t age;        // operations on other files since last use
+    bool transient;      // a new copy that takes another file's place (fhsettransient)
     FHCB* owner;
     OpenFile* next;
 };
@@ -31,6 +32,12 @@ int32_t fhleave(FHCB* cb);
 int32_t fhpark(FHCB* cb);
 // The node of cb, or null.
 OpenFile* fhnode(const FHCB* cb);
+// Marks cb's files, just created, as a new copy that will take the place
+// of other files only by osreplace, which syncs each file before its
+// rename: a crash before then leaves the old files, so a secure of cb
+// writes what it always writes but need not wait for the disk.  Cleared
+// when the block is opened or created again.
+void fhsettransient(FHCB* cb);
 // Open with up to 10 attempts, parking the least recently used file after
 // each failure and waiting 20 ms from the second attempt on.  Handle or -1.
 int32_t lruopen(const char* path, uint32_t flags, uint32_t perm);

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "engine/engine.h"
+#include "engine/handles.h"
 #include "definition/fid.h"
 #include "definition/keys.h"
 #include "record/record.h"
@@ -76,7 +77,9 @@ int32_t Pack::create(const char* fid, const char* key) {
     cb.fflags = 0;
     cb.mflags = VN_MF_EXCLUSIVE;  // maintenance: the new files are ours alone
     created = true;               // even a half-done create leaves files to remove
-    return op(VN_OP_CREATE);
+    if (op(VN_OP_CREATE) != 0) return cb.status;
+    fhsettransient(&cb);  // installed only by a syncing rename
+    return 0;
 }
 
 int32_t Pack::prepare() {
