@@ -12,6 +12,9 @@
 #                                         by the keyword benchmark
 #   bash scripts/bench.sh maint-syscalls [N]   system calls per record of velnor's
 #                                         load, verify, recover and pack (N 100,000)
+#   bash scripts/bench.sh window [N]      PACK in the FileMaint window against PACK
+#                                         with a callback, 64-bit Windows build under
+#                                         wine (N records, 400,000 by default)
 # Installs whatever is missing first.  Each benchmark prints its own figures
 # and velnor's ratio to its peers (the engine runs each store in a process
 # of its own).  The run's output also goes into bench/RESULTS.md, between
@@ -109,6 +112,17 @@ kw_syscalls() {
       s, all / n, c["pwrite64"] / n, c["fcntl"] / n, c["lseek"] / n, c["pread64"] / n }' "$work/kw.$store"
 }
 
+# window N: the FileMaint window's cost, from the 64-bit Windows build run
+# under wine.
+window() {
+  local wdir=build-bench-win64
+  cmake -S . -B "$wdir" -G Ninja -DCMAKE_TOOLCHAIN_FILE=cmake/x86_64-w64-mingw32.cmake \
+    -DCMAKE_BUILD_TYPE=Release -DVELNOR_TESTS=OFF -DVELNOR_TOOLS=OFF -DVELNOR_BENCH=ON >/dev/null
+  cmake --build "$wdir" -j2 --target window_bench
+  echo "=== window $1"
+  (cd "$work" && WINEDEBUG=-all wine "$root/$wdir/bench/window/window_bench.exe" "$1")
+}
+
 main() {
 case ${1:-all} in
   all)
@@ -138,13 +152,16 @@ case ${1:-all} in
   maint-syscalls)
     maint_syscalls "${2:-100000}"
     ;;
+  window)
+    window "${2:-400000}"
+    ;;
   index | engine | compress | maint | keyword)
     name=$1
     shift
     run "$name" "$@"
     ;;
   *)
-    echo "usage: $0 [all|callgrind|syscalls|maint-syscalls [N]|index|engine|compress|maint|keyword [arguments]]" >&2
+    echo "usage: $0 [all|callgrind|syscalls|maint-syscalls [N]|window [N]|index|engine|compress|maint|keyword [arguments]]" >&2
     exit 2
     ;;
 esac
