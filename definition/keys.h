@@ -12,6 +12,7 @@
 // temporary index: a secondary key ends with key 0.  Its length; dest is
 // not ended with a NUL.
 int32_t recordkey(const FHCB* cb, int32_t keyno, const char* rec, char* dest);
+
 // Value of width hexadecimal characters; does not validate.
 int32_t fromhex(const char* text, uint32_t width);
 // dest = name with the extension (from the last "." anywhere) replaced by
