@@ -11,8 +11,6 @@
 #include "index/hash.h"
 #include "index/idxfile.h"
 #include "record/keyfile.h"
-#include "record/lock.h"
-#include "definition/keys.h"
 
 namespace {
 
@@ -42,37 +40,14 @@ int32_t searchwork(FHCB* cb) {
     return r;
 }
 
-// Whether the record at pos carries the key of the entry just found (in
-// keybuf).  A record that cannot be read does not; the status stays.
-bool carrieskey(FHCB* cb, int32_t pos) {
-    const IdxState* ix = cb->index;
-    const unsigned keylen = ix->keylen[cb->curkey];
-    WriteScratch& buf = *enginestate().scratch;  // free outside a write
-    const uint8_t status = cb->status;
-    const bool read = readrecat(cb, pos, buf.old) >= 0;
-    cb->status = status;
-    return read && recordkey(cb, cb->curkey, buf.old, buf.oldkey) == static_cast<int32_t>(keylen) &&
-           memcmp(buf.oldkey, ix->keybuf, keylen) == 0;
-}
-
-// Shared, a search takes no lock, so it may copy a page while another
-// process rewrites it: keys of one version beside record positions of the
-// other, or a page that has just left the index.  Its answer is taken when
-// the record found carries the key of its entry.  A page that looked
-// damaged, a record with another key, or no equal key in an exact search,
-// and the search is made again holding the file lock, under which no other
-// process writes; what it finds then stands.  -1 with status 'l' when the
-// lock stays refused.
+// Shared, the answer is checked as searchdoubtful says, and an exact
+// search that found no equal key is doubted too: the search is then made
+// again under the file lock, and what it finds stands.
 int32_t searchshared(FHCB* cb) {
-    int32_t r = searchwork(cb);
-    const bool doubtful = r < 0 ? cb->status == VN_E_IDXCORRUPT
-                        : r == 0 ? (cb->mflags & VN_MF_EXACT) != 0
-                                 : !carrieskey(cb, r);
-    if (!doubtful) return r;
-    cb->status = 0;
-    sharedflush(cb);  // the pages read so far are read again
-    if (cb->status != 0 || filelock(cb, cb->flockretry) < 0) return -1;
-    return searchwork(cb);
+    const int32_t r = searchwork(cb);
+    const bool exactmiss = r == 0 && (cb->mflags & VN_MF_EXACT);
+    if (!exactmiss && !searchdoubtful(cb, cb->curkey, r)) return r;
+    return searchagainlocked(cb) < 0 ? -1 : searchwork(cb);
 }
 
 // By the active key: the value in work is looked up as searchwork says;
@@ -86,7 +61,7 @@ void posnkey(FHCB* cb) {
         memset(ix->keybuf, ' ', ix->keylen[k]);
         ix->keybuf[ix->keylen[k]] = '\0';
         r = substrscan(cb, desc ? SRCH_PREV : SRCH_NEXT);
-    } else if (isshared(cb) && locking(cb) && !cb->flocked && !(cb->fflags & VN_FF_TMPIDX)) {
+    } else if (searchunlocked(cb)) {
         r = searchshared(cb);
     } else {
         r = searchwork(cb);
@@ -196,7 +171,7 @@ void opbacksp(FHCB* cb) {
     } else if (cb->index) {
         const bool desc = cb->mflags & VN_MF_DESCEND;
         const int mode = current ? (desc ? SRCH_STEP : SRCH_STEPBACK) : (desc ? SRCH_FIRST : SRCH_LAST);
-        const int32_t r = keysearch(cb, cb->curkey, mode);
+        const int32_t r = keystep(cb, mode);
         if (r == 0) cb->status = VN_C_NOREC;
         if (r <= 0) return;
         setcurrent(cb, r);

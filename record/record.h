@@ -114,4 +114,23 @@ int cmplength(const FHCB* cb);
 // status is already set.
 void sharedflush(FHCB* cb);
 
+// A shared search takes no lock, so it can copy a page while another
+// process rewrites it: keys of one version beside record positions of the
+// other, or a page that has just left the index.  True for a search of cb
+// that can meet such a page: shared with OS locks, outside the file lock,
+// not a temporary index.
+bool searchunlocked(const FHCB* cb);
+// Whether such a search of index that gave r (a position, 0, or -1 with
+// status) must be made again under the file lock: a page that looked
+// damaged, or a record that does not carry the key of its entry (in the
+// key buffer).  The status stays.
+bool searchdoubtful(FHCB* cb, int index, int32_t r);
+// Before the search is made again: forgets the pages read so far and takes
+// the file lock, under which no other process writes (the operation's end
+// releases it).  0, or -1 with status.
+int32_t searchagainlocked(FHCB* cb);
+// One step of the active key's index in key order (a keysearch mode), made
+// again from the same key under the file lock when searchdoubtful says so.
+int32_t keystep(FHCB* cb, int mode);
+
 #endif

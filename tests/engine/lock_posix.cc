@@ -1,8 +1,9 @@
 // lock_posix.cc - locks between real processes: a record locked in one
 // process refuses another's rewrite but not its read, a file lock held in
 // one process makes another's write give up, four processes mixing
-// writes, rewrites, deletes and reads leave what a replay gives, and
-// searches outlast an index file that another process cuts short.
+// writes, rewrites, deletes and reads leave what a replay gives, walks in
+// key order beside a writer stay in order, and searches outlast an index
+// file that another process cuts short.
 #include <unistd.h>
 
 #include <cstdlib>
@@ -198,4 +199,40 @@ TEST_F(EngineTest, SearchesSurviveAnIndexCutShortUnderThem) {
     for (int n = 0; n < 20000; n++) failed += r.lookup(id(n % 3000)).substr(0, 10) != id(n % 3000);
     EXPECT_EQ(vntest::waitexit(cutter), 0);
     EXPECT_EQ(r.lookup(id(1234)).substr(0, 10), id(1234)) << "after " << failed << " failed searches";
+}
+
+// A walk in key order on a shared file beside a process adding and
+// deleting: it reads every record it meets, each with a key above the
+// last one's.
+TEST_F(EngineTest, SharedWalksBesideAWriterStayInKeyOrder) {
+    const std::string dat = define("walk", vntest::people());
+    File(dat).create();
+    const pid_t writer = vntest::spawn([&] {
+        vntest::enginestart();
+        File w(dat);
+        w.cb.flockretry = 30000;  // open reads the header under the lock
+        if (w.open() != 0) return 1;
+        for (int i = 0; i < 3000; i++) {
+            w.cb.state &= ~VN_ST_CURRENT;  // a new record, not a rewrite of the deleted one
+            if (w.add(vntest::cat("K", i * 7919 % 3000), "new") != 0) return 2;
+            if (i >= 40 && w.lookup(vntest::cat("K", (i - 40) * 7919 % 3000)).empty()) return 3;
+            if (i >= 40 && w.op(VN_OP_DELETE) != 0) return 4;
+        }
+        return w.close();
+    });
+    File r(dat);
+    r.cb.flockretry = 30000;
+    ASSERT_EQ(r.open(), 0);
+    ASSERT_EQ(r.setkey(1), 0);  // by ID
+    for (int walk = 0; walk < 300; walk++) {
+        ASSERT_EQ(r.posnrec(0), 0);
+        std::string last;
+        while (r.read() == 0 || r.cb.status == VN_C_DELETED) {
+            const std::string key = r.rec().substr(0, 10);
+            ASSERT_GT(key, last) << "walk " << walk;
+            last = key;
+        }
+        ASSERT_EQ(+r.cb.status, VN_C_NOREC) << "walk " << walk;
+    }
+    EXPECT_EQ(vntest::waitexit(writer), 0);
 }
