@@ -70,17 +70,6 @@ TEST_F(Damage, VariableLengthFieldThatLies) {
     }
 }
 
-TEST_F(Damage, PackedRecordWithoutTabsOrNewlineStaysInItsFields) {
-    const std::string dat = two(1);
-    // A1's record: " 0014A1\tSOMEBODY\n" becomes one long run with no TAB.
-    patch(dat, 36, " 0014A1XSOMEBODYXXXX");
-    File f(dat);
-    first(f);
-    ASSERT_EQ(f.read(), 0) << int(f.cb.status);
-    EXPECT_EQ(f.rec().substr(4, 10), "A1XSOMEBOD");
-    EXPECT_EQ(f.buf[f.cb.reclen - 1], '\n');
-}
-
 TEST_F(Damage, OverlappingItemsAreClippedAndRoundTrip) {
     Def d = people(1);
     d.items.push_back({"OVER", 'C', 8, 12});  // overlaps ID and NAME
