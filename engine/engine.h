@@ -9,6 +9,7 @@
 
 #include "definition/definition.h"
 #include "record/record.h"
+#include "support/limits.h"
 #include "support/runtime.h"
 #include "velnor.h"
 
@@ -18,7 +19,7 @@ struct OpenFile;
 struct WriteScratch {
     char packed[REC_MAX];  // the stored form of a variable-length record
     char old[REC_MAX];     // the record a rewrite replaces
-    char oldkey[258];      // a key of it
+    char oldkey[FH_KEYSIZE];      // a key of it
     char undone[REC_MAX];  // the new record, while a failed rewrite is undone
 };
 

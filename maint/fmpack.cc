@@ -140,7 +140,7 @@ bool Pack::findrecord(int32_t* pos, int32_t* len) {
 int32_t Pack::fixlength(int32_t pos, int32_t len, int32_t* next) {
     char* rec = varlen() ? raw.data() : buf;
     if (varlen()) unpackrec(&cb, rec, len, buf);
-    char key[260];
+    char key[FH_KEYSIZE];
     bldkey(&cb, 0, key);
     fmcurrent(key);
     if (!confirmed) {
@@ -174,7 +174,7 @@ bool Pack::unprintable() const {
 // Writes the active record in buf to the new files, or to the strip file.
 int32_t Pack::copy(int32_t pos) {
     active++;
-    char key[260];
+    char key[FH_KEYSIZE];
     bldkey(&cb, 0, key);
     fmcurrent(key);
     if ((flags & VN_FM_STRIP) && unprintable()) {

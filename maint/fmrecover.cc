@@ -94,7 +94,7 @@ int32_t Recover::enter(int32_t pos, int32_t len) {
         return 0;
     }
     if (varlen()) unpackrec(&cb, raw.data(), len, buf);
-    char key[260];
+    char key[FH_KEYSIZE];
     bldkey(&cb, 0, key);
     fmcurrent(key);
     for (int k = 0; k < nindexes(&cb); k++) {

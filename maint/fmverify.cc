@@ -47,8 +47,8 @@ struct Verify : FmRun {
     int32_t hdrcount = 0;
     int32_t deleted = 0;
     std::vector<int32_t> count;    // per-key counts
-    char key[260] = "";
-    char ikey[260] = "";
+    char key[FH_KEYSIZE] = "";
+    char ikey[FH_KEYSIZE] = "";
 
     bool shared() const { return flags & VN_FM_SHARED; }
     bool hashed() const { return cb.fflags & VN_FF_HASHED; }

@@ -11,6 +11,7 @@
 #include "index/idxfile.h"
 #include "index/pagecache.h"
 #include "record/keyfile.h"
+#include "support/limits.h"
 
 void sharedflush(FHCB* cb) {
     if (cb->nkeys > 0 && cb->index && isshared(cb) && pgflush(cb->idxfd) != 0 && cb->status == 0)
@@ -45,7 +46,7 @@ int32_t keystep(FHCB* cb, int mode) {
     if (!searchunlocked(cb)) return keysearch(cb, k, mode);
     // The step starts from the key in the key buffer; the search made
     // again starts from it too.
-    char from[258];
+    char from[FH_KEYSIZE];
     const size_t n = size_t{cb->index->keylen[k]} + 1;
     std::memcpy(from, cb->index->keybuf, n);
     const int32_t r = keysearch(cb, k, mode);

@@ -5,6 +5,7 @@
 #define VELNOR_RECORD_RECSTATE_H
 
 #include "record/record.h"
+#include "support/limits.h"
 #include "support/runtime.h"
 
 struct RecordState : RuntimePart {
@@ -12,7 +13,7 @@ struct RecordState : RuntimePart {
     char heads[REC_MAX];  // the header record being written
     char chain[REC_MAX];  // a record met on a thread's chain
     char checked[REC_MAX];  // a record a shared search found, read to check its key
-    char checkedkey[258];   // the key built from it
+    char checkedkey[FH_KEYSIZE];   // the key built from it
 };
 
 // The record layer's part: made by the engine's start (or on first use),

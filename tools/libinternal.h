@@ -26,6 +26,7 @@
 #include "record/record.h"
 #include "record/thread.h"
 #include "support/blockread.h"
+#include "support/limits.h"
 #include "support/os.h"
 #include "support/ossync.h"
 

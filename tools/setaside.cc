@@ -66,7 +66,7 @@ std::string setaside(const MaintOptions& opt) {
     std::unordered_set<std::string> keys;
     std::vector<std::pair<int32_t, std::string>> extra;  // position, fixed layout
     long lowest = 0;                                      // of them, set aside for a key of zeros
-    char key[260];
+    char key[FH_KEYSIZE];
     if (size > 0) keys.reserve(static_cast<size_t>(std::min<int32_t>(size / static_cast<int32_t>(cb.reclen), 1 << 22)));
     cb.recbuf = record.data();
     // A key whose segments do not fill its length is padded with whatever
