@@ -1,6 +1,7 @@
 #!/bin/bash
 # bench.sh - builds the benchmarks natively (optimised) and runs them.
-#   bash scripts/bench.sh                 index, engine, compress, maint and keyword, full size
+#   bash scripts/bench.sh                 index, engine, compress, maint, keyword and window,
+#                                         full size, with system calls per operation
 #   bash scripts/bench.sh engine 100000   one benchmark with its arguments
 #   bash scripts/bench.sh engine --scaling   engine cost per operation at
 #                                         100,000, 1,000,000 and 4,000,000 records
@@ -70,7 +71,7 @@ END {
     g = 2 * k - 1
     ops = k == 4 ? int(n / 10) : n
     other = all[g] - calls[g, "pread64"] - calls[g, "pwrite64"] - calls[g, "fcntl"] - calls[g, "fsync"]
-    printf "engine %s %d %-6s %6.2f system calls per record: pread %.2f, pwrite %.2f, fcntl %.2f, fsync %.4f, other %.2f\n",
+    printf "engine %s %d %-6s %7.3f system calls per record: pread %.3f, pwrite %.3f, fcntl %.3f, fsync %.4f, other %.3f\n",
       s, n, step[k], all[g] / ops, calls[g, "pread64"] / ops, calls[g, "pwrite64"] / ops, calls[g, "fcntl"] / ops,
       calls[g, "fsync"] / ops, other / ops
   }
@@ -126,14 +127,26 @@ window() {
 main() {
 case ${1:-all} in
   all)
+    # Each table with the counts that say where its time goes: the tables
+    # give user-space instructions per operation, and these system calls
+    # per operation, counted under strace at a tenth of the size.
     run index
     run engine
+    echo "=== system calls, commit table"
+    syscalls 100000 single-10k
+    syscalls 100000 lmdb-10k
     run compress
     run maint
+    echo "=== system calls, maintenance"
+    maint_syscalls 100000
     run keyword
     # Ten times the documents; listing every word of a document takes
     # minutes at this size, for FTS5 too, so only the build and search.
     run keyword 200000 10000 0
+    echo "=== system calls, keyword build"
+    kw_syscalls 2000 single
+    kw_syscalls 2000 shared
+    if command -v wine >/dev/null; then window 400000; else echo "=== window: no wine, skipped"; fi
     ;;
   callgrind)
     per_op index 100000

@@ -64,12 +64,14 @@ const size_t kCommitLmdb = 11;  // the peer the commit table's goal names
 bool cpuclock = false;          // --cpu was given
 const char* const kLine =
     "%s %zu records: insert %.6f s %.6f cpu, lookup %.6f s %.6f cpu, scan %.6f s %.6f cpu, delete %.6f s %.6f cpu, "
-    "commits %.6f s\n";
+    "commits %.6f s, instructions %lld %lld %lld %lld\n";
 
-// One store's run as seen from the parent: step times, and the CPU seconds
-// of the whole child, making the workload included.  Failed runs keep -1.
+// One store's run as seen from the parent: step times, user-space
+// instructions per operation of each step, and the CPU seconds of the
+// whole child, making the workload included.  Failed runs keep -1.
 struct Result {
     Timing t;
+    std::array<double, 4> instructions = {-1, -1, -1, -1};
     double user = -1, sys = -1;
 };
 
@@ -97,7 +99,8 @@ int runhere(size_t n, const std::string& name) {
     const Timing t = s->run(w, s->shared);
     std::filesystem::remove_all(dir);
     std::printf(kLine, s->name, n, t.insert.wall, t.insert.cpu, t.lookup.wall, t.lookup.cpu, t.scan.wall, t.scan.cpu,
-                t.remove.wall, t.remove.cpu, t.committing);
+                t.remove.wall, t.remove.cpu, t.committing, t.insert.instructions, t.lookup.instructions,
+                t.scan.instructions, t.remove.instructions);
     return 0;
 }
 
@@ -139,13 +142,19 @@ Result runchild(size_t n, const Store& s) {
     if (!WIFEXITED(status) || WEXITSTATUS(status) != 0 ||
         std::sscanf(out.c_str(),
                     "%*s %*u records: insert %lf s %lf cpu, lookup %lf s %lf cpu, scan %lf s %lf cpu, "
-                    "delete %lf s %lf cpu, commits %lf s",
+                    "delete %lf s %lf cpu, commits %lf s, instructions %lld %lld %lld %lld",
                     &t.insert.wall, &t.insert.cpu, &t.lookup.wall, &t.lookup.cpu, &t.scan.wall, &t.scan.cpu,
-                    &t.remove.wall, &t.remove.cpu, &t.committing) != 9) {
+                    &t.remove.wall, &t.remove.cpu, &t.committing, &t.insert.instructions, &t.lookup.instructions,
+                    &t.scan.instructions, &t.remove.instructions) != 13) {
         std::fprintf(stderr, "engine_bench: %s failed\n", s.name);
         return r;
     }
     r.t = t;
+    const Span* spans[] = {&t.insert, &t.lookup, &t.scan, &t.remove};
+    for (size_t k = 0; k < 4; k++) {
+        const double ops = static_cast<double>(k == 3 ? n / 10 : n);  // a delete step removes a tenth
+        if (spans[k]->instructions >= 0) r.instructions[k] = static_cast<double>(spans[k]->instructions) / ops;
+    }
     r.user = seconds(ru.ru_utime);
     r.sys = seconds(ru.ru_stime);
     return r;
@@ -157,15 +166,20 @@ void cell(double v, int width = 10) {
 }
 
 // The figures a table shows of one run, in row order: wall seconds per
-// step, CPU seconds per step, wall seconds spent committing, and the CPU
-// seconds of the whole process.
-constexpr int kRows = 11;
-const char* const kRowNames[kRows] = {"insert",     "lookup",     "scan",    "delete",   "cpu insert", "cpu lookup",
-                                      "cpu scan",   "cpu delete", "commits", "user cpu", "sys cpu"};
+// step, CPU seconds per step, wall seconds spent committing, the CPU
+// seconds of the whole process, and user-space instructions per operation
+// of each step.
+constexpr int kRows = 15;
+constexpr int kCommitsRow = 8;
+const char* const kRowNames[kRows] = {"insert",     "lookup",     "scan",     "delete",   "cpu insert",
+                                      "cpu lookup", "cpu scan",   "cpu delete", "commits", "user cpu",
+                                      "sys cpu",    "ins/insert", "ins/lookup", "ins/scan", "ins/delete"};
 std::array<double, kRows> rows(const Result& r) {
     const Timing& t = r.t;
-    return {t.insert.wall, t.lookup.wall, t.scan.wall, t.remove.wall, t.insert.cpu, t.lookup.cpu,
-            t.scan.cpu,    t.remove.cpu,  t.committing, r.user,     r.sys};
+    const std::array<double, 4>& i = r.instructions;
+    return {t.insert.wall, t.lookup.wall, t.scan.wall, t.remove.wall, t.insert.cpu, t.lookup.cpu, t.scan.cpu,
+            t.remove.cpu,  t.committing,  r.user,      r.sys,          i[0],        i[1],         i[2],
+            i[3]};
 }
 
 // One table: velnor's run first, then its peers, then velnor's ratio to
@@ -179,13 +193,18 @@ void table(const Group& g, const Result* r) {
     for (size_t i = 1; i < g.count; i++) std::printf(" %14s", (std::string("/") + s[i].name).c_str());
     std::printf("\n");
     for (int k = 0; k < kRows; k++) {
-        if (k == 8 && !s[0].commits) continue;
+        if (k == kCommitsRow && !s[0].commits) continue;
+        const bool whole = k > kCommitsRow + 2;  // instructions
         std::printf("%-10s", kRowNames[k]);
-        for (size_t i = 0; i < g.count; i++) cell(rows(r[i])[k], 13);
+        for (size_t i = 0; i < g.count; i++) {
+            const double v = rows(r[i])[k];
+            if (whole && v >= 0) std::printf(" %13.0f", v);
+            else cell(v, 13);
+        }
         std::printf("  ");
         for (size_t i = 1; i < g.count; i++) {
             const double v0 = rows(r[0])[k], vi = rows(r[i])[k];
-            cell(k != 8 && v0 >= 0 && vi > 0 ? v0 / vi : -1, 14);
+            cell(k != kCommitsRow && v0 >= 0 && vi > 0 ? v0 / vi : -1, 14);
         }
         std::printf("\n");
     }
@@ -237,7 +256,8 @@ int compare(size_t n) {
                 "and velnor's time over each peer's (below 1: velnor faster); user and sys cpu count the whole\n"
                 "process.  The commit table commits every %zu inserts or deletes: velnor secures, which\n"
                 "syncs its files; SQLite commits and LMDB (lmdb-10k) commits unsynced; Berkeley DB syncs its\n"
-                "databases and lmdb-sync-10k commits synced; commits is the wall time spent committing\n",
+                "databases and lmdb-sync-10k commits synced; commits is the wall time spent committing;\n"
+                "ins/ rows are user-space instructions per operation of a step (-: no counter)\n",
                 n, REC_LEN + 2, kCommitEvery);
     for (const Group& g : kGroups) table(g, r + g.first);
     std::printf("\ngoal: faster than every peer on every step (met, or the time over the peer it trails most)\n");

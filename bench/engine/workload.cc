@@ -9,6 +9,8 @@
 #include <ctime>
 #include <random>
 
+#include "instructions.h"
+
 void fail(const std::string& what) {
     std::fprintf(stderr, "engine_bench: %s\n", what.c_str());
     std::exit(1);
@@ -24,11 +26,14 @@ double reading(clockid_t clock) {
 
 double now() { return reading(CLOCK_MONOTONIC); }
 
-Mark mark() { return Mark{reading(CLOCK_MONOTONIC), reading(CLOCK_PROCESS_CPUTIME_ID)}; }
+Mark mark() {
+    const long long instructions = userinstructions();
+    return Mark{reading(CLOCK_MONOTONIC), reading(CLOCK_PROCESS_CPUTIME_ID), instructions};
+}
 
 Span took(const Mark& start) {
-    const Mark end = mark();
-    return Span{end.wall - start.wall, end.cpu - start.cpu};
+    const double wall = reading(CLOCK_MONOTONIC), cpu = reading(CLOCK_PROCESS_CPUTIME_ID);
+    return Span{wall - start.wall, cpu - start.cpu, instructionsbetween(start.instructions, userinstructions())};
 }
 
 Workload makeworkload(size_t n, const std::string& dir) {

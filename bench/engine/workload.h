@@ -31,9 +31,11 @@ Workload makeworkload(size_t n, const std::string& dir);
 
 // Seconds a step took on the wall clock and in the process's CPU time
 // (user and system), which other programs on a busy machine disturb
-// less; a step a store cannot run stays negative.
+// less, and the user-space instructions it ran (-1 without a counter);
+// a step a store cannot run stays negative.
 struct Span {
     double wall = -1, cpu = -1;
+    long long instructions = -1;
 };
 struct Timing {
     Span insert, lookup, scan, remove;
@@ -63,10 +65,12 @@ Timing runlmdbsync(const Workload& w, bool pertxn);
 double now();
 inline double since(double start) { return now() - start; }
 
-// A reading of both clocks.  The CPU clock is read by a real system call,
-// which marks the steps' bounds in a trace of the run.
+// A reading of both clocks and of the instruction counter.  The CPU clock
+// is read by a real system call, which marks the steps' bounds in a trace
+// of the run; the counter is read outside those bounds.
 struct Mark {
     double wall, cpu;
+    long long instructions;
 };
 Mark mark();
 Span took(const Mark& start);

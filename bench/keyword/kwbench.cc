@@ -26,9 +26,12 @@
 #include <string>
 #include <vector>
 
+#include "instructions.h"
 #include "velnor.h"
 
 namespace {
+
+constexpr size_t kWordsPerDoc = 50;
 
 struct Corpus {
     std::vector<std::string> words;  // the vocabulary, most frequent first
@@ -40,6 +43,7 @@ struct Corpus {
 
 struct Result {
     double build = 0, search = 0, list = 0;
+    long long buildinstructions = -1;  // user space, -1 without a counter
     long found = 0, listedwords = 0;
     long peakkb = 0;
     uint64_t bytes = 0;
@@ -61,7 +65,7 @@ std::string word(uint32_t r) {
 }
 
 Corpus makecorpus(size_t ndocs, size_t nsearch, size_t nlist) {
-    const size_t vocab = 30000, perdoc = 50;
+    const size_t vocab = 30000, perdoc = kWordsPerDoc;
     Corpus c;
     std::vector<double> cum(vocab);
     double sum = 0;
@@ -97,10 +101,15 @@ double cputime() {
            static_cast<double>(ru.ru_utime.tv_usec + ru.ru_stime.tv_usec) / 1e6;
 }
 
-double timed(const std::function<void()>& f) {
+// CPU seconds of f; with instructions given, also the user-space
+// instructions it ran.
+double timed(const std::function<void()>& f, long long* instructions = nullptr) {
+    const long long i0 = userinstructions();
     const double t0 = cputime();
     f();
-    return cputime() - t0;
+    const double t = cputime() - t0;
+    if (instructions) *instructions = instructionsbetween(i0, userinstructions());
+    return t;
 }
 
 uint64_t filesize(const std::string& path) {
@@ -128,7 +137,7 @@ Result runvelnor(const Corpus& c, const std::string& dir, bool shared) {
         for (size_t d = 0; d < c.docs.size(); d++)
             if (fhhypaddline(&cb, c.docs[d].c_str(), static_cast<uint32_t>(d + 1), 0) != 0)
                 fail("fhhypaddline: status " + std::to_string(cb.status));
-    });
+    }, &r.buildinstructions);
     r.search = timed([&] {
         for (const std::string& q : c.queries) {
             uint32_t n = 0;
@@ -185,7 +194,7 @@ Result runfts5(const Corpus& c, const std::string& dir) {
         }
         sqlite3_finalize(ins);
         exec(db, "COMMIT");
-    });
+    }, &r.buildinstructions);
     r.search = timed([&] {
         sqlite3_stmt* q = prepare(db, "SELECT rowid FROM docs WHERE docs MATCH ?");
         for (const std::string& w : c.queries) {
@@ -263,6 +272,21 @@ int main(int argc, char** argv) {
             std::printf("%-8s %10.3f %10s %10.3f   %8.2f %8s\n", step, a, "-", f, a / f, "-");
     };
     row("build", single.build, shared.build, fts.build);
+    // User-space instructions of the build per word of the documents.
+    const double words = static_cast<double>(ndocs * kWordsPerDoc);
+    auto perword = [&](const Result& r) { return r.buildinstructions < 0 ? -1.0 : r.buildinstructions / words; };
+    if (single.buildinstructions >= 0 && fts.buildinstructions >= 0) {
+        // A figure, or "-" for a run not made.
+        auto figure = [](double v, const char* format) {
+            char text[32] = "-";
+            if (v >= 0) std::snprintf(text, sizeof text, format, v);
+            return std::string(text);
+        };
+        const double f = perword(fts), sh = withshared ? perword(shared) : -1;
+        std::printf("%-8s %10.0f %10s %10.0f   %8.2f %8s   (instructions per word built)\n", "ins/word",
+                    perword(single), figure(sh, "%.0f").c_str(), f, perword(single) / f,
+                    figure(sh < 0 ? -1 : sh / f, "%.2f").c_str());
+    }
     row("search", single.search, shared.search, fts.search);
     if (nlist > 0) row("list", single.list, shared.list, fts.list);
     std::printf("%-8s %10ld %10ld %10ld   (values found by the searches)\n", "found", single.found,

@@ -11,10 +11,7 @@
 // Each velnor step starts and ends with a reading of the process's CPU
 // clock, a real system call, so that `bench.sh maint-syscalls` can split a
 // trace of the run into its steps.
-#include <linux/perf_event.h>
 #include <sqlite3.h>
-#include <sys/ioctl.h>
-#include <sys/syscall.h>
 
 #include <cstdio>
 #include <cstdlib>
@@ -24,6 +21,7 @@
 
 #include <unistd.h>
 
+#include "instructions.h"
 #include "velnor.h"
 #include "workload.h"
 
@@ -33,31 +31,6 @@ const char kFid[] =
     "TKF FID v7.0\nRecLen = 118\nNItems = 3\nNKeys = 2\nFlags = 0\n"
     "Item = ID, 'C', 'L', 0, 10, 1, 1,\nItem = NAME, 'C', 'L', 10, 30, 1, 2,\nItem = FILL, 'C', 'L', 40, 78, 1, 0,\n"
     "Key = ID, 10, 1\n0, 10, 8\nKey = NAME, 30, 1\n10, 30, 8\n";
-
-// The process's user-space instructions so far, or -1 where the counter
-// cannot be opened (a virtual machine, or perf_event_paranoid).
-class Instructions {
-public:
-    Instructions() {
-        perf_event_attr a{};
-        a.size = sizeof a;
-        a.type = PERF_TYPE_HARDWARE;
-        a.config = PERF_COUNT_HW_INSTRUCTIONS;
-        a.exclude_kernel = 1;
-        a.exclude_hv = 1;
-        fd_ = static_cast<int>(syscall(SYS_perf_event_open, &a, 0, -1, -1, 0));
-    }
-    ~Instructions() {
-        if (fd_ >= 0) close(fd_);
-    }
-    long long read() const {
-        long long v = 0;
-        return fd_ >= 0 && ::read(fd_, &v, sizeof v) == sizeof v ? v : -1;
-    }
-
-private:
-    int fd_;
-};
 
 double cpuseconds() {
     timespec ts{};
@@ -72,16 +45,15 @@ struct Cost {
 };
 
 template <typename F>
-Cost measure(const Instructions& counter, F step) {
-    const long long i0 = counter.read();
+Cost measure(F step) {
+    const long long i0 = userinstructions();
     const double c0 = cpuseconds();
     const double w0 = now();
     step();
     Cost c;
     c.wall = since(w0);
     c.cpu = cpuseconds() - c0;
-    const long long i1 = counter.read();
-    if (i0 >= 0 && i1 >= 0) c.instructions = i1 - i0;
+    c.instructions = instructionsbetween(i0, userinstructions());
     return c;
 }
 
@@ -180,24 +152,23 @@ int main(int argc, char** argv) {
     const std::string dat = w.dir + "/people.dat";
     sqlite3* db = nullptr;
     if (sqlite3_open((w.dir + "/peer.sqlite").c_str(), &db) != SQLITE_OK) fail("sqlite: open");
-    const Instructions counter;
     struct Row {
         const char* what;
         Cost velnor;
         double sqlite;
         size_t records;
     } rows[4] = {};
-    rows[0] = {"load / insert + 2 indexes", measure(counter, [&] { loadvelnor(w, dat); }), 0, n};
+    rows[0] = {"load / insert + 2 indexes", measure([&] { loadvelnor(w, dat); }), 0, n};
     const double start = now();
     loadsqlite(db, w);
     rows[0].sqlite = since(start);
     deletevelnor(w, dat);
     deletesqlite(db, w);
-    rows[1] = {"verify / integrity_check", measure(counter, [&] { maint(VN_FM_VERIFY, dat); }),
+    rows[1] = {"verify / integrity_check", measure([&] { maint(VN_FM_VERIFY, dat); }),
                timesql(db, "PRAGMA integrity_check"), n};
-    rows[2] = {"recover / REINDEX", measure(counter, [&] { maint(VN_FM_RECOVER, dat); }), timesql(db, "REINDEX"),
+    rows[2] = {"recover / REINDEX", measure([&] { maint(VN_FM_RECOVER, dat); }), timesql(db, "REINDEX"),
                n};
-    rows[3] = {"pack / VACUUM", measure(counter, [&] { maint(VN_FM_PACK, dat); }), timesql(db, "VACUUM"), n};
+    rows[3] = {"pack / VACUUM", measure([&] { maint(VN_FM_PACK, dat); }), timesql(db, "VACUUM"), n};
     maint(VN_FM_VERIFY, dat);  // the packed file must verify clean
     sqlite3_close(db);
     std::printf("%zu records, %zu deleted before verify; wall seconds, and velnor's CPU seconds and\n"
