@@ -6,12 +6,12 @@
 #include <cstring>
 #include <filesystem>
 #include <memory>
-#include <unordered_map>
 
 #include "commands.h"
 #include "csv.h"
 #include "encoding.h"
 #include "fidtools.h"
+#include "keytable.h"
 #include "libinternal.h"
 #include "progress.h"
 
@@ -183,8 +183,7 @@ Checked checkrows(CsvFile& csv, const std::vector<Column>& map, FHCB* cb, Record
     Checked c;
     // Primary key -> line.  Hashed, since a million keys in a tree cost a
     // miss in memory at every level of each lookup.
-    std::unordered_map<std::string, long> seen;
-    seen.reserve(static_cast<size_t>(std::min<uint64_t>(csv.size / 32, 1u << 22)));
+    KeyTable seen(static_cast<size_t>(std::min<uint64_t>(csv.size / 32, 1u << 22)));
     while (r.next(row)) {
         if (r.unterminated()) badrow(csv, r.line(), "a quoted field is not closed");
         if (row.size() == 1 && row[0].empty()) continue;
@@ -198,12 +197,12 @@ Checked checkrows(CsvFile& csv, const std::vector<Column>& map, FHCB* cb, Record
         if (key.empty()) continue;
         std::string shown = key.substr(0, key.find_last_not_of(' ') + 1);
         shown.erase(0, shown.find_first_not_of(' '));
-        auto [at, fresh] = seen.emplace(key, r.line());
+        const auto [first, fresh] = seen.emplace(key, r.line());
         if (!fresh || (f && infile(*f, key))) {
             if (!replace)
                 badrow(csv, r.line(), "key '" + shown + "' " +
                                           (fresh ? std::string("is already in the file")
-                                                 : "repeats line " + std::to_string(at->second)) +
+                                                 : "repeats line " + std::to_string(first)) +
                                           " (--replace replaces records)");
             ++c.replaced;
         }

@@ -11,11 +11,11 @@
 #include <cerrno>
 #include <cstring>
 #include <string>
-#include <unordered_set>
 #include <vector>
 
 #include "commands.h"
 #include "common.h"
+#include "keytable.h"
 #include "libinternal.h"
 
 namespace vtool {
@@ -63,11 +63,10 @@ std::string setaside(const MaintOptions& opt) {
     const int32_t size = osfilesize(dat.h);
     BlockReader in(dat.h);
     std::vector<char> stored(cb.reclen), record(cb.reclen + 8);
-    std::unordered_set<std::string> keys;
     std::vector<std::pair<int32_t, std::string>> extra;  // position, fixed layout
     long lowest = 0;                                      // of them, set aside for a key of zeros
     char key[FH_KEYSIZE];
-    if (size > 0) keys.reserve(static_cast<size_t>(std::min<int32_t>(size / static_cast<int32_t>(cb.reclen), 1 << 22)));
+    KeyTable keys(size > 0 ? static_cast<size_t>(std::min<int32_t>(size / static_cast<int32_t>(cb.reclen), 1 << 22)) : 0);
     cb.recbuf = record.data();
     // A key whose segments do not fill its length is padded with whatever
     // the key buffer held: no index built from it would verify.
@@ -99,7 +98,7 @@ std::string setaside(const MaintOptions& opt) {
             // Every other key ends in this one, so it is the one that can
             // be all zero bytes when any is.
             const int32_t n = bldkey(&cb, 0, key);
-            const bool taken = !keys.emplace(key, static_cast<size_t>(n)).second;
+            const bool taken = !keys.emplace(std::string_view(key, static_cast<size_t>(n)), pos).second;
             if (taken || std::all_of(key, key + n, [](char c) { return c == '\0'; })) {
                 extra.emplace_back(pos, std::string(record.data(), static_cast<size_t>(cb.reclen)));
                 lowest += !taken;
