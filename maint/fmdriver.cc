@@ -23,7 +23,9 @@ enum { L_HEADER, L_FILETYPE, L_STATUS, L_CURRENT, L_COMPLETE, L_MESSAGE };
 // Network type number of "IBMNET", whose locks reach the OS.
 constexpr uint16_t kIbmnet = 1;
 
-const char* const kFormat[FM_LINES] = {"%s", "File type: %s", "Status: %s", "Current: %s", "", "Message: %s"};
+// What each line shows before its text; the header and the percentage are
+// made whole by their own functions.
+const char* const kLabel[FM_LINES] = {"", "File type: ", "Status: ", "Current: ", "", "Message: "};
 
 // Shows line n: the callback gets it, or the window repaints its band.
 void show(int n) {
@@ -37,11 +39,15 @@ void show(int n) {
     uipump();
 }
 
-// The line is cut to its buffer.
+// Line n becomes its label and text, cut to its buffer, the rest of
+// which is zeros.  A run sets the Current line once a record: no format
+// is parsed for it.
 void setline(int n, const char* text) {
-    char full[FM_LINESIZE + 16];
-    std::snprintf(full, sizeof full, kFormat[n], text);
-    nstrncpy(fmstate().line[n], full, FM_LINESIZE - 1);
+    char* line = fmstate().line[n];
+    size_t at = 0;
+    for (const char* p = kLabel[n]; *p != '\0' && at < FM_LINESIZE - 1;) line[at++] = *p++;
+    for (const char* p = text; *p != '\0' && at < FM_LINESIZE - 1;) line[at++] = *p++;
+    std::memset(line + at, 0, FM_LINESIZE - at);
     show(n);
 }
 
