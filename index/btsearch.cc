@@ -59,18 +59,23 @@ int flatcmp(const char* a, const char* b, unsigned n) {
     return 0;
 }
 
+// The search's key compared with entry slot of page img.
+int compareentry(const Search& s, const uint8_t* img, int slot) {
+    const char* key = s.f->state->keybuf;
+    const char* entry = reinterpret_cast<const char*>(pgkey(img, s.c->cap, s.k, slot));
+    return s.flat ? flatcmp(key, entry, s.flat) : keycmp(*s.f, s.index, key, entry);
+}
+
 // The last of entries 0..start of page img that the key is not less than,
 // or -1; *cmp is the key compared with that entry.  Entries are in
 // ascending order, so a binary search finds the entry a scan down from
 // start would.
 int scan(const Search& s, const uint8_t* img, int start, int* cmp) {
-    const char* key = s.f->state->keybuf;
     int lo = 0, hi = start + 1;
     *cmp = -1;
     while (lo < hi) {
         int mid = lo + (hi - lo) / 2;
-        const char* entry = reinterpret_cast<const char*>(pgkey(img, s.c->cap, s.k, mid));
-        int r = s.flat ? flatcmp(key, entry, s.flat) : keycmp(*s.f, s.index, key, entry);
+        int r = compareentry(s, img, mid);
         if (r >= 0) {
             lo = mid + 1;
             *cmp = r;
@@ -91,11 +96,22 @@ int32_t none(IdxCursor* c, int slot) {
     return 0;
 }
 
+// A search resumed in the cursor's leaf of count entries, for a key below
+// its first entry, or above its last where a later leaf may follow: only
+// a search from the root can answer it.  Two comparisons spare the scan
+// of the whole leaf that would find the same, which a key in random order
+// would make almost every time.
+bool beyondleaf(const Search& s, int count) {
+    if (compareentry(s, s.c->img, 0) < 0) return true;
+    return compareentry(s, s.c->img, count - 1) > 0 && (s.prev || !s.c->atend);
+}
+
 // The answer within the leaf in the image: found, none, or where to go.
 // A resumed search answers only what this leaf can settle.
 int32_t leafanswer(const Search& s, bool resumed) {
     IdxCursor* c = s.c;
     int count = c->img[PG_COUNT];
+    if (resumed && count > 0 && beyondleaf(s, count)) return RESTART;
     int cmp;
     int i = scan(s, c->img, count - 1, &cmp);
     bool greater = i >= 0 && cmp > 0;  // key above entry i, below i+1
