@@ -64,7 +64,7 @@ int32_t placenew(FHCB* cb, int32_t len, bool var) {
         memcpy(cb->recbuf + (var ? 5 : 1), num, 5);
         if (var) memcpy(scratch().packed + 5, num, 5);
         bldkey(cb, 0, kb);
-        const int32_t r = keysearch(cb, 0, SRCH_EQUAL);
+        const int32_t r = keysearch(cb, 0, SRCH_PROBE);
         if (r < 0) return -1;
         if (r > 0) {
             cb->status = VN_CORRUPT(VN_E_IDXCORRUPT);
@@ -108,7 +108,7 @@ int32_t locate(FHCB* cb, int32_t len, bool var, bool keys, bool* isnew, bool* ha
         return 0;
     }
     bldkey(cb, 0, cb->index->keybuf);
-    const int32_t r = keysearch(cb, 0, SRCH_EQUAL);
+    const int32_t r = keysearch(cb, 0, SRCH_PROBE);
     if (r < 0) return -1;
     if (r > 0) {
         cb->datpos = r;

@@ -17,7 +17,12 @@ enum {
     SRCH_FIRST = 16,
     SRCH_LAST = 17,
     SRCH_STEPBACK = 18,  // previous, as 3
-    SRCH_STEP = 19       // next, as 2
+    SRCH_STEP = 19,      // next, as 2
+    // Equal, asked by a write before it inserts the key: a miss between
+    // two entries of a leaf ends there instead of looking on in the next
+    // leaf, so that the insert resumes in the leaf it goes into.  Found
+    // or not, the answer is equal's.
+    SRCH_PROBE = 20
 };
 
 // The order of two keys of index: -1, 0 or 1.

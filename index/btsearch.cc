@@ -28,6 +28,7 @@ struct Search {
     bool next;   // modes 2, 4, 19: the first greater
     bool prev;   // modes 3, 5, 18: the last less
     bool exact;  // modes 1, 4, 5 accept an equal key
+    bool probe;  // mode 20: a miss inside a leaf is settled there
     bool inplace;  // shared: pages are read where the file's map shows them
 };
 
@@ -122,6 +123,8 @@ int32_t leafanswer(const Search& s, bool resumed) {
     if (greater) {
         if (s.next && i + 1 < count) return found(c, i + 1);
         if (s.prev) return resumed && i == count - 1 ? RESTART : found(c, i);
+        // Between entries i and i + 1: no entry anywhere is equal.
+        if (s.probe && i + 1 < count) return none(c, i);
         // Past the leaf's last entry (and any key mode 1 did not find).
         if (resumed) {
             if (c->atend && (s.next || i == count - 1)) return none(c, i);
@@ -277,7 +280,8 @@ int32_t btfind(IdxFile& f, int index, int mode, bool resume, bool* found) {
     Search s = {&f, index, &st->cursor[index], st->keylen[index], keyflatlen(f, index),
                 mode == SRCH_NEXT || mode == SRCH_GE || mode == SRCH_STEP,
                 mode == SRCH_PREV || mode == SRCH_LE || mode == SRCH_STEPBACK,
-                mode == SRCH_EQUAL || mode == SRCH_GE || mode == SRCH_LE, f.shared};
+                mode == SRCH_EQUAL || mode == SRCH_GE || mode == SRCH_LE || mode == SRCH_PROBE,
+                mode == SRCH_PROBE, f.shared};
     IdxCursor* c = s.c;
     *found = false;
     if (resume) {
