@@ -75,7 +75,9 @@ int32_t Pack::create(const char* fid, const char* key) {
     }
     fmstatus("Creating temporary files...");
     cb.fflags = 0;
-    cb.mflags = VN_MF_EXCLUSIVE;  // maintenance: the new files are ours alone
+    // Maintenance: the new files are ours alone, and nothing reads them by
+    // position, so a write need not step on to the next key.
+    cb.mflags = VN_MF_EXCLUSIVE | VN_MF_STAY;
     created = true;               // even a half-done create leaves files to remove
     if (op(VN_OP_CREATE) != 0) return cb.status;
     fhsettransient(&cb);  // installed only by a syncing rename

@@ -262,6 +262,10 @@ long runload(const LoadOptions& opt, std::FILE* out) {
         cb->opcode = VN_OP_END;
         if (filehandler(cb) != 0) f->fail_status();
         cb->state &= static_cast<uint16_t>(~VN_ST_CURRENT);
+    } else {
+        // A keyed write finds its place by its key: no step to the next key
+        // after each.
+        cb->mflags |= VN_MF_STAY;
     }
     CsvReader r(csv.in, opt.delimiter);
     std::vector<std::string> row;
