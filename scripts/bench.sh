@@ -11,6 +11,8 @@
 #                                         engine, unshared, shared and unshared with a
 #                                         secure every 10,000 writes; per word added
 #                                         by the keyword benchmark
+#   bash scripts/bench.sh maint-cli [N]   load, verify, recover and pack through the program
+#                                         against the sqlite3 shell (N rows, 1,000,000)
 #   bash scripts/bench.sh maint-syscalls [N]   system calls per record of velnor's
 #                                         load, verify, recover and pack (N 100,000)
 #   bash scripts/bench.sh window [N]      PACK in the FileMaint window against PACK
@@ -25,9 +27,9 @@ root=$(cd "$(dirname "$0")/.." && pwd)
 cd "$root"
 bash scripts/deps.sh all
 dir=build-bench
-cmake -S . -B "$dir" -G Ninja -DCMAKE_BUILD_TYPE=Release -DVELNOR_TESTS=OFF -DVELNOR_TOOLS=OFF \
+cmake -S . -B "$dir" -G Ninja -DCMAKE_BUILD_TYPE=Release -DVELNOR_TESTS=OFF -DVELNOR_TOOLS=ON \
   -DVELNOR_BENCH=ON >/dev/null
-cmake --build "$dir" -j2 --target index_bench engine_bench compress_bench maint_bench keyword_bench
+cmake --build "$dir" -j2 --target index_bench engine_bench compress_bench maint_bench keyword_bench velnor_cli
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 run() {
@@ -137,6 +139,8 @@ case ${1:-all} in
     syscalls 100000 lmdb-10k
     run compress
     run maint
+    echo "=== maint-cli"
+    bash bench/maint/cli.sh "$root/$dir/tools/velnor"
     echo "=== system calls, maintenance"
     maint_syscalls 100000
     run keyword
@@ -165,6 +169,10 @@ case ${1:-all} in
   maint-syscalls)
     maint_syscalls "${2:-100000}"
     ;;
+  maint-cli)
+    echo "=== maint-cli ${2:-}"
+    bash bench/maint/cli.sh "$root/$dir/tools/velnor" ${2:+"$2"}
+    ;;
   window)
     window "${2:-400000}"
     ;;
@@ -174,7 +182,7 @@ case ${1:-all} in
     run "$name" "$@"
     ;;
   *)
-    echo "usage: $0 [all|callgrind|syscalls|maint-syscalls [N]|window [N]|index|engine|compress|maint|keyword [arguments]]" >&2
+    echo "usage: $0 [all|callgrind|syscalls|maint-cli [N]|maint-syscalls [N]|window [N]|index|engine|compress|maint|keyword [arguments]]" >&2
     exit 2
     ;;
 esac

@@ -12,7 +12,7 @@ all_packages=("${demo_packages[@]}"
   g++-mingw-w64-i686-posix g++-mingw-w64-x86-64-posix binutils-mingw-w64-i686 binutils-mingw-w64-x86-64
   wine wine64
   pybind11-dev python3-dev python3-pytest help2man man-db bash-completion
-  libsqlite3-dev libdb-dev liblmdb-dev ncompress gzip valgrind strace binutils file util-linux)
+  libsqlite3-dev sqlite3 libdb-dev liblmdb-dev ncompress gzip valgrind strace binutils file util-linux)
 
 case ${1:-all} in
   demo) wanted=("${demo_packages[@]}") ;;
