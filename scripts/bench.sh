@@ -119,9 +119,13 @@ kw_syscalls() {
 # under wine.
 window() {
   local wdir=build-bench-win64
-  cmake -S . -B "$wdir" -G Ninja -DCMAKE_TOOLCHAIN_FILE=cmake/x86_64-w64-mingw32.cmake \
-    -DCMAKE_BUILD_TYPE=Release -DVELNOR_TESTS=OFF -DVELNOR_TOOLS=OFF -DVELNOR_BENCH=ON >/dev/null
-  cmake --build "$wdir" -j2 --target window_bench
+  # The build's output stays out of the results unless it fails.
+  if ! { cmake -S . -B "$wdir" -G Ninja -DCMAKE_TOOLCHAIN_FILE=cmake/x86_64-w64-mingw32.cmake \
+    -DCMAKE_BUILD_TYPE=Release -DVELNOR_TESTS=OFF -DVELNOR_TOOLS=OFF -DVELNOR_BENCH=ON &&
+    cmake --build "$wdir" -j2 --target window_bench; } >"$work/window-build.log" 2>&1; then
+    cat "$work/window-build.log"
+    return 1
+  fi
   echo "=== window $1"
   (cd "$work" && WINEDEBUG=-all wine "$root/$wdir/bench/window/window_bench.exe" "$1")
 }
