@@ -17,10 +17,10 @@ struct OpenFile;
 
 // The buffers of one write (opwrite.cc).
 struct WriteScratch {
-    char packed[REC_MAX];  // the stored form of a variable-length record
-    char old[REC_MAX];     // the record a rewrite replaces
-    char oldkey[FH_KEYSIZE];      // a key of it
-    char undone[REC_MAX];  // the new record, while a failed rewrite is undone
+    char packed[REC_MAX];     // the stored form of a variable-length record
+    char old[REC_MAX];        // the record a rewrite replaces
+    char oldkey[FH_KEYSIZE];  // a key of it
+    char undone[REC_MAX];     // the new record, while a failed rewrite is undone
 };
 
 struct EngineState : RuntimePart {

@@ -9,11 +9,11 @@
 #include "support/runtime.h"
 
 struct RecordState : RuntimePart {
-    char raw[REC_MAX];    // a record's stored bytes before unpacking
-    char heads[REC_MAX];  // the header record being written
-    char chain[REC_MAX];  // a record met on a thread's chain
-    char checked[REC_MAX];  // a record a shared search found, read to check its key
-    char checkedkey[FH_KEYSIZE];   // the key built from it
+    char raw[REC_MAX];            // a record's stored bytes before unpacking
+    char heads[REC_MAX];          // the header record being written
+    char chain[REC_MAX];          // a record met on a thread's chain
+    char checked[REC_MAX];        // a record a shared search found, read to check its key
+    char checkedkey[FH_KEYSIZE];  // the key built from it
 };
 
 // The record layer's part: made by the engine's start (or on first use),
